@@ -1,0 +1,25 @@
+# What the presets switch: warnings, sanitizers, coverage, hardening. Linked privately into everything built here, so that
+# none of it reaches a host.
+add_library(kelp_build_modes INTERFACE)
+target_compile_options(kelp_build_modes INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(KELP_WERROR)
+  target_compile_options(kelp_build_modes INTERFACE -Werror)
+endif()
+
+if(KELP_SANITIZE)
+  # The vptr check itself calls pipe(), which tests make fail.
+  set(sanitizers -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(kelp_build_modes INTERFACE ${sanitizers})
+  target_link_options(kelp_build_modes INTERFACE ${sanitizers})
+endif()
+
+if(KELP_COVERAGE)
+  target_compile_options(kelp_build_modes INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(kelp_build_modes INTERFACE --coverage)
+endif()
+
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT KELP_SANITIZE)
+  target_compile_options(kelp_build_modes INTERFACE
+    -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+  target_link_options(kelp_build_modes INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+endif()

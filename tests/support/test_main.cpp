@@ -1,0 +1,9 @@
+#include <gtest/gtest.h>
+
+#include "process_state.h"
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  kelp_test::installProcessStateGuard();
+  return RUN_ALL_TESTS();
+}
