@@ -115,7 +115,9 @@ ProcessState ProcessState::capture() {
   return state;
 }
 
-void expectChangeOf(const std::string& what) { expectedChanges.insert(what); }
+void expectChangeOf(const std::string& what) {
+  expectedChanges.insert(what);
+}
 
 std::vector<std::string> unexpectedChanges(const ProcessState& before, const ProcessState& after) {
   std::vector<std::string> lines;

@@ -24,7 +24,8 @@ struct ProcessState {
   static ProcessState capture();
 };
 
-// Names a change that the running test makes on purpose; "SIGCHLD" is the only one that the library itself makes.
+// Names a change that the running test makes on purpose; "SIGCHLD" is the only one that the library
+// itself makes.
 void expectChangeOf(const std::string& what);
 
 // The differences between two pictures, a line each, without those that were expected.

@@ -1,0 +1,150 @@
+/**
+ * @file cmnconfiguration.h
+ * @brief Sectioned key/value settings, read from and written to a file.
+ */
+#ifndef CMNCONFIGURATION_H
+#define CMNCONFIGURATION_H
+
+#include "cmnerror.h"
+#include "cmnexport.h"
+#include "cmntypes.h"
+
+#include <ace/Configuration.h>
+
+#include <vector>
+
+namespace kelp_cmn_4_4 {
+
+/**
+ * A store of settings in sections, kept in memory in an ACE configuration heap.
+ *
+ * The file format is that of `ACE_Registry_ImpExp`: a line with a section's path in square
+ * brackets, nested names separated by backslashes, then a line for each value: the name in double
+ * quotes, "=", and a text in double quotes or `dword:` with eight hexadecimal digits. What ACE does
+ * with such a file holds here too: the last line needs its line end, a malformed line ends the
+ * import with what came before it already applied, and a line end inside a value breaks the file
+ * that it is exported to.
+ *
+ * The store remembers the file that it was loaded from and the section last opened, on which the
+ * one-name getters and setters work. Nothing is written unless exportConfig() is called.
+ *
+ * A status of 0 is success; any other is that of the ACE call, or of `access`, that failed, passed
+ * through unchanged. Section and value names must not be null. Nothing is thrown but allocation
+ * failures. A store is used by one thread at a time. It cannot be copied.
+ */
+class KELP_CMN_API CCmnConfiguration {
+ public:
+  /** Opens an empty store. A failure shows in getLastError() only: "Failed to open configuration
+   * heap". */
+  CCmnConfiguration();
+
+  /**
+   * Opens a store for a file.
+   * @param dir     the file's directory, with its closing "/"; null counts as empty
+   * @param file    the file's name; null counts as empty
+   * @param import  whether to load the file now, as importConfig() does, a failure showing in
+   * getLastError() only; otherwise the names are just kept, unverified, and a later exportConfig()
+   * creates the file
+   */
+  CCmnConfiguration(const char* dir, const char* file, bool import);
+
+  /** Discards what was not exported. */
+  ~CCmnConfiguration();
+
+  CCmnConfiguration(const CCmnConfiguration&) = delete;
+  CCmnConfiguration& operator=(const CCmnConfiguration&) = delete;
+
+  /** The heap itself, for callers that need ACE's own interface; lives as long as the store. */
+  ACE_Configuration_Heap& configHeap();
+
+  /**
+   * Loads a file into the heap. Values add to, and replace, what the heap already holds.
+   * @param dir   the file's directory; joined with the name as it is, so it should end with "/";
+   * null counts as empty
+   * @param file  the file's name; null counts as empty
+   * @return 0; -1 when the directory or the file does not exist; else the status of ACE's import.
+   * The names are kept and the failure is recorded, whatever the result.
+   */
+  int importConfig(const char* dir, const char* file);
+
+  /** Writes every section of the heap to the file last named. @return 0, else the status of ACE's
+   * export */
+  int exportConfig();
+
+  /**
+   * Opens a section and, on success, makes it the current one.
+   * @param base    the section below which to look
+   * @param name    a section's name, or a path of names separated by backslashes
+   * @param result  receives the section's key
+   * @param create  1 to create what is missing, 0 not to
+   * @return 0, else the heap's status; the current section then stays
+   */
+  int openSection(const ACE_Configuration_Section_Key& base, const char* name,
+                  ACE_Configuration_Section_Key& result, int create);
+
+  /** The same below the root section. */
+  int openSection(const char* name, ACE_Configuration_Section_Key& result, int create);
+
+  /**
+   * Reads a text of the current section.
+   * @param name   the value's name
+   * @param value  receives the text
+   * @return 0, else the heap's status: missing, or not a text
+   */
+  int getStringValue(const char* name, tstr& value);
+
+  /** Writes a text into the current section. @return 0, else the heap's status */
+  int setStringValue(const char* name, const tstr& value);
+
+  /**
+   * Reads a number of the current section.
+   * @param name   the value's name
+   * @param value  receives the number
+   * @return 0, else the heap's status: missing, or not a number
+   */
+  int getIntegerValue(const char* name, unsigned int& value);
+
+  /** Writes a number into the current section. @return 0, else the heap's status */
+  int setIntegerValue(const char* name, unsigned int value);
+
+  /**
+   * Reads a text of a named section. The section is created when it is missing, and stays the
+   * current one afterwards; both are meant. The same holds for the number below.
+   * @return 0, else the heap's status
+   */
+  int getStringValue(const char* section, const char* name, tstr& value);
+
+  /** Reads a number of a named section. @return 0, else the heap's status */
+  int getIntegerValue(const char* section, const char* name, unsigned int& value);
+
+  /** The names of a section's subsections, in the heap's order; those gathered so far when the heap
+   * fails. */
+  std::vector<tstr> enumerateSections(const ACE_Configuration_Section_Key& key);
+
+  /** The same for the current section. */
+  std::vector<tstr> enumerateSections();
+
+  /**
+   * The last failure that was recorded: the heap could not be opened, a path is missing, or an
+   * import failed. Code 0 and empty texts as long as there was none. A later success does not clear
+   * it, on purpose.
+   * @return a reference that lives as long as the store
+   */
+  const CCmnError& getLastError() const { return m_lastError; }
+
+ private:
+  void openHeap();
+  void setPaths(const char* dir, const char* file);
+  int recordFailure(int code, const char* message, const char* function, int line);
+
+  CCmnError m_lastError;
+  ACE_Configuration_Heap m_heap;
+  tstr m_configDir;
+  tstr m_configFile;
+  tstr m_configPath;
+  ACE_Configuration_Section_Key m_currentSection;
+};
+
+}  // namespace kelp_cmn_4_4
+
+#endif

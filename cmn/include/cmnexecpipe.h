@@ -1,0 +1,184 @@
+/**
+ * @file cmnexecpipe.h
+ * @brief Running an external command on POSIX, without a shell.
+ */
+#ifndef CMNEXECPIPE_H
+#define CMNEXECPIPE_H
+
+#include "cmnexecpipebase.h"
+#include "cmnexport.h"
+
+#include <signal.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace kelp_cmn_4_4 {
+
+/**
+ * Runs a command as a child process whose standard output and standard error feed one pipe.
+ *
+ * What a host should know before it runs a command:
+ *
+ * - **No shell.** The command line is split at blanks and tabs, quotes and backslashes work as
+ * ParseCommand() says, and the first word is the path of the file to execute; `PATH` is not
+ * searched.
+ * - **A `SIGCHLD` handler** is installed by every ExecPipe() and stays for the life of the process;
+ * the library stays loaded as long. It reaps *any* ended child of the process, one for each signal,
+ * the host's own children too, and records their numbers and statuses in one map for the whole
+ * process. A record that nobody asks for stays there.
+ * - **Statuses.** The map holds a plain exit code or signal number, and Close() reads it as an
+ * encoded wait status all the same. So a child that exited with 3 is mostly reported as ended by
+ * signal 3 (code 12), one that exited with 127 or 255 as code 13, one that exited with 128 as
+ * success. Only when `waitpid` comes before the handler is an exit status reported as such (code
+ * 11). This is meant.
+ * - **Time-outs** end the reading for good. A grandchild that holds the pipe keeps the reading
+ * alive after the child's end.
+ * - **Left-over output.** Output that was read ahead but not handed out (after an abort, or a
+ * Close() before the end of the output) is handed out first by the next run of the same object.
+ * This is meant.
+ * - **Descriptors.** The child inherits every descriptor that the host has not marked
+ * close-on-exec.
+ * - **The environment** is inherited, but for "LANG" and the "LC_" variables, which become "C", and
+ * "CDPATH", "EDITOR", "ENV", "FPATH" and "IFS", which become empty.
+ *
+ * Between `fork` and `execv` the child allocates memory, changes its environment and may write to
+ * the trace log. Objects in several threads share the handler and the map; each object is used by
+ * one thread at a time.
+ */
+class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
+ public:
+  /** No child, nothing read. */
+  CCmnExecPipePosix();
+
+  /** The same with a list that is kept for the host. */
+  explicit CCmnExecPipePosix(std::vector<std::string> hostList);
+
+  /** Calls Close(10): a child that still runs is waited for, and ended by force. */
+  ~CCmnExecPipePosix() override;
+
+  /**
+   * Starts a command. An earlier one should have been ended by Close().
+   * @param command   the command line
+   * @param reserved  not used
+   * @return 0 with the child running and its output ready to be read; 1, 4, 6 or 7. What fails in
+   * the child makes it exit with status 1.
+   */
+  int ExecPipe(std::string command, std::string reserved) override;
+
+  /**
+   * Waits for the child, asking every 100 milliseconds: the map first, then `waitpid`.
+   *
+   * After the time-out the child gets `SIGTERM`, and at most 30 seconds later `SIGKILL`; after at
+   * most 30 more it is given up.
+   * @param timeoutSeconds  how long to wait before `SIGTERM`, measured in the clock's whole
+   * seconds; 0 lasts until the clock's second changes, a negative number gives no time at any stage
+   * @return the status from the map, or else the raw one from `waitpid`; -1 when there is no child,
+   * it cannot be found, or it hangs
+   */
+  int WaitPid(long timeoutSeconds) override;
+
+  /**
+   * Closes the read end and reaps the child. With neither of them, returns 0 at once.
+   * @param timeoutSeconds  as for WaitPid()
+   * @return 0, 3, 8, 11, 12 or 13; a failure of the child goes before a failure of closing
+   */
+  int Close(long timeoutSeconds) override;
+
+  /**
+   * Reads a line of output. At the end of the output, on a time-out and on an error the read end is
+   * closed.
+   *
+   * A last line without a line end is handed out before the end is reported. On a time-out what
+   * came of a line is handed out too, with `*timedOut` set.
+   * @param buffer          receives the line with its line end, NUL-terminated; a line that is too
+   * long comes in pieces of `size` - 1 bytes
+   * @param size            the buffer's size in bytes; below 2 nothing is read
+   * @param timedOut        receives 1 when waiting for output ran out of time, else 0; must not be
+   * null
+   * @param timeoutSeconds  how long to wait for each block of output
+   * @return whether a line was stored; otherwise the buffer holds no text
+   */
+  bool ReadLine(char* buffer, int size, unsigned char* timedOut, long timeoutSeconds) override;
+
+  /** The result of the host's hook, or 0 without one. */
+  int IsChildContext() override;
+
+  /**
+   * Runs a command through the host's hook.
+   * @param command  the command line
+   * @param output   appended to: the output's lines without their line ends. What follows the last
+   * line end is dropped, on purpose.
+   * @return the hook's result; 1 without a hook
+   */
+  int ExecCommandInChildContext(std::string command, std::vector<std::string>& output) override;
+
+  /** Resets all but the base's members, without releasing anything; for a fresh object only. */
+  void Init() override;
+
+  /** Releases the argument vector. */
+  void ClearArgsList();
+
+  /**
+   * Appends an argument to the vector.
+   *
+   * Single and double quotes are removed and protect what is between them, backslashes too; outside
+   * of them a backslash protects the byte after it.
+   * @param text    the argument's bytes, not yet decoded; may be null when `length` is 0
+   * @param length  how many; 0 ends the vector with a null instead
+   * @return false when there is no memory, or when a backslash is the last byte
+   */
+  bool AddArgument(const char* text, int length);
+
+  /**
+   * Splits a command line into the argument vector, which should be empty.
+   * @param commandLine  words separated by blanks and tabs; nothing is expanded
+   * @return false for no word at all, an open quote, a backslash at the end, or no memory
+   */
+  bool ParseCommand(const char* commandLine);
+
+  /**
+   * The `SIGCHLD` handler: reaps one ended child of the process, whichever it is, and records what
+   * the signal says of its sender.
+   *
+   * Safe at any point of the program: it takes no lock and, unless 1,024 records are waiting to be
+   * taken into the map, allocates nothing. Keeps `errno`. Does nothing once the process has begun
+   * to destroy its static objects.
+   * @param signalNumber  not used
+   * @param info          the child's number and its exit code or signal; nothing is recorded when
+   * it is null
+   * @param context       not used
+   */
+  static void GetChildStatus(int signalNumber, siginfo_t* info, void* context);
+
+  /**
+   * Takes the record of an ended child out of the map.
+   * @param pid     the child's number
+   * @param status  receives its exit code or signal number; untouched when there is no record
+   * @return whether there was one
+   */
+  bool CheckChildStatusMap(int pid, int* status);
+
+ protected:
+  static struct sigaction m_act;               ///< the handler as last installed
+  static std::map<int, int> m_childStatusMap;  ///< ended child -> exit code or signal number
+
+  int m_childPid;          ///< the running child; -1 for none
+  char m_readBuffer[512];  ///< output read ahead
+  int m_bufferCount;       ///< how many bytes of it
+  int m_bufferPos;         ///< the next one
+  int m_readFd;            ///< the pipe's read end; -1 for none
+  int m_argc;              ///< arguments stored, the closing null not counted
+  int m_argCapacity;       ///< slots allocated
+  char** m_argv;           ///< on the malloc heap; its elements are arrays made with new
+  std::string m_commandLine;
+
+ private:
+  bool pollChild(long seconds, int& result);
+  bool findInMap(int& value);
+};
+
+}  // namespace kelp_cmn_4_4
+
+#endif

@@ -1,0 +1,48 @@
+/**
+ * @file cmnqrbconfiguration.h
+ * @brief The one setting that the host product itself publishes: its verbosity.
+ */
+#ifndef CMNQRBCONFIGURATION_H
+#define CMNQRBCONFIGURATION_H
+
+#include "cmnexport.h"
+#include "cmntypes.h"
+
+namespace kelp_cmn_4_4 {
+
+/**
+ * Finds the host product's "rk.conf" and reads its "VERBOSE" line.
+ *
+ * Static functions only. Nothing is kept between calls: every call reads the file afresh. May be
+ * called from any thread.
+ */
+class KELP_CMN_API CCmnQRBConfiguration {
+ public:
+  /**
+   * Gives the place of the host product's configuration file.
+   * @param dir   receives "/usr/tulsk/krellvane/"
+   * @param file  receives "rk.conf"
+   * @return 0
+   */
+  static int getTraceConfigFileInfo(tstr& dir, tstr& file);
+
+  /**
+   * Reads the verbosity from the first line of a file that holds "VERBOSE" anywhere, commented out
+   * or not.
+   *
+   * The number is the decimal one after the first "=" of that line, counted from the line's start;
+   * what follows it is ignored. Of a number beyond `int` the low 32 bits are kept. Later lines are
+   * never looked at. Lines are read in pieces of at most 255 bytes, and each piece counts as a line
+   * of its own.
+   * @param dir    the file's directory, with its closing "/"; not changed
+   * @param file   the file's name; not changed
+   * @param level  receives the number; untouched unless 0 is returned
+   * @return 0 when the level was set; 1 when no line holds "VERBOSE", or the first that does has no
+   * "=" or no number after it; 26 when the file cannot be opened for reading
+   */
+  static int getTraceLevel(tstr& dir, tstr& file, int& level);
+};
+
+}  // namespace kelp_cmn_4_4
+
+#endif

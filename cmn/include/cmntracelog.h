@@ -1,0 +1,137 @@
+/**
+ * @file cmntracelog.h
+ * @brief The library's one diagnostic channel: printf-style lines in a trace file per component.
+ */
+#ifndef CMNTRACELOG_H
+#define CMNTRACELOG_H
+
+#include "cmnconfiguration.h"
+#include "cmnexport.h"
+#include "cmnrefcount.h"
+#include "cmnsmartptr.h"
+#include "cmntypes.h"
+
+namespace kelp_cmn_4_4 {
+
+/**
+ * The trace of a component of the calling process.
+ *
+ * Each line is stamped with the time, appended to the component's trace file and, if wanted, echoed
+ * to standard output. Directory, file, level and echo come from the section "DEBUG_TRACE_INFO" of
+ * the component's configuration file (see CCmnPathTool), where
+ *
+ * | key | holds | written when missing |
+ * |---|---|---|
+ * | "TRACEDIR" | the trace directory, a text | "/usr/tulsk/krellvane/logs/zorvt/" |
+ * | "TRACEFILE" | the trace file's name, a text | the component's name and ".log" |
+ * | "TRACELEVEL" | the trace level, a number | the caller's level |
+ * | "TRACESTDOUT" | 1 to echo, a number | 1 if the caller asked for echo, else 0 |
+ *
+ * and the host product's verbosity (see CCmnQRBConfiguration) can only raise the level. A lower
+ * level is more important: 1 is for errors, 3 for details.
+ *
+ * A log is shared through CCmnSmartPtr holders; CCmnContextSingletonAllocator hands out one per
+ * process. It is used by one thread at a time. Several processes may append to one trace file.
+ * Nothing is thrown but allocation failures.
+ */
+class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
+ public:
+  /** A log that is not initialized: level 0, empty texts, no echo, no configuration loaded. */
+  CCmnTraceLog();
+
+  /** Writes nothing. */
+  ~CCmnTraceLog() override;
+
+  /**
+   * Sets the log up: resolves its settings, creating or completing the configuration file, and
+   * tries the trace file.
+   *
+   * If the trace file cannot be opened, "[CCmnTraceLog] Error: Tracefile [%s] initialization
+   * failed.[%s][%s]" goes to standard output, with path, file and directory, and the log stays as
+   * silent, or as talkative, as it was. If resolving the settings throws, "ERROR: CCmnTraceLog:
+   * Failed to initialize log settings" goes there, and set-up continues with what is known.
+   * @param component  names the trace and configuration files, and stands before echoed lines
+   * @param dir        the trace directory; empty for the configured or default one
+   * @param file       the trace file's name; empty for the configured or default one. Only where
+   * both are given are they written into the configuration file, and so win; that also sets the
+   * configured echo to 0.
+   * @param level      the level to write where none is configured. The log starts with the
+   * configured level, but at most 1, or with 0 where none was configured, unless the host product's
+   * verbosity is higher.
+   * @param toStdout   whether to echo; a configured 0 does not switch it off
+   */
+  void initialize(const tstr& component, tstr dir, tstr file, int level, bool toStdout);
+
+  /**
+   * Writes one line: the time, a blank, the message; on standard output the component's name and
+   * ":" stand before it.
+   *
+   * The message passes if its level is at most the configured "TRACELEVEL" (1 where there is none),
+   * or at most the host product's verbosity where that is 9 or more. Both are read anew by every
+   * call, the verbosity from its file. The trace file is opened for the line and closed at once; a
+   * line that cannot be written or formatted is lost without a report. May change `errno`.
+   * @param level   the message's level
+   * @param format  a printf format; null and empty print nothing; its arguments follow
+   */
+  void trace(int level, const char* format, ...);
+
+  /**
+   * Writes the four keys and saves the configuration file. "TRACESTDOUT" always becomes 0 here, on
+   * purpose.
+   * @param dir    the trace directory
+   * @param file   the trace file's name
+   * @param level  the trace level
+   * @return the status of CCmnConfiguration::exportConfig()
+   */
+  int updateConfigFile(const tstr& dir, const tstr& file, const int& level);
+
+  /**
+   * Resolves the settings, completing the configuration file where keys are missing, and the echo.
+   * @param dir    receives the effective directory
+   * @param file   receives the effective file name
+   * @param level  in: the caller's level; out: the larger of the configured level, cut to 1, and
+   * the host product's verbosity. A level that had to be written counts as 0.
+   */
+  void loadFromConfigFile(tstr& dir, tstr& file, int& level);
+
+  /**
+   * Does the two above: updateConfigFile() only when neither text is empty, then
+   * loadFromConfigFile(). A CCmnError thrown by either is dropped.
+   */
+  void initTraceSettings(tstr& dir, tstr& file, int& level);
+
+  /** Sets the level to the loaded "TRACELEVEL", as it is, or to 1 where there is none. The file is
+   * not read again. */
+  void UpdateTraceLevelFromConfigFile();
+
+  /** The level in force. */
+  int getTraceLevel() const { return m_traceLevel; }
+
+  /** The trace file's path; empty before initialize(). */
+  const tstr& getTracePath() const { return m_tracePath; }
+
+  /** Whether initialize() could open the trace file. */
+  bool isInitialized() const { return m_initialized; }
+
+ private:
+  void completeFromSection(tstr& dir, tstr& file, int level, unsigned int& configuredLevel);
+  void completeString(const char* name, tstr& value);
+  bool passes(int level, int verbosity) const;
+  void writeLine(const char* message);
+
+  CCmnConfiguration m_config;
+  int m_traceLevel;
+  tstr m_component;
+  tstr m_traceFile;
+  tstr m_traceDir;
+  tstr m_tracePath;
+  bool m_initialized;
+  bool m_toStdout;
+};
+
+/** The process's one trace log is the library's: hosts and plugins share this instantiation. */
+extern template class KELP_CMN_API CCmnContextSingletonAllocator<CCmnTraceLog>;
+
+}  // namespace kelp_cmn_4_4
+
+#endif

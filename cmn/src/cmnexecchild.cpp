@@ -1,0 +1,116 @@
+#include "cmnexecchild.h"
+
+#include "Q_strings.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+const char* const __loc_names[] = {"LANG",        "LC_ALL",      "LC_COLLATE", "LC_CTYPE",
+                                   "LC_MESSAGES", "LC_MONETARY", "LC_NUMERIC", "LC_TIME"};
+const char* const __bad_names[] = {"CDPATH", "EDITOR", "ENV", "FPATH", "IFS"};
+
+[[noreturn]] void fail(const TraceLogHolder& log, const char* format, int error) {
+  traceTo(log, traceError, format, error);
+  _exit(1);
+}
+
+// Above the standard descriptors, where the connecting of those cannot replace it.
+int outOfTheWay(int fd) {
+  if (fd > STDERR_FILENO) {
+    return fd;
+  }
+  const int moved = fcntl(fd, F_DUPFD, STDERR_FILENO + 1);
+  return moved < 0 ? fd : moved;
+}
+
+void connectInput(const TraceLogHolder& log, const std::string& stdinFile) {
+  const char* path = stdinFile.empty() ? "/dev/null" : stdinFile.c_str();
+  const int fd = open(path, O_RDONLY);
+  if (fd < 0 && stdinFile.empty()) {
+    fail(log, "CCmnExecPipePosix::ExecPipe ERROR: Could not open /dev/null for reading, errno %d",
+         errno);
+  }
+  if (fd < 0) {
+    traceTo(log, traceError,
+            "CCmnExecPipePosix::ExecPipe ERROR: Could not open '%s' for reading, errno %d", path,
+            errno);
+    _exit(1);
+  }
+  if (fd == STDIN_FILENO) {
+    return;
+  }
+  if (dup2(fd, STDIN_FILENO) < 0) {
+    fail(log, "CCmnExecPipePosix::ExecPipe ERROR: dup2(stdin) failed, errno %d", errno);
+  }
+  close(fd);
+}
+
+void connectOutput(const TraceLogHolder& log, int writeEnd) {
+  if (dup2(writeEnd, fileno(stdout)) < 0) {
+    fail(log, "CCmnExecPipePosix::ExecPipe ERROR: dup2(stdout) failed, errno %d", errno);
+  }
+  if (dup2(writeEnd, fileno(stderr)) < 0) {
+    fail(log, "CCmnExecPipePosix::ExecPipe ERROR: dup2(stderr) failed, errno %d", errno);
+  }
+}
+
+// An end that has become a standard descriptor, because the host had that one closed, stays open.
+void closeEnd(const TraceLogHolder& log, int fd, const char* failure) {
+  if (fd > STDERR_FILENO && close(fd) < 0) {
+    traceTo(log, traceError, failure, errno);
+  }
+}
+
+// The text belongs to the environment from then on and is never released.
+bool setVariable(const char* name, const char* value) {
+  const size_t size = std::strlen(name) + std::strlen(value) + 2;
+  char* text = static_cast<char*>(std::malloc(size));
+  if (text == nullptr) {
+    return false;
+  }
+  Q_snprintf(text, size, "%s=%s", name, value);
+  return putenv(text) == 0;
+}
+
+bool setEnvironment() {
+  for (const char* name : __loc_names) {
+    if (!setVariable(name, "C")) {
+      return false;
+    }
+  }
+  for (const char* name : __bad_names) {
+    if (!setVariable(name, "")) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+void runExecChild(const TraceLogHolder& log, const int (&pipeEnds)[2], const std::string& stdinFile,
+                  char** argv) {
+  const int readEnd = outOfTheWay(pipeEnds[0]);
+  connectInput(log, stdinFile);
+  connectOutput(log, pipeEnds[1]);
+  closeEnd(log, readEnd,
+           "CCmnExecPipePosix::ExecPipe ERROR: child close(pipe[0]) failed, errno %d");
+  closeEnd(log, pipeEnds[1],
+           "CCmnExecPipePosix::ExecPipe ERROR: child close(pipe[1]) failed, errno %d");
+  if (!setEnvironment()) {
+    traceTo(log, traceError, "CCmnExecPipePosix::ExecPipe locale modification failed, errno %d",
+            errno);
+  }
+  execv(argv[0], argv);
+  fail(log, "CCmnExecPipePosix::ExecPipe ERROR: execv() failed, errno %d", errno);
+}
+
+}  // namespace kelp_cmn_4_4

@@ -1,0 +1,492 @@
+#include "cmnexecpipe.h"
+
+#include "Q_strings.h"
+#include "cmnchildstatus.h"
+#include "cmnexecchild.h"
+#include "cmnmillisleep.h"
+#include "cmnstringtool.h"
+#include "cmntracecall.h"
+
+#include <sys/select.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace kelp_cmn_4_4 {
+
+struct sigaction CCmnExecPipePosix::m_act;
+std::map<int, int> CCmnExecPipePosix::m_childStatusMap;
+
+namespace {
+
+constexpr long destructorTimeoutSeconds = 10;
+constexpr int slotsPerGrowth = 10;
+constexpr size_t messageSize = 100;
+constexpr size_t leastDescriptorSetBytes = 1024;
+constexpr long escalationSeconds = 30;
+constexpr long pollMilliseconds = 100;
+
+// Never destroyed: a child may end while the process destroys its static objects.
+ChildStatusRecorder& recorder = *new ChildStatusRecorder;
+
+// Destroyed before the map, which was constructed before it.
+struct EndOfRecording {
+  ~EndOfRecording() { recorder.close(); }
+} endOfRecording;
+
+bool isBlank(char c) {
+  return c == ' ' || c == '\t';
+}
+
+bool isQuote(char c) {
+  return c == '\'' || c == '"';
+}
+
+template <class... Args>
+std::wstring failureText(const char* format, Args... args) {
+  char text[messageSize];
+  Q_snprintf(text, sizeof text, format, args...);
+  return CCmnStringTool::str2wstr(std::string(text));
+}
+
+// The end of the word that starts at `word`, or null for an open quote or a backslash at the end.
+const char* endOfWord(const char* word) {
+  char quote = '\0';
+  for (const char* p = word;; ++p) {
+    if (*p == '\0') {
+      return quote == '\0' ? p : nullptr;
+    }
+    if (quote != '\0') {
+      if (*p == quote) {
+        quote = '\0';
+      }
+    } else if (*p == '\\') {
+      if (*++p == '\0') {
+        return nullptr;
+      }
+    } else if (isQuote(*p)) {
+      quote = *p;
+    } else if (isBlank(*p)) {
+      return p;
+    }
+  }
+}
+
+// Removes quotes and backslashes; false, without a terminator, when a backslash is the last byte.
+bool decodeArgument(const char* text, int length, char* out) {
+  char quote = '\0';
+  for (int i = 0; i < length; ++i) {
+    const char c = text[i];
+    if (quote == '\0' && c == '\\') {
+      if (++i == length) {
+        return false;
+      }
+      *out++ = text[i];
+    } else if (quote == '\0' && isQuote(c)) {
+      quote = c;
+    } else if (quote != '\0' && c == quote) {
+      quote = '\0';
+    } else {
+      *out++ = c;
+    }
+  }
+  *out = '\0';
+  return true;
+}
+
+// Whether a time-limited wait found the descriptor readable; tries again as long as select fails
+// and time is left.
+bool awaitReadable(int fd, long timeoutSeconds) {
+  // Filled by hand, because the platform's own macros end the process above descriptor 1023.
+  const size_t bits = 8 * sizeof(fd_mask);
+  const size_t index = static_cast<size_t>(fd) / bits;
+  std::vector<fd_mask> set(std::max(leastDescriptorSetBytes / sizeof(fd_mask), index + 1));
+  const time_t start = time(nullptr);
+  time_t spent = 0;
+  while (true) {
+    std::fill(set.begin(), set.end(), 0);
+    set[index] = static_cast<fd_mask>(1UL << (static_cast<size_t>(fd) % bits));
+    timeval limit{};
+    limit.tv_sec = timeoutSeconds - spent;
+    const int ready =
+        select(fd + 1, reinterpret_cast<fd_set*>(set.data()), nullptr, nullptr, &limit);
+    if (ready >= 0) {
+      return ready == 1;
+    }
+    spent = time(nullptr) - start;
+    if (spent >= timeoutSeconds) {
+      return false;
+    }
+  }
+}
+
+void closeOrTrace(const TraceLogHolder& log, int fd, const char* failure) {
+  if (close(fd) != 0) {
+    traceTo(log, traceError, failure, errno);
+  }
+}
+
+void releaseUnusedPipe(const TraceLogHolder& log, const int (&fds)[2], int forkError) {
+  closeOrTrace(log, fds[0],
+               "CCmnExecPipePosix::ExecPipe ERROR: failed fork close(pipe[0]) failed, errno %d");
+  closeOrTrace(log, fds[1],
+               "CCmnExecPipePosix::ExecPipe ERROR: failed fork close(pipe[1]) failed, errno %d");
+  traceTo(log, traceError, "CCmnExecPipePosix::ExecPipe ERROR: fork() failed, errno %d", forkError);
+}
+
+struct Escalation {
+  int signalNumber;
+  const char* failure;
+};
+constexpr Escalation escalation[] = {
+    {SIGTERM, "CCmnExecPipePosix::WaitPid ERROR: kill(%d, SIGTERM) failed, errno %d"},
+    {SIGKILL, "CCmnExecPipePosix::WaitPid ERROR: kill(%d, SIGKILL) failed, errno %d"}};
+
+// Reads every status as an encoded wait status, on purpose also a plain exit code or signal number
+// from the map.
+ECmnExecPipe decodeStatus(const std::string& command, int status) {
+  const int signalBits = status & 0x7f;
+  const int exitStatus = (status >> 8) & 0xff;
+  if (status == -1) {
+    return {command, L"Error in WaitPid()", execPipeWaitFailed, 0};
+  }
+  if (signalBits == 0x7f) {
+    return {command, failureText("Command terminated with unexpected status: %d", status),
+            execPipeUnexpectedStatus, status};
+  }
+  if (signalBits != 0) {
+    return {command, failureText("Command terminated by signal %d", signalBits), execPipeSignalled,
+            signalBits};
+  }
+  if (exitStatus != 0) {
+    return {command, failureText("Command exited with status %d", exitStatus), execPipeExitStatus,
+            exitStatus};
+  }
+  return {};
+}
+
+}  // namespace
+
+CCmnExecPipePosix::CCmnExecPipePosix() {
+  CCmnExecPipePosix::Init();
+}
+
+CCmnExecPipePosix::CCmnExecPipePosix(std::vector<std::string> hostList)
+    : CCmnExecPipeBase(std::move(hostList)) {
+  CCmnExecPipePosix::Init();
+}
+
+CCmnExecPipePosix::~CCmnExecPipePosix() {
+  CCmnExecPipePosix::Close(destructorTimeoutSeconds);
+  ClearArgsList();
+}
+
+void CCmnExecPipePosix::Init() {
+  m_bufferCount = 0;
+  m_bufferPos = 0;
+  m_childPid = -1;
+  m_readFd = -1;
+  m_argc = 0;
+  m_argCapacity = 0;
+  m_argv = nullptr;
+}
+
+int CCmnExecPipePosix::IsChildContext() {
+  return m_pfnIsChildContext != nullptr ? m_pfnIsChildContext() : 0;
+}
+
+int CCmnExecPipePosix::ExecCommandInChildContext(std::string command,
+                                                 std::vector<std::string>& output) {
+  if (m_pfnExecInChild == nullptr) {
+    return 1;
+  }
+  char* text = nullptr;
+  int length = 0;
+  const int result = m_pfnExecInChild(command.c_str(), &text, &length);
+  if (length == 0) {
+    return result;
+  }
+  char* line = length < 0 ? nullptr : text;
+  int handedOut = 0;
+  while (line != nullptr && handedOut < length) {
+    char* newline = std::strchr(line, '\n');
+    if (newline == nullptr) {
+      break;  // what follows the last line end is dropped on purpose
+    }
+    *newline = '\0';
+    output.emplace_back(line);
+    handedOut += static_cast<int>(newline - line) + 1;
+    line = newline + 1;
+  }
+  if (m_pfnFreeOutput != nullptr) {
+    m_pfnFreeOutput(text, length);
+  }
+  return result;
+}
+
+void CCmnExecPipePosix::ClearArgsList() {
+  if (m_argv == nullptr) {
+    return;
+  }
+  for (int i = 0; i < m_argc; ++i) {
+    delete[] m_argv[i];
+  }
+  std::free(m_argv);
+  m_argv = nullptr;
+  m_argc = 0;
+  m_argCapacity = 0;
+}
+
+bool CCmnExecPipePosix::AddArgument(const char* text, int length) {
+  if (m_argc >= m_argCapacity) {
+    const int bytes = (m_argCapacity + slotsPerGrowth) * static_cast<int>(sizeof(char*));
+    void* grown = std::realloc(m_argv, static_cast<size_t>(bytes));
+    if (grown == nullptr) {
+      traceTo(m_traceLog, traceError,
+              "CCmnExecPipePosix::AddArgument ERROR: realloc(%d) failed, errno %d", bytes, errno);
+      return false;
+    }
+    m_argv = static_cast<char**>(grown);
+    m_argCapacity += slotsPerGrowth;
+  }
+  if (length == 0) {
+    m_argv[m_argc] = nullptr;
+    return true;
+  }
+  char* argument = new (std::nothrow) char[static_cast<size_t>(length) + 1];
+  if (argument == nullptr) {
+    traceTo(m_traceLog, traceError,
+            "CCmnExecPipePosix::AddArgument() ERROR: new[%d] failed, errno %d", length + 1, errno);
+    return false;
+  }
+  m_argv[m_argc++] = argument;
+  return decodeArgument(text, length, argument);
+}
+
+bool CCmnExecPipePosix::ParseCommand(const char* commandLine) {
+  const char* p = commandLine;
+  while (true) {
+    while (isBlank(*p)) {
+      ++p;
+    }
+    if (*p == '\0') {
+      break;
+    }
+    const char* end = endOfWord(p);
+    if (end == nullptr || !AddArgument(p, static_cast<int>(end - p))) {
+      return false;
+    }
+    p = end;
+  }
+  return m_argc > 0 && AddArgument(nullptr, 0);
+}
+
+int CCmnExecPipePosix::ExecPipe(std::string command, std::string /*reserved*/) {
+  m_act = {};
+  m_act.sa_sigaction = GetChildStatus;
+  sigemptyset(&m_act.sa_mask);
+  m_act.sa_flags = SA_SIGINFO | SA_NOCLDSTOP;
+  if (sigaction(SIGCHLD, &m_act, nullptr) != 0) {
+    traceTo(m_traceLog, traceError,
+            "CCmnExecPipePosix::ExecPipe ERROR: sigaction could not register SIGCHLD signal "
+            "handler");
+  }
+  m_commandLine = command;
+  ClearArgsList();
+  if (!ParseCommand(command.c_str())) {
+    m_lastError = ECmnExecPipe(command, execPipeParseFailed);
+    return execPipeParseFailed;
+  }
+  if (access(m_argv[0], X_OK) != 0) {
+    m_lastError = ECmnExecPipe(command, execPipeNotExecutable);
+    return execPipeNotExecutable;
+  }
+  int fds[2];
+  if (pipe(fds) != 0) {
+    const int error = errno;
+    traceTo(m_traceLog, traceError, "CCmnExecPipePosix::ExecPipe ERROR: pipe(%d) failed, errno %d",
+            static_cast<int>(reinterpret_cast<intptr_t>(fds)), error);
+    m_lastError = ECmnExecPipe(command, failureText("errno=%d", error), execPipePipeFailed, error);
+    return execPipePipeFailed;
+  }
+  recorder.prepare(m_childStatusMap);
+  m_childPid = fork();
+  if (m_childPid == 0) {
+    runExecChild(m_traceLog, fds, m_stdinFile, m_argv);
+  }
+  if (m_childPid < 0) {
+    releaseUnusedPipe(m_traceLog, fds, errno);
+    m_lastError = ECmnExecPipe(command, execPipeForkFailed);
+    return execPipeForkFailed;
+  }
+  m_readFd = fds[0];
+  closeOrTrace(m_traceLog, fds[1],
+               "CCmnExecPipePosix::ExecPipe ERROR: parent close(pipe[1]) failed, errno %d");
+  return execPipeOk;
+}
+
+bool CCmnExecPipePosix::ReadLine(char* buffer, int size, unsigned char* timedOut,
+                                 long timeoutSeconds) {
+  *timedOut = 0;
+  if (m_readFd == -1 || size < 2) {
+    return false;
+  }
+  int stored = 0;
+  while (true) {
+    while (m_bufferPos < m_bufferCount) {
+      const char c = m_readBuffer[m_bufferPos++];
+      buffer[stored++] = c;
+      if (c == '\n' || stored == size - 1) {
+        buffer[stored] = '\0';
+        return true;
+      }
+    }
+    m_bufferCount = 0;
+    m_bufferPos = 0;
+    if (!awaitReadable(m_readFd, timeoutSeconds)) {
+      *timedOut = 1;
+      break;
+    }
+    m_bufferCount = static_cast<int>(read(m_readFd, m_readBuffer, sizeof m_readBuffer));
+    if (m_bufferCount < 0) {
+      traceTo(m_traceLog, traceError, "CCmnExecPipePosix::ReadLine ERROR: read() failed, errno %d",
+              errno);
+    }
+    if (m_bufferCount <= 0) {
+      break;
+    }
+  }
+  // A read error, which leaves its negative count behind on purpose, drops what came of the line.
+  const bool lastLine = stored > 0 && m_bufferCount == 0;
+  if (lastLine) {
+    buffer[stored] = '\0';
+  }
+  if (close(m_readFd) != 0) {
+    traceTo(m_traceLog, traceError, "CCmnExecPipePosix::Readline ERROR: close(%d) failed, errno %d",
+            m_readFd, errno);
+  }
+  m_readFd = -1;
+  return lastLine;
+}
+
+void CCmnExecPipePosix::GetChildStatus(int /*signalNumber*/, siginfo_t* info, void* /*context*/) {
+  const int kept = errno;
+  if (const ChildStatusRecorder::Visit visit(recorder); visit) {
+    int status = 0;
+    // What the signal tells is recorded, not what waitpid found; this is meant, they may be two
+    // children.
+    if (waitpid(-1, &status, WNOHANG) >= 0 && info != nullptr) {
+      recorder.record(m_childStatusMap, info->si_pid, info->si_status);
+    }
+  }
+  errno = kept;
+}
+
+bool CCmnExecPipePosix::CheckChildStatusMap(int pid, int* status) {
+  int value = 0;
+  if (!recorder.take(m_childStatusMap, pid, value)) {
+    return false;
+  }
+  *status = value;
+  if (value != 0) {
+    traceTo(m_traceLog, traceDetail,
+            "CheckChildStatus: child already exited with non-zero exit status of %d (pid:%d)",
+            value, pid);
+  } else {
+    traceTo(m_traceLog, traceDetail,
+            "CheckChildStatusMap: child already exited with 0 status (child pid:%d, ret:%d)", pid,
+            value);
+  }
+  return true;
+}
+
+int CCmnExecPipePosix::WaitPid(long timeoutSeconds) {
+  if (m_childPid <= 0) {
+    traceTo(m_traceLog, traceError, "CCmnExecPipePosix::WaitPid ERROR: invalid child process pid");
+    return -1;
+  }
+  int status = -1;
+  if (pollChild(timeoutSeconds, status)) {
+    return status;
+  }
+  for (const Escalation& step : escalation) {
+    if (kill(m_childPid, step.signalNumber) != 0) {
+      traceTo(m_traceLog, traceError, step.failure, m_childPid, errno);
+    }
+    if (pollChild(std::min(timeoutSeconds, escalationSeconds), status)) {
+      return status;
+    }
+  }
+  traceTo(m_traceLog, traceError,
+          "CCmnExecPipePosix::WaitPid ERROR: child process appears to be hung");
+  return -1;
+}
+
+bool CCmnExecPipePosix::pollChild(long seconds, int& result) {
+  const time_t start = time(nullptr);
+  while (time(nullptr) - start <= seconds) {
+    if (findInMap(result)) {
+      return true;
+    }
+    traceTo(m_traceLog, traceDetail,
+            "CCmnExecPipePosix::WaitPid: child pid %d not in childStatusMap, calling waitpid()",
+            m_childPid);
+    int status = 0;
+    const int reaped = waitpid(m_childPid, &status, WNOHANG);
+    if (reaped == m_childPid) {
+      result = status;
+      return true;
+    }
+    if (reaped == -1 && errno == ECHILD) {
+      if (!findInMap(result)) {
+        result = -1;
+      }
+      return true;
+    }
+    millisleep(pollMilliseconds);
+  }
+  return false;
+}
+
+bool CCmnExecPipePosix::findInMap(int& value) {
+  if (!CheckChildStatusMap(m_childPid, &value)) {
+    return false;
+  }
+  traceTo(m_traceLog, traceDetail,
+          "CCmnExecPipePosix::WaitPid: found child pid %d in map, returning %d", m_childPid, value);
+  return true;
+}
+
+int CCmnExecPipePosix::Close(long timeoutSeconds) {
+  int result = execPipeOk;
+  if (m_readFd != -1) {
+    if (close(m_readFd) != 0) {
+      const int error = errno;
+      m_lastError =
+          ECmnExecPipe(m_commandLine, failureText("close(%d) failed, errno %d", m_readFd, error),
+                       execPipeCloseFailed, error);
+      result = execPipeCloseFailed;
+    }
+    m_readFd = -1;
+  }
+  if (m_childPid == -1) {
+    return result;
+  }
+  const ECmnExecPipe failure = decodeStatus(m_commandLine, WaitPid(timeoutSeconds));
+  m_childPid = -1;
+  if (failure.m_code == execPipeOk) {
+    return result;
+  }
+  m_lastError = failure;
+  return failure.m_code;
+}
+
+}  // namespace kelp_cmn_4_4

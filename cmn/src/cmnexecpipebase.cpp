@@ -1,0 +1,109 @@
+#include "cmnexecpipebase.h"
+
+#include <memory>
+#include <utility>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+constexpr int lineBufferSize = 8192;
+constexpr long closeTimeoutSeconds = 10;
+
+}  // namespace
+
+ECmnExecPipe::ECmnExecPipe() : m_code(execPipeOk), m_detail(0) {
+}
+
+ECmnExecPipe::ECmnExecPipe(const std::string& command, int code)
+    : m_command(command), m_code(code), m_detail(0) {
+}
+
+ECmnExecPipe::ECmnExecPipe(const std::string& command, const std::wstring& message, int code,
+                           long detail)
+    : m_command(command), m_message(message), m_code(code), m_detail(detail) {
+}
+
+ECmnExecPipe::ECmnExecPipe(const ECmnExecPipe& other) = default;
+
+// Message and detail stay behind on purpose.
+ECmnExecPipe& ECmnExecPipe::operator=(const ECmnExecPipe& other) {
+  m_command = other.m_command;
+  m_code = other.m_code;
+  return *this;
+}
+
+ECmnExecPipe::~ECmnExecPipe() = default;
+
+CCmnExecPipeBase::CCmnExecPipeBase() : CCmnExecPipeBase(std::vector<std::string>()) {
+}
+
+CCmnExecPipeBase::CCmnExecPipeBase(std::vector<std::string> hostList)
+    : m_abortRequested(false),
+      m_hostList(std::move(hostList)),
+      m_pfnIsChildContext(nullptr),
+      m_pfnExecInChild(nullptr),
+      m_pfnFreeOutput(nullptr) {
+}
+
+CCmnExecPipeBase::~CCmnExecPipeBase() = default;
+
+bool CCmnExecPipeBase::IsAbortRequested() {
+  return __atomic_load_n(&m_abortRequested, __ATOMIC_RELAXED);
+}
+
+int CCmnExecPipeBase::IsChildContext() {
+  return 0;
+}
+
+int CCmnExecPipeBase::ExecCommandInChildContext(std::string /*command*/,
+                                                std::vector<std::string>& /*output*/) {
+  return 0;
+}
+
+int CCmnExecPipeBase::Exec(std::string command, std::vector<std::string>& output,
+                           std::string stdinFile, unsigned long timeoutSeconds,
+                           std::string reserved, std::string hostString1, std::string hostString2) {
+  const std::unique_ptr<char[]> line(new char[lineBufferSize]);
+  m_hostString1 = hostString1;
+  m_hostString2 = hostString2;
+  m_stdinFile = stdinFile;
+  if (IsChildContext() != 0) {
+    return ExecCommandInChildContext(command, output);
+  }
+  const int started = ExecPipe(command, reserved);
+  if (started != execPipeOk) {
+    return started;
+  }
+  output.clear();
+  while (true) {
+    line[0] = '\0';
+    if (IsAbortRequested()) {
+      break;
+    }
+    unsigned char timedOut = 0;
+    const bool stored =
+        ReadLine(line.get(), lineBufferSize - 1, &timedOut, static_cast<long>(timeoutSeconds));
+    if (timedOut == 1) {
+      m_lastError = ECmnExecPipe(command, execPipeReadTimedOut);
+      return execPipeReadTimedOut;
+    }
+    if (!stored) {
+      break;
+    }
+    output.emplace_back(line.get());
+  }
+  return Close(closeTimeoutSeconds);
+}
+
+void CCmnExecPipeBase::Abort() {
+  __atomic_store_n(&m_abortRequested, true, __ATOMIC_RELAXED);
+}
+
+void CCmnExecPipeBase::Init() {
+}
+
+ECmnExecPipe CCmnExecPipeBase::getLastError() {
+  return m_lastError;
+}
+
+}  // namespace kelp_cmn_4_4

@@ -1,0 +1,68 @@
+#include "cmnpathtool.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+constexpr char installRoot[] = "/usr/tulsk";
+constexpr char resourcesSubdirectory[] = "/resources/";
+constexpr char configSubdirectory[] = "/lib/kelp/configfiles/";
+constexpr char traceDirectory[] = "/usr/tulsk/krellvane/logs/zorvt/";
+constexpr char messageFilePrefix[] = "lib";
+constexpr char traceFileSuffix[] = ".log";
+constexpr char configFileSuffix[] = ".conf";
+constexpr mode_t directoryMode = 0755;
+
+// One level only; whoever opens a file in a directory that could not be made meets the failure.
+void createIfMissing(const tstr& dir) {
+  if (CCmnPathTool::verify(dir.c_str()) != 0) {
+    mkdir(dir.c_str(), directoryMode);
+  }
+}
+
+tstr joined(const tstr& first, const tstr& second) {
+  tstr result(first.c_str());
+  result += second.c_str();
+  return result;
+}
+
+}  // namespace
+
+int CCmnPathTool::verify(const char* path) {
+  return access(path, F_OK);
+}
+
+int CCmnPathTool::getInstallPath(tstr& path) {
+  path = installRoot;
+  return 0;
+}
+
+int CCmnPathTool::getMessageFileInfo(const tstr& component, tstr& dir, tstr& file) {
+  file = joined(messageFilePrefix, component);
+  getInstallPath(dir);
+  dir += resourcesSubdirectory;
+  createIfMissing(dir);
+  return 0;
+}
+
+int CCmnPathTool::getTraceFileInfo(const tstr& component, tstr& dir, tstr& file) {
+  file = joined(component, traceFileSuffix);
+  // The install root is asked for and overwritten on purpose: traces stay in their place wherever
+  // the root may go.
+  getInstallPath(dir);
+  dir = traceDirectory;
+  createIfMissing(dir);
+  return 0;
+}
+
+int CCmnPathTool::getConfigFileInfo(const tstr& component, tstr& dir, tstr& file) {
+  file = joined(component, configFileSuffix);
+  getInstallPath(dir);
+  dir += configSubdirectory;
+  createIfMissing(dir);
+  return 0;
+}
+
+}  // namespace kelp_cmn_4_4

@@ -1,0 +1,64 @@
+#include "cmnqrbconfiguration.h"
+
+#include "Q_sscanf.h"
+#include "Q_strings.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+constexpr char productDirectory[] = "/usr/tulsk/krellvane";
+constexpr char configFile[] = "rk.conf";
+constexpr char verbosityKey[] = "VERBOSE";
+constexpr size_t pathSize = 1025;
+constexpr int lineSize = 256;
+
+constexpr int levelSet = 0;
+constexpr int noUsableLine = 1;
+constexpr int fileNotReadable = 26;
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+int parseLevel(const char* line, int& level) {
+  const char* equals = std::strchr(line, '=');
+  if (equals == nullptr) {
+    return noUsableLine;
+  }
+  const int converted = Q_sscanf(equals + 1, "%d", &level, static_cast<int>(sizeof level));
+  return converted == 1 ? levelSet : noUsableLine;
+}
+
+}  // namespace
+
+int CCmnQRBConfiguration::getTraceConfigFileInfo(tstr& dir, tstr& file) {
+  char dirText[pathSize];
+  char fileText[pathSize];
+  Q_snprintf(dirText, sizeof dirText, "%s%s", productDirectory, "/");
+  Q_snprintf(fileText, sizeof fileText, "%s", configFile);
+  dir = dirText;
+  file = fileText;
+  return 0;
+}
+
+int CCmnQRBConfiguration::getTraceLevel(tstr& dir, tstr& file, int& level) {
+  tstr path(dir.c_str());
+  path += file.c_str();
+  const std::unique_ptr<std::FILE, CloseFile> stream(std::fopen(path.c_str(), "r"));
+  if (!stream) {
+    return fileNotReadable;
+  }
+  char line[lineSize];
+  while (std::fgets(line, lineSize, stream.get()) != nullptr) {
+    if (std::strstr(line, verbosityKey) != nullptr) {
+      return parseLevel(line, level);
+    }
+  }
+  return noUsableLine;
+}
+
+}  // namespace kelp_cmn_4_4

@@ -1,0 +1,12 @@
+#include "cmntraceable.h"
+
+namespace kelp_cmn_4_4 {
+
+CCmnTraceable::~CCmnTraceable() = default;
+
+void CCmnTraceable::registerTraceLog(
+    const CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>& log) {
+  m_traceLog = log;
+}
+
+}  // namespace kelp_cmn_4_4

@@ -1,0 +1,230 @@
+#include "cmntracelog.h"
+
+#include "Q_strings.h"
+#include "cmnerror.h"
+#include "cmnpathtool.h"
+#include "cmnqrbconfiguration.h"
+#include "cmnstringtool.h"
+
+#include <ace/ACE.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+namespace kelp_cmn_4_4 {
+
+template class CCmnContextSingletonAllocator<CCmnTraceLog>;
+
+namespace {
+
+constexpr char traceSection[] = "DEBUG_TRACE_INFO";
+constexpr char dirKey[] = "TRACEDIR";
+constexpr char fileKey[] = "TRACEFILE";
+constexpr char levelKey[] = "TRACELEVEL";
+constexpr char stdoutKey[] = "TRACESTDOUT";
+
+constexpr int leastOverridingVerbosity = 9;
+constexpr size_t firstMessageSize = 1024;
+constexpr size_t timestampSize = 128;
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+File openForAppending(const tstr& path) {
+  return File(std::fopen(path.c_str(), "a+"));
+}
+
+// -1 where the host product configures none.
+int hostVerbosity() {
+  int verbosity = -1;
+  tstr dir;
+  tstr file;
+  CCmnQRBConfiguration::getTraceConfigFileInfo(dir, file);
+  CCmnQRBConfiguration::getTraceLevel(dir, file, verbosity);
+  return verbosity;
+}
+
+// A block on the malloc heap; resizing that fails releases it.
+class MessageBuffer {
+ public:
+  MessageBuffer() = default;
+  ~MessageBuffer() { std::free(m_block); }
+  MessageBuffer(const MessageBuffer&) = delete;
+  MessageBuffer& operator=(const MessageBuffer&) = delete;
+
+  char* resize(size_t size) { return static_cast<char*>(Q_dumb_realloc(&m_block, size)); }
+
+ private:
+  void* m_block = nullptr;
+};
+
+// False when there is no memory for the text.
+bool formatMessage(const char* format, va_list args, std::string& message) {
+  MessageBuffer buffer;
+  for (size_t capacity = firstMessageSize;; capacity *= 2) {
+    char* text = buffer.resize(capacity);
+    if (text == nullptr) {
+      return false;
+    }
+    va_list attempt;
+    va_copy(attempt, args);
+    const int length = Q_vsnprintf(text, capacity, format, attempt);
+    va_end(attempt);
+    // A text that exactly fills the buffer may have been cut.
+    if (static_cast<size_t>(length) < capacity - 1) {
+      message = text;
+      return true;
+    }
+  }
+}
+
+}  // namespace
+
+CCmnTraceLog::CCmnTraceLog() : m_traceLevel(0), m_initialized(false), m_toStdout(false) {
+}
+
+CCmnTraceLog::~CCmnTraceLog() = default;
+
+void CCmnTraceLog::initialize(const tstr& component, tstr dir, tstr file, int level,
+                              bool toStdout) {
+  m_component = component;
+  m_toStdout = toStdout;
+  try {
+    initTraceSettings(dir, file, level);
+  } catch (...) {
+    std::puts("ERROR: CCmnTraceLog: Failed to initialize log settings");
+  }
+  m_traceFile = file;
+  m_traceDir = dir;
+  m_traceLevel = level;
+  // The default directory ends with a slash already; the doubled one is harmless and meant.
+  m_tracePath = m_traceDir + "/" + m_traceFile;
+  if (openForAppending(m_tracePath)) {
+    m_initialized = true;
+  } else {
+    std::printf("[CCmnTraceLog] Error: Tracefile [%s] initialization failed.[%s][%s]\n",
+                m_tracePath.c_str(), m_traceFile.c_str(), m_traceDir.c_str());
+  }
+}
+
+void CCmnTraceLog::initTraceSettings(tstr& dir, tstr& file, int& level) {
+  try {
+    if (!dir.empty() && !file.empty()) {
+      updateConfigFile(dir, file, level);
+    }
+    loadFromConfigFile(dir, file, level);
+  } catch (const CCmnError&) {
+    // Dropped on purpose: a trace works with what was resolved so far.
+  }
+}
+
+int CCmnTraceLog::updateConfigFile(const tstr& dir, const tstr& file, const int& level) {
+  tstr configDir;
+  tstr configFile;
+  CCmnPathTool::getConfigFileInfo(m_component, configDir, configFile);
+  m_config.importConfig(configDir.c_str(), configFile.c_str());
+  ACE_Configuration_Section_Key section;
+  if (m_config.openSection(traceSection, section, 1) == 0) {
+    m_config.setStringValue(dirKey, dir);
+    m_config.setStringValue(fileKey, file);
+    m_config.setIntegerValue(levelKey, static_cast<unsigned int>(level));
+    // Always 0 here, whatever the caller asked for; meant.
+    m_config.setIntegerValue(stdoutKey, 0);
+  }
+  return m_config.exportConfig();
+}
+
+void CCmnTraceLog::loadFromConfigFile(tstr& dir, tstr& file, int& level) {
+  tstr configDir;
+  tstr configFile;
+  CCmnPathTool::getConfigFileInfo(m_component, configDir, configFile);
+  CCmnPathTool::getTraceFileInfo(m_component, dir, file);
+  m_config.importConfig(configDir.c_str(), configFile.c_str());
+  ACE_Configuration_Section_Key section;
+  unsigned int configuredLevel = 0;
+  if (m_config.openSection(traceSection, section, 0) != 0) {
+    updateConfigFile(dir, file, level);
+  } else {
+    completeFromSection(dir, file, level, configuredLevel);
+  }
+  // Cut to 1, and 0 where the level was only just written; both are meant.
+  level = std::max(configuredLevel < 2 ? static_cast<int>(configuredLevel) : 1, hostVerbosity());
+}
+
+void CCmnTraceLog::completeString(const char* name, tstr& value) {
+  if (m_config.getStringValue(name, value) != 0) {
+    m_config.setStringValue(name, value);
+    m_config.exportConfig();
+  }
+}
+
+void CCmnTraceLog::completeFromSection(tstr& dir, tstr& file, int level,
+                                       unsigned int& configuredLevel) {
+  completeString(dirKey, dir);
+  completeString(fileKey, file);
+  if (m_config.getIntegerValue(levelKey, configuredLevel) != 0) {
+    m_config.setIntegerValue(levelKey, static_cast<unsigned int>(level));
+    m_config.exportConfig();
+  }
+  unsigned int echo = 0;
+  if (m_config.getIntegerValue(stdoutKey, echo) != 0) {
+    echo = m_toStdout ? 1 : 0;
+    m_config.setIntegerValue(stdoutKey, echo);
+    m_config.exportConfig();
+  }
+  // A configured 0 never switches off an echo that the caller asked for; meant.
+  if (echo == 1) {
+    m_toStdout = true;
+  }
+}
+
+void CCmnTraceLog::UpdateTraceLevelFromConfigFile() {
+  m_traceLevel = 1;
+  ACE_Configuration_Section_Key section;
+  unsigned int configuredLevel = 0;
+  if (m_config.openSection(traceSection, section, 1) == 0 &&
+      m_config.getIntegerValue(levelKey, configuredLevel) == 0) {
+    m_traceLevel = static_cast<int>(configuredLevel);
+  }
+}
+
+void CCmnTraceLog::trace(int level, const char* format, ...) {
+  const int verbosity = hostVerbosity();
+  UpdateTraceLevelFromConfigFile();
+  if (format == nullptr || *format == '\0' || !m_initialized || !passes(level, verbosity)) {
+    return;
+  }
+  std::string message;
+  va_list args;
+  va_start(args, format);
+  const bool formatted = formatMessage(format, args, message);
+  va_end(args);
+  if (formatted) {
+    writeLine(message.c_str());
+  }
+}
+
+bool CCmnTraceLog::passes(int level, int verbosity) const {
+  return level <= m_traceLevel || (verbosity >= leastOverridingVerbosity && level <= verbosity);
+}
+
+void CCmnTraceLog::writeLine(const char* message) {
+  char timestamp[timestampSize];
+  if (ACE::timestamp(timestamp, sizeof timestamp, true) == nullptr) {
+    Q_strlncpy(timestamp, "<time error>", sizeof timestamp - 1, sizeof timestamp);
+  }
+  if (const File file = openForAppending(m_tracePath)) {
+    std::fprintf(file.get(), "%s %s\n", timestamp, message);
+  }
+  if (m_toStdout) {
+    std::printf("%s:%s %s\n", m_component.c_str(), timestamp, message);
+  }
+}
+
+}  // namespace kelp_cmn_4_4
