@@ -1,0 +1,137 @@
+// Runs a command line without a shell, prints its output, and keeps a trace of the run.
+#include <cmnexecpipe.h>
+#include <cmntracelog.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace kelp_cmn_4_4;
+using TraceLog = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
+
+constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
+
+struct Options {
+  std::string component = "traced_command";
+  std::string stdinFile;
+  unsigned long timeoutSeconds = 60;
+  int level = 1;
+  bool echo = false;
+  std::string commandLine;
+};
+
+void printUsage() {
+  std::fputs(
+      "usage: traced_command [--component NAME] [--stdin FILE] [--timeout SECONDS] [--level N] "
+      "[--echo] COMMAND_LINE\n",
+      stderr);
+}
+
+// A number from nought on, the whole text.
+bool parseNumber(const std::string& text, unsigned long& number) {
+  if (text.empty() || text.size() > 9 ||
+      text.find_first_not_of("0123456789") != std::string::npos) {
+    return false;
+  }
+  number = std::strtoul(text.c_str(), nullptr, 10);
+  return true;
+}
+
+bool setOption(const std::string& name, const std::string& value, Options& options) {
+  unsigned long number = 0;
+  if (name == "--component") {
+    options.component = value;
+    return !value.empty();
+  }
+  if (name == "--stdin") {
+    options.stdinFile = value;
+    return true;
+  }
+  if (name == "--timeout") {
+    return parseNumber(value, options.timeoutSeconds);
+  }
+  if (name == "--level" && parseNumber(value, number)) {
+    options.level = static_cast<int>(number);
+    return true;
+  }
+  return false;
+}
+
+bool parseArguments(const std::vector<std::string>& arguments, Options& options) {
+  size_t i = 0;
+  for (; i < arguments.size() && arguments[i].rfind("--", 0) == 0; ++i) {
+    if (arguments[i] == "--echo") {
+      options.echo = true;
+    } else if (i + 1 == arguments.size() || !setOption(arguments[i], arguments[i + 1], options)) {
+      return false;
+    } else {
+      ++i;
+    }
+  }
+  if (i + 1 != arguments.size()) {
+    return false;
+  }
+  options.commandLine = arguments[i];
+  return true;
+}
+
+const char* meaningOf(int code) {
+  switch (code) {
+    case execPipeOk:
+      return "the command exited with status 0";
+    case execPipePipeFailed:
+      return "no pipe could be created";
+    case execPipeCloseFailed:
+      return "the pipe could not be closed";
+    case execPipeForkFailed:
+      return "no process could be created";
+    case execPipeReadTimedOut:
+      return "no output came in time";
+    case execPipeParseFailed:
+      return "the command line could not be split into words";
+    case execPipeNotExecutable:
+      return "its first word is not an executable file";
+    case execPipeWaitFailed:
+      return "the command could not be waited for";
+    case execPipeExitStatus:
+      return "the command exited with a status other than 0";
+    case execPipeSignalled:
+      return "the command was ended by a signal, or exited with a status from 1 to 126";
+    case execPipeUnexpectedStatus:
+      return "the command exited with status 127 or 255, or in an unexpected way";
+    default:
+      return "unknown";
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  if (!parseArguments(std::vector<std::string>(argv + 1, argv + argc), options)) {
+    printUsage();
+    return wrongUsage;
+  }
+
+  // One log for the process; empty directory and file mean the configured or default ones.
+  const TraceLog log = TraceLog::create();
+  log->initialize(options.component.c_str(), "", "", options.level, options.echo);
+
+  CCmnExecPipePosix command;
+  command.registerTraceLog(log);
+  std::vector<std::string> output;
+  const int result = command.Exec(options.commandLine, output, options.stdinFile,
+                                  options.timeoutSeconds, "", "", "");
+
+  for (const std::string& line : output) {
+    std::fwrite(line.data(), 1, line.size(), stdout);  // a line brings its own line end
+  }
+  std::fflush(stdout);
+  std::fprintf(stderr, "result: %d (%s)\n", result, meaningOf(result));
+  std::fprintf(stderr, "last error: %s\n", command.getLastError().m_command.c_str());
+  std::fprintf(stderr, "trace file: %s\n", log->getTracePath().c_str());
+  return result;
+}
