@@ -1,0 +1,167 @@
+/**
+ * @file cmnsmartptr.h
+ * @brief The holder of counted objects and its allocator policies.
+ */
+#ifndef CMNSMARTPTR_H
+#define CMNSMARTPTR_H
+
+#include "cmnexport.h"
+#include "cmnrefcount.h"
+
+namespace kelp_cmn_4_4 {
+
+/**
+ * Holds a counted object, or nothing, and keeps the object's count.
+ *
+ * Each full holder counts as one use. To let go, a holder calls decrement(); if that gives 0 it
+ * calls increment() once more, so that the count reads 1 while the object is destroyed and a
+ * temporary holder made on it meanwhile cannot destroy it a second time, and then hands the object
+ * to `Alloc::destroy`.
+ *
+ * Not safe across threads, as the count is not. Copying is the only way to pass a holder on; there
+ * is no move.
+ *
+ * @tparam T      derives from CCmnRefCount, directly or virtually; may be abstract
+ * @tparam Alloc  the policy: `static T* allocate()` obtains an object, `static void destroy(T*)`
+ * gives it back
+ */
+template <class T, class Alloc>
+class CCmnSmartPtr {
+ public:
+  /** An empty holder. No object is made, whatever the policy. */
+  CCmnSmartPtr() : m_object(nullptr) {}
+
+  /**
+   * Takes a share in an object.
+   * @param object  a heap object that the policy can give back; null for an empty holder. An object
+   *                that counted 0 belongs to its holders from here on.
+   */
+  CCmnSmartPtr(T* object) : m_object(nullptr) { hold(object); }
+
+  /** Takes a share in what `other` holds. */
+  CCmnSmartPtr(const CCmnSmartPtr& other) : m_object(nullptr) { hold(other.m_object); }
+
+  /** Lets go. */
+  ~CCmnSmartPtr() { release(); }
+
+  /**
+   * Lets go of what is held, then takes a share in what `other` held when the call began. Assigning
+   * a holder to itself does nothing.
+   */
+  CCmnSmartPtr& operator=(const CCmnSmartPtr& other) {
+    if (this != &other) {
+      T* const object = other.m_object;
+      release();
+      hold(object);
+    }
+    return *this;
+  }
+
+  /** @return a holder of what the policy's allocate() gives; empty if that is null */
+  static CCmnSmartPtr create() { return CCmnSmartPtr(Alloc::allocate()); }
+
+  /** The object. Undefined on an empty holder. */
+  T* operator->() const { return m_object; }
+
+  /** The object. Undefined on an empty holder. */
+  T& operator*() const { return *m_object; }
+
+  /** @return the object, which stays the holders'; null for an empty holder */
+  T* get() const { return m_object; }
+
+  /** Whether an object is held. */
+  explicit operator bool() const { return m_object != nullptr; }
+
+ private:
+  void hold(T* object) {
+    m_object = object;
+    if (m_object != nullptr) {
+      m_object->increment();
+    }
+  }
+
+  void release() {
+    if (m_object == nullptr) {
+      return;
+    }
+    if (m_object->decrement() == 0) {
+      m_object->increment();
+      Alloc::destroy(m_object);
+    }
+    m_object = nullptr;
+  }
+
+  T* m_object;
+};
+
+/** Whether two holders hold the same object, or none. */
+template <class T, class Alloc>
+bool operator==(const CCmnSmartPtr<T, Alloc>& first, const CCmnSmartPtr<T, Alloc>& second) {
+  return first.get() == second.get();
+}
+
+/** Whether two holders hold different objects. */
+template <class T, class Alloc>
+bool operator!=(const CCmnSmartPtr<T, Alloc>& first, const CCmnSmartPtr<T, Alloc>& second) {
+  return !(first == second);
+}
+
+/** The policy for objects that somebody else makes with `new`: it makes none itself. */
+template <class T>
+class CCmnNullAllocator {
+ public:
+  /** @return null */
+  static T* allocate() { return nullptr; }
+
+  /** Deletes the object through its virtual destructor. */
+  static void destroy(T* object) { delete object; }
+};
+
+/**
+ * The policy for an object that the whole process shares.
+ *
+ * The process has one instance, also across shared objects. For a `T` of the host's own that is
+ * instantiated in several of them, `T` must be visible outside its shared object.
+ *
+ * Not safe across threads.
+ *
+ * @tparam T  has a default constructor
+ */
+template <class T>
+class KELP_CMN_API CCmnContextSingletonAllocator {
+ public:
+  /**
+   * @return the instance, made with `new T` if there is none: on first need, and after the last
+   * holder let the old one go. It belongs to the holders it is put into.
+   */
+  static T* allocate() {
+    if (s_instance == nullptr) {
+      s_instance = new T;
+    }
+    return s_instance;
+  }
+
+  /**
+   * Deletes an object through its virtual destructor.
+   * @param object  if it is the instance, the next allocate() makes a new one, even one that is
+   * called from the destructor; any other object leaves the instance as it is
+   */
+  static void destroy(T* object) {
+    if (object == s_instance) {
+      s_instance = nullptr;
+    }
+    delete object;
+  }
+
+ private:
+  static T* s_instance;
+};
+
+// Not inline: an explicit instantiation declaration could not keep an inline variable in one
+// library.
+template <class T>
+T* CCmnContextSingletonAllocator<T>::s_instance = nullptr;
+
+}  // namespace kelp_cmn_4_4
+
+#endif

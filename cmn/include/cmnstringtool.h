@@ -1,0 +1,302 @@
+/**
+ * @file cmnstringtool.h
+ * @brief Conversions between the string types, numbers and text, trimming, case, search,
+ * duplicates.
+ */
+#ifndef CMNSTRINGTOOL_H
+#define CMNSTRINGTOOL_H
+
+#include "cmnexport.h"
+#include "cmntypes.h"
+
+#include <unicode/unistr.h>
+
+#include <string>
+#include <vector>
+
+namespace kelp_cmn_4_4 {
+
+/**
+ * Text functions. Static only; there are no objects of this class.
+ *
+ * The names abbreviate the string types:
+ *
+ * | name | type | content |
+ * |---|---|---|
+ * | str | std::string | bytes: the locale's multibyte encoding where wide strings are met, UTF-8
+ * where ICU is | | wstr | std::wstring | 32-bit wide characters, as the platform's functions make
+ * them | | tstr | the ACE string | bytes, always read as a NUL-terminated text: a zero byte inside
+ * ends it | | ustr | icu::UnicodeString | UTF-16 |
+ *
+ * A conversion that changes the type reads its input up to the first zero byte or character. The
+ * locale is the process locale (LC_CTYPE); it is only read. The ICU conversions are UTF-8 whatever
+ * the locale.
+ *
+ * Nothing throws on bad text; allocation failures are std::bad_alloc. All functions are reentrant
+ * and may be called from any thread. Only strdup(), wstrdup(), tstrdup() and tstrduplist() return
+ * something to be freed.
+ */
+class KELP_CMN_API CCmnStringTool {
+ public:
+  CCmnStringTool() = delete;
+
+  /** @name Between str and wstr, by the process locale */
+  ///@{
+
+  /**
+   * @param text  multibyte text
+   * @return the text in wide characters; empty if any of it is not valid in the locale
+   */
+  static std::wstring str2wstr(const std::string& text);
+
+  /** The same as str2wstr(). */
+  static std::wstring mbs2wcs(const std::string& text);
+
+  /**
+   * @param text  wide text
+   * @return the text in the locale's multibyte encoding, up to the first character that the locale
+   *         cannot represent. At most 2 * length + 2 bytes are made, on purpose: text that needs
+   * more is cut there, between two characters.
+   */
+  static std::string wstr2str(const std::wstring& text);
+
+  /** The same as wstr2str(). */
+  static std::string wcs2mbs(const std::wstring& text);
+
+  /** @return a copy of the argument: nothing is converted, zero characters stay */
+  static std::wstring str2wstr(const std::wstring& text);
+
+  /** @return a copy of the argument: nothing is converted, zero bytes stay */
+  static std::string wstr2str(const std::string& text);
+
+  ///@}
+  /** @name To and from the ACE string */
+  ///@{
+
+  /** @return the bytes up to the first zero byte, owned by the result, on ACE's default allocator
+   */
+  static tstr str2tstr(const std::string& text);
+
+  /** @return the bytes up to the first zero byte */
+  static std::string tstr2str(const tstr& text);
+
+  /** tstr2str(), then str2wstr(). */
+  static std::wstring tstr2wstr(const tstr& text);
+
+  /** wstr2str(), then str2tstr(). */
+  static tstr wstr2tstr(const std::wstring& text);
+
+  ///@}
+  /** @name To and from ICU's string, in UTF-8 */
+  ///@{
+
+  /**
+   * @param text  UTF-8; not changed
+   * @return the text in UTF-16; empty if any of it is malformed
+   */
+  static icu::UnicodeString str2ustr(std::string& text);
+
+  /**
+   * @param text  UTF-16; its content is not changed, but its buffer may be given a terminator
+   * @return the text in UTF-8; empty if any of it is malformed (an unpaired surrogate), or if it is
+   * bogus
+   */
+  static std::string ustr2str(icu::UnicodeString& text);
+
+  /** tstr2str(), then str2ustr(). */
+  static icu::UnicodeString tstr2ustr(tstr& text);
+
+  /** ustr2str(), then str2tstr(). */
+  static tstr ustr2tstr(icu::UnicodeString& text);
+
+  ///@}
+  /** @name Numbers to text */
+  ///@{
+
+  /** @return the number in decimal */
+  static std::string int2str(int number);
+  /** @return the number in decimal */
+  static std::string int2str(long number);
+  /** @return the number in decimal */
+  static std::string uint2str(unsigned int number);
+  /** @return the number in decimal */
+  static std::string uint2str(unsigned long number);
+
+  /** @return the number by "%g": six significant digits; the decimal point is the locale's */
+  static std::string double2str(double number);
+
+  /** @return "true" or "false" */
+  static std::string bool2str(bool value);
+
+  /** @return the number in decimal */
+  static std::wstring int2wstr(int number);
+  /** @return the number in decimal */
+  static std::wstring int2wstr(long number);
+  /** @return the number in decimal */
+  static std::wstring uint2wstr(unsigned int number);
+  /** @return the number in decimal */
+  static std::wstring uint2wstr(unsigned long number);
+
+  ///@}
+  /**
+   * @name Text to numbers
+   *
+   * White space and a sign may stand in front, and the number ends without complaint at the first
+   * character that does not belong to it; a text without any number is 0. Overflow is not reported,
+   * but may set `errno`. The forms with a second argument return a status: 0, or -1 with `number`
+   * untouched if the text has length 0.
+   */
+  ///@{
+
+  /** @return the low 32 bits of the text read as a decimal `long`; 0 for an empty text */
+  static int str2int(const std::string& text);
+
+  /** @return as str2int(), unsigned. So "-1" is 4294967295 and "4294967296" is 0, on purpose. */
+  static unsigned int str2uint(const std::string& text);
+
+  /** @return the text read by `strtod`; 0.0 for an empty text */
+  static double str2double(const std::string& text);
+
+  /**
+   * @param text    the text
+   * @param number  receives what str2int(const std::string&) returns
+   * @return 0; -1 for an empty text
+   */
+  static int str2int(const std::string& text, int& number);
+
+  /**
+   * @param text    the text
+   * @param number  receives what str2uint(const std::string&) returns
+   * @return 0; -1 for an empty text
+   */
+  static int str2uint(const std::string& text, unsigned int& number);
+
+  /**
+   * @param text    the text
+   * @param number  receives the text read as a decimal `unsigned long`
+   * @return 0; -1 for an empty text
+   */
+  static int str2uint64(const std::string& text, unsigned long& number);
+
+  /**
+   * @param text    the text
+   * @param number  receives what str2double(const std::string&) returns
+   * @return 0; -1 for an empty text
+   */
+  static int str2double(const std::string& text, double& number);
+
+  ///@}
+  /** @name Inspection, comparison and case, by the process locale */
+  ///@{
+
+  /** @return whether every byte is one of '0' to '9'. An empty text holds no other: true. */
+  static bool isDigit(const std::string& text);
+
+  /**
+   * @return whether the texts are equal. Where both have a letter, it is compared in upper case;
+   * all else is compared as it is.
+   */
+  static bool CompareNoCase(const std::string& first, const std::string& second);
+
+  /** The same for wide texts. */
+  static bool CompareNoCase(const std::wstring& first, const std::wstring& second);
+
+  /** @return a copy with every letter in lower case; bytes of multibyte characters stay */
+  static std::string tostrlower(const std::string& text);
+
+  /** @return a copy with every letter in upper case; bytes of multibyte characters stay */
+  static std::string tostrupper(const std::string& text);
+
+  /** @return a copy with every letter in lower case */
+  static std::wstring tostrlower(const std::wstring& text);
+
+  /** @return a copy with every letter in upper case */
+  static std::wstring tostrupper(const std::wstring& text);
+
+  ///@}
+  /**
+   * @name Trimming
+   *
+   * `set` is a NUL-terminated text of the bytes to remove, so a zero byte is never removed. If the
+   * text is empty, or `set` is null or empty, the result is a verbatim copy of the text.
+   */
+  ///@{
+
+  /**
+   * @return the text without the set's bytes at its start. Where trimming is done at all, the
+   * result ends at the first zero byte that is kept, on purpose; rtrim() keeps zero bytes.
+   */
+  static std::string ltrim(const std::string& text, const char* set = " \n\t\r");
+
+  /** @return the text without the set's bytes at its end */
+  static std::string rtrim(const std::string& text, const char* set = " \n\t\r");
+
+  /** ltrim(), then rtrim(). */
+  static std::string trim(const std::string& text, const char* set = " \n\t\r");
+
+  ///@}
+  /** @name Search and replace */
+  ///@{
+
+  /**
+   * Searches the texts of a list, in order, for the first that contains a pattern.
+   *
+   * Call it again with `index` + 1 to go on.
+   * @param list       the texts
+   * @param pattern    NUL-terminated, not null; compared byte by byte; an empty one is in every
+   * text
+   * @param index      in: the number of the text to begin with; out: the number of the text found,
+   * or list.size() if there is none (one that was larger stays)
+   * @param trimRight  whether white space (" \n\t\r") at a text's end is left out of the search
+   * @return the match's position in its text, in bytes; std::string::npos if there is none
+   */
+  static unsigned long find(const std::vector<std::string>& list, const char* pattern,
+                            unsigned long& index, bool trimRight);
+
+  /**
+   * Replaces every occurrence of a text, found from left to right and not overlapping.
+   * @param text  where to replace
+   * @param from  what to replace; if empty, the result is `text` as it is
+   * @param to    what to put there
+   * @return the new text up to its first zero byte
+   */
+  static std::string searchreplace(const std::string& text, const std::string& from,
+                                   const std::string& to);
+
+  ///@}
+  /**
+   * @name Duplicates as NUL-terminated arrays
+   *
+   * The caller frees them. `alloc` is called once with a number of bytes, as `malloc` is; null
+   * means `malloc`. It must not fail.
+   */
+  ///@{
+
+  /** @return the text, zero bytes included, and a terminator: length + 1 bytes from `alloc` */
+  static char* strdup(const std::string& text, void* (*alloc)(unsigned long));
+
+  /** @return the text, zero characters included, and a terminator: (length + 1) * 4 bytes from
+   * `alloc` */
+  static wchar_t* wstrdup(const std::wstring& text, void* (*alloc)(unsigned long));
+
+  /** strdup() of tstr2str(). */
+  static char* tstrdup(const tstr& text, void* (*alloc)(unsigned long));
+
+  /**
+   * @return an array of tstrdup() copies that ends with a null pointer, all from `malloc`, to be
+   * freed with tstrfreelist(); null if the array cannot be allocated
+   */
+  static char** tstrduplist(const std::vector<tstr>& list);
+
+  /**
+   * Frees the texts up to the first null pointer, and the array.
+   * @param list  from tstrduplist(); null is allowed; becomes null
+   */
+  static void tstrfreelist(char**& list);
+
+  ///@}
+};
+
+}  // namespace kelp_cmn_4_4
+
+#endif

@@ -1,0 +1,51 @@
+#include "cmnerror.h"
+
+#include "Q_strings.h"
+#include "cmnstringtool.h"
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+// At least four digits, in full when there are more.
+std::string catalogNumber(long code, long base) {
+  char number[64];
+  // Strictly greater, on purpose: a code equal to the base keeps its own number.
+  if (code > base) {
+    // Unsigned, because the distance of two longs need not fit into one.
+    Q_snprintf(number, sizeof number, "%04lu",
+               static_cast<unsigned long>(code) - static_cast<unsigned long>(base));
+  } else {
+    Q_snprintf(number, sizeof number, "%04ld", code);
+  }
+  return number;
+}
+
+}  // namespace
+
+CCmnError::CCmnError() : m_code(0), m_lineNumber(0) {
+}
+
+CCmnError::CCmnError(int code, const tstr& message, const tstr& fileName, int lineNumber,
+                     const tstr& function)
+    : m_code(code),
+      m_message(message),
+      m_fileName(fileName),
+      m_lineNumber(lineNumber),
+      m_function(function) {
+}
+
+CCmnError::CCmnError(const CCmnError& other) = default;
+
+CCmnError& CCmnError::operator=(const CCmnError& other) = default;
+
+CCmnError::~CCmnError() = default;
+
+std::string CCmnError::getMessageId(const std::string& component, long base) const {
+  return "MSG_ERROR_" + CCmnStringTool::tostrupper(component) + "_" + catalogNumber(m_code, base);
+}
+
+const char* CCmnError::what() const {
+  return m_message.c_str();
+}
+
+}  // namespace kelp_cmn_4_4

@@ -1,0 +1,418 @@
+#include "cmnstringtool.h"
+
+#include "Q_strings.h"
+
+#include <unicode/ustring.h>
+
+#include <string.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cwchar>
+#include <cwctype>
+#include <memory>
+#include <new>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+struct Free {
+  void operator()(void* memory) const { std::free(memory); }
+};
+
+struct FreeList {
+  void operator()(char** list) const { CCmnStringTool::tstrfreelist(list); }
+};
+
+template <class Char>
+using MallocBuffer = std::unique_ptr<Char[], Free>;
+
+template <class Char>
+MallocBuffer<Char> mallocBuffer(size_t count) {
+  MallocBuffer<Char> buffer(static_cast<Char*>(std::malloc(count * sizeof(Char))));
+  if (buffer == nullptr) {
+    throw std::bad_alloc();
+  }
+  return buffer;
+}
+
+template <size_t bufferSize, class Number>
+std::string formatted(const char* format, Number number) {
+  char buffer[bufferSize];
+  Q_snprintf(buffer, sizeof buffer, format, number);
+  return buffer;
+}
+
+bool isLetter(char c) {
+  return std::isalpha(static_cast<unsigned char>(c)) != 0;
+}
+bool isLetter(wchar_t c) {
+  return std::iswalpha(static_cast<wint_t>(c)) != 0;
+}
+
+char toLower(char c) {
+  return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+}
+wchar_t toLower(wchar_t c) {
+  return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+}
+
+char toUpper(char c) {
+  return static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+}
+wchar_t toUpper(wchar_t c) {
+  return static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
+}
+
+template <class Char>
+bool equalNoCase(const std::basic_string<Char>& first, const std::basic_string<Char>& second) {
+  return std::equal(first.begin(), first.end(), second.begin(), second.end(), [](Char a, Char b) {
+    return a == b || (isLetter(a) && isLetter(b) && toUpper(a) == toUpper(b));
+  });
+}
+
+template <class Char>
+std::basic_string<Char> withLetters(std::basic_string<Char> text, Char (*mapped)(Char)) {
+  for (Char& c : text) {
+    if (isLetter(c)) {
+      c = mapped(c);
+    }
+  }
+  return text;
+}
+
+// Where `from` next occurs at or after `position`, or null. Linear for every text.
+const char* nextMatch(const std::string& text, const char* position, const std::string& from) {
+  const size_t rest = static_cast<size_t>(text.data() + text.length() - position);
+  return static_cast<const char*>(memmem(position, rest, from.data(), from.length()));
+}
+
+size_t countMatches(const std::string& text, const std::string& from) {
+  size_t count = 0;
+  for (const char* match = nextMatch(text, text.data(), from); match != nullptr;
+       match = nextMatch(text, match + from.length(), from)) {
+    ++count;
+  }
+  return count;
+}
+
+}  // namespace
+
+std::wstring CCmnStringTool::str2wstr(const std::string& text) {
+  if (text.empty()) {
+    return std::wstring();
+  }
+  const size_t count = std::mbstowcs(nullptr, text.c_str(), 0);
+  if (count == static_cast<size_t>(-1)) {
+    return std::wstring();
+  }
+  const MallocBuffer<wchar_t> buffer = mallocBuffer<wchar_t>(count + 1);
+  std::mbstowcs(buffer.get(), text.c_str(), count + 1);
+  return std::wstring(buffer.get());
+}
+
+std::wstring CCmnStringTool::mbs2wcs(const std::string& text) {
+  return str2wstr(text);
+}
+
+std::string CCmnStringTool::wstr2str(const std::wstring& text) {
+  if (text.empty()) {
+    return std::string();
+  }
+  // Two bytes per character, on purpose: this bounds the result.
+  const size_t budget = 2 * text.length() + 2;
+  const MallocBuffer<char> buffer = mallocBuffer<char>(budget);
+  // On an error nobody says how much was written, and a used-up budget leaves no terminator.
+  memset(buffer.get(), 0, budget);
+  if (std::wcstombs(buffer.get(), text.c_str(), budget) == 0) {
+    return std::string();
+  }
+  return std::string(buffer.get(), strnlen(buffer.get(), budget));
+}
+
+std::string CCmnStringTool::wcs2mbs(const std::wstring& text) {
+  return wstr2str(text);
+}
+
+// The identity overloads must not convert.
+std::wstring CCmnStringTool::str2wstr(const std::wstring& text) {
+  return text;
+}
+
+std::string CCmnStringTool::wstr2str(const std::string& text) {
+  return text;
+}
+
+tstr CCmnStringTool::str2tstr(const std::string& text) {
+  return tstr(text.c_str());
+}
+
+std::string CCmnStringTool::tstr2str(const tstr& text) {
+  return text.c_str();
+}
+
+std::wstring CCmnStringTool::tstr2wstr(const tstr& text) {
+  return str2wstr(tstr2str(text));
+}
+
+tstr CCmnStringTool::wstr2tstr(const std::wstring& text) {
+  return str2tstr(wstr2str(text));
+}
+
+icu::UnicodeString CCmnStringTool::str2ustr(std::string& text) {
+  UErrorCode error = U_ZERO_ERROR;
+  int32_t length = 0;
+  u_strFromUTF8(nullptr, 0, &length, text.c_str(), -1, &error);
+  if (length < 1) {
+    return icu::UnicodeString();
+  }
+  const int32_t capacity = length + 1;
+  const std::unique_ptr<UChar[]> buffer(new UChar[static_cast<size_t>(capacity)]);
+  error = U_ZERO_ERROR;
+  u_strFromUTF8(buffer.get(), capacity, &length, text.c_str(), -1, &error);
+  return U_SUCCESS(error) ? icu::UnicodeString(buffer.get()) : icu::UnicodeString();
+}
+
+std::string CCmnStringTool::ustr2str(icu::UnicodeString& text) {
+  UErrorCode error = U_ZERO_ERROR;
+  const UChar* units = text.getTerminatedBuffer();
+  const int32_t unitCount = text.length();
+  int32_t length = 0;
+  u_strToUTF8(nullptr, 0, &length, units, unitCount, &error);
+  if (length < 1) {
+    return std::string();
+  }
+  const int32_t capacity = length + 1;
+  const std::unique_ptr<char[]> buffer(new char[static_cast<size_t>(capacity)]());
+  error = U_ZERO_ERROR;
+  u_strToUTF8(buffer.get(), capacity, &length, units, unitCount, &error);
+  return U_SUCCESS(error) ? std::string(buffer.get()) : std::string();
+}
+
+icu::UnicodeString CCmnStringTool::tstr2ustr(tstr& text) {
+  std::string bytes = tstr2str(text);
+  return str2ustr(bytes);
+}
+
+tstr CCmnStringTool::ustr2tstr(icu::UnicodeString& text) {
+  return str2tstr(ustr2str(text));
+}
+
+std::string CCmnStringTool::int2str(int number) {
+  return formatted<64>("%d", number);
+}
+
+std::string CCmnStringTool::int2str(long number) {
+  return formatted<128>("%ld", number);
+}
+
+std::string CCmnStringTool::uint2str(unsigned int number) {
+  return formatted<64>("%u", number);
+}
+
+std::string CCmnStringTool::uint2str(unsigned long number) {
+  return formatted<128>("%lu", number);
+}
+
+std::string CCmnStringTool::double2str(double number) {
+  return formatted<64>("%g", number);
+}
+
+std::string CCmnStringTool::bool2str(bool value) {
+  return value ? "true" : "false";
+}
+
+std::wstring CCmnStringTool::int2wstr(int number) {
+  return str2wstr(int2str(number));
+}
+
+std::wstring CCmnStringTool::int2wstr(long number) {
+  return str2wstr(int2str(number));
+}
+
+std::wstring CCmnStringTool::uint2wstr(unsigned int number) {
+  return str2wstr(uint2str(number));
+}
+
+std::wstring CCmnStringTool::uint2wstr(unsigned long number) {
+  return str2wstr(uint2str(number));
+}
+
+int CCmnStringTool::str2int(const std::string& text) {
+  int number = 0;
+  str2int(text, number);
+  return number;
+}
+
+unsigned int CCmnStringTool::str2uint(const std::string& text) {
+  unsigned int number = 0;
+  str2uint(text, number);
+  return number;
+}
+
+double CCmnStringTool::str2double(const std::string& text) {
+  double number = 0.0;
+  str2double(text, number);
+  return number;
+}
+
+int CCmnStringTool::str2int(const std::string& text, int& number) {
+  if (text.empty()) {
+    return -1;
+  }
+  number = static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
+  return 0;
+}
+
+int CCmnStringTool::str2uint(const std::string& text, unsigned int& number) {
+  if (text.empty()) {
+    return -1;
+  }
+  // Signed parse and low 32 bits, on purpose.
+  number = static_cast<unsigned int>(std::strtol(text.c_str(), nullptr, 10));
+  return 0;
+}
+
+int CCmnStringTool::str2uint64(const std::string& text, unsigned long& number) {
+  if (text.empty()) {
+    return -1;
+  }
+  number = std::strtoull(text.c_str(), nullptr, 10);
+  return 0;
+}
+
+int CCmnStringTool::str2double(const std::string& text, double& number) {
+  if (text.empty()) {
+    return -1;
+  }
+  number = std::strtod(text.c_str(), nullptr);
+  return 0;
+}
+
+bool CCmnStringTool::isDigit(const std::string& text) {
+  // True for an empty text, on purpose.
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool CCmnStringTool::CompareNoCase(const std::string& first, const std::string& second) {
+  return equalNoCase(first, second);
+}
+
+bool CCmnStringTool::CompareNoCase(const std::wstring& first, const std::wstring& second) {
+  return equalNoCase(first, second);
+}
+
+std::string CCmnStringTool::tostrlower(const std::string& text) {
+  return withLetters(text, toLower);
+}
+
+std::string CCmnStringTool::tostrupper(const std::string& text) {
+  return withLetters(text, toUpper);
+}
+
+std::wstring CCmnStringTool::tostrlower(const std::wstring& text) {
+  return withLetters(text, toLower);
+}
+
+std::wstring CCmnStringTool::tostrupper(const std::wstring& text) {
+  return withLetters(text, toUpper);
+}
+
+std::string CCmnStringTool::ltrim(const std::string& text, const char* set) {
+  if (text.empty() || set == nullptr || *set == '\0') {
+    return text;
+  }
+  const size_t start = text.find_first_not_of(set);
+  // As a NUL-terminated text, on purpose: the result ends at a zero byte, which rtrim keeps.
+  return start == std::string::npos ? std::string() : std::string(text.c_str() + start);
+}
+
+std::string CCmnStringTool::rtrim(const std::string& text, const char* set) {
+  if (text.empty() || set == nullptr || *set == '\0') {
+    return text;
+  }
+  const size_t last = text.find_last_not_of(set);
+  return last == std::string::npos ? std::string() : text.substr(0, last + 1);
+}
+
+std::string CCmnStringTool::trim(const std::string& text, const char* set) {
+  return rtrim(ltrim(text, set), set);
+}
+
+unsigned long CCmnStringTool::find(const std::vector<std::string>& list, const char* pattern,
+                                   unsigned long& index, bool trimRight) {
+  for (unsigned long i = index; i < list.size(); ++i) {
+    const size_t position = trimRight ? rtrim(list[i]).find(pattern) : list[i].find(pattern);
+    if (position != std::string::npos) {
+      index = i;
+      return position;
+    }
+  }
+  index = std::max<unsigned long>(index, list.size());
+  return std::string::npos;
+}
+
+std::string CCmnStringTool::searchreplace(const std::string& text, const std::string& from,
+                                          const std::string& to) {
+  if (text.empty() || from.empty()) {
+    return text;
+  }
+  const size_t count = countMatches(text, from);
+  const std::unique_ptr<char[]> buffer(
+      new char[text.length() + 1 + count * to.length() - count * from.length()]);
+  const char* source = text.data();
+  char* target = buffer.get();
+  while (const char* match = nextMatch(text, source, from)) {
+    target = std::copy(source, match, target);
+    target = std::copy(to.begin(), to.end(), target);
+    source = match + from.length();
+  }
+  *std::copy(source, text.data() + text.length(), target) = '\0';
+  return std::string(buffer.get());
+}
+
+char* CCmnStringTool::strdup(const std::string& text, void* (*alloc)(unsigned long)) {
+  const size_t size = text.length() + 1;
+  void* copy = alloc == nullptr ? std::malloc(size) : alloc(size);
+  return static_cast<char*>(memcpy(copy, text.c_str(), size));
+}
+
+wchar_t* CCmnStringTool::wstrdup(const std::wstring& text, void* (*alloc)(unsigned long)) {
+  const size_t size = (text.length() + 1) * sizeof(wchar_t);
+  void* copy = alloc == nullptr ? std::malloc(size) : alloc(size);
+  return static_cast<wchar_t*>(memcpy(copy, text.c_str(), size));
+}
+
+char* CCmnStringTool::tstrdup(const tstr& text, void* (*alloc)(unsigned long)) {
+  return strdup(tstr2str(text), alloc);
+}
+
+char** CCmnStringTool::tstrduplist(const std::vector<tstr>& list) {
+  const size_t size = (list.size() + 1) * sizeof(char*);
+  std::unique_ptr<char*, FreeList> result(static_cast<char**>(std::malloc(size)));
+  if (result == nullptr) {
+    return nullptr;
+  }
+  // Always terminated, so that what is there can be freed when a copy throws.
+  char** end = result.get();
+  *end = nullptr;
+  for (const tstr& text : list) {
+    *end = tstrdup(text, nullptr);
+    *++end = nullptr;
+  }
+  return result.release();
+}
+
+void CCmnStringTool::tstrfreelist(char**& list) {
+  if (list == nullptr) {
+    return;
+  }
+  for (char** text = list; *text != nullptr; ++text) {
+    std::free(*text);
+  }
+  std::free(list);
+  list = nullptr;
+}
+
+}  // namespace kelp_cmn_4_4
