@@ -133,10 +133,6 @@ class KELP_CMN_API CCmnConfiguration {
   const CCmnError& getLastError() const { return m_lastError; }
 
  private:
-  void openHeap();
-  void setPaths(const char* dir, const char* file);
-  int recordFailure(int code, const char* message, const char* function, int line);
-
   CCmnError m_lastError;
   ACE_Configuration_Heap m_heap;
   tstr m_configDir;

@@ -173,10 +173,6 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
   int m_argCapacity;       ///< slots allocated
   char** m_argv;           ///< on the malloc heap; its elements are arrays made with new
   std::string m_commandLine;
-
- private:
-  bool pollChild(long seconds, int& result);
-  bool findInMap(int& value);
 };
 
 }  // namespace kelp_cmn_4_4

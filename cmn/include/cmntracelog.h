@@ -114,11 +114,6 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
   bool isInitialized() const { return m_initialized; }
 
  private:
-  void completeFromSection(tstr& dir, tstr& file, int level, unsigned int& configuredLevel);
-  void completeString(const char* name, tstr& value);
-  bool passes(int level, int verbosity) const;
-  void writeLine(const char* message);
-
   CCmnConfiguration m_config;
   int m_traceLevel;
   tstr m_component;

@@ -41,18 +41,14 @@ class ChildStatusRecorder::MapUse {
   bool m_taken;
 };
 
-ChildStatusRecorder::ChildStatusRecorder() {
-  topUp();
-}
+ChildStatusRecorder::ChildStatusRecorder() { topUp(); }
 
 ChildStatusRecorder::Visit::Visit(ChildStatusRecorder& recorder) : m_recorder(recorder) {
   m_recorder.m_visits.fetch_add(1);
   m_open = m_recorder.m_open.load();
 }
 
-ChildStatusRecorder::Visit::~Visit() {
-  m_recorder.m_visits.fetch_sub(1);
-}
+ChildStatusRecorder::Visit::~Visit() { m_recorder.m_visits.fetch_sub(1); }
 
 bool ChildStatusRecorder::tryTakeMap() {
   return !m_mapTaken.exchange(true, std::memory_order_acquire);

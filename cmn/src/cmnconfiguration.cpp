@@ -9,68 +9,57 @@ namespace {
 
 constexpr size_t sectionMapSize = 16;
 
-const char* orEmpty(const char* text) {
-  return text == nullptr ? "" : text;
+const char* orEmpty(const char* text) { return text == nullptr ? "" : text; }
+
+CCmnError failure(int code, const char* message, const char* function, int line) {
+  return {code, message, __FILE__, line, function};
 }
 
 }  // namespace
 
 CCmnConfiguration::CCmnConfiguration() {
-  openHeap();
+  const int rc = m_heap.open(sectionMapSize);
+  if (rc != 0) {
+    m_lastError = failure(rc, "Failed to open configuration heap", "CCmnConfiguration", __LINE__);
+  }
 }
 
-CCmnConfiguration::CCmnConfiguration(const char* dir, const char* file, bool import) {
-  openHeap();
+CCmnConfiguration::CCmnConfiguration(const char* dir, const char* file, bool import)
+    : CCmnConfiguration() {
   if (import) {
     importConfig(dir, file);
   } else {
-    setPaths(dir, file);
+    m_configDir = orEmpty(dir);
+    m_configFile = orEmpty(file);
+    m_configPath = m_configDir + m_configFile;
   }
 }
 
 CCmnConfiguration::~CCmnConfiguration() = default;
 
-ACE_Configuration_Heap& CCmnConfiguration::configHeap() {
-  return m_heap;
-}
-
-void CCmnConfiguration::openHeap() {
-  const int rc = m_heap.open(sectionMapSize);
-  if (rc != 0) {
-    recordFailure(rc, "Failed to open configuration heap", "CCmnConfiguration", __LINE__);
-  }
-}
-
-void CCmnConfiguration::setPaths(const char* dir, const char* file) {
-  m_configDir = orEmpty(dir);
-  m_configFile = orEmpty(file);
-  m_configPath = m_configDir;
-  m_configPath += m_configFile;
-}
-
-int CCmnConfiguration::recordFailure(int code, const char* message, const char* function,
-                                     int line) {
-  m_lastError = CCmnError(code, message, __FILE__, line, function);
-  return code;
-}
+ACE_Configuration_Heap& CCmnConfiguration::configHeap() { return m_heap; }
 
 int CCmnConfiguration::importConfig(const char* dir, const char* file) {
-  setPaths(dir, file);
+  m_configDir = orEmpty(dir);
+  m_configFile = orEmpty(file);
+  m_configPath = m_configDir + m_configFile;
   int rc = CCmnPathTool::verify(m_configDir.c_str());
   if (rc != 0) {
-    return recordFailure(rc, "Configuration path verification failed", "importConfig", __LINE__);
+    m_lastError = failure(rc, "Configuration path verification failed", "importConfig", __LINE__);
+    return rc;
   }
   rc = CCmnPathTool::verify(m_configPath.c_str());
   if (rc != 0) {
-    return recordFailure(rc, "Configuration path succeeded but no configuration file exists.",
-                         "importConfig", __LINE__);
+    m_lastError = failure(rc, "Configuration path succeeded but no configuration file exists.",
+                          "importConfig", __LINE__);
+    return rc;
   }
   ACE_Registry_ImpExp registry(m_heap);
   rc = registry.import_config(m_configPath.c_str());
   if (rc != 0) {
-    return recordFailure(rc, "Import of configuration file failed.", "importConfig", __LINE__);
+    m_lastError = failure(rc, "Import of configuration file failed.", "importConfig", __LINE__);
   }
-  return 0;
+  return rc;
 }
 
 int CCmnConfiguration::exportConfig() {

@@ -22,8 +22,7 @@ std::string catalogNumber(long code, long base) {
 
 }  // namespace
 
-CCmnError::CCmnError() : m_code(0), m_lineNumber(0) {
-}
+CCmnError::CCmnError() : m_code(0), m_lineNumber(0) {}
 
 CCmnError::CCmnError(int code, const tstr& message, const tstr& fileName, int lineNumber,
                      const tstr& function)
@@ -31,8 +30,7 @@ CCmnError::CCmnError(int code, const tstr& message, const tstr& fileName, int li
       m_message(message),
       m_fileName(fileName),
       m_lineNumber(lineNumber),
-      m_function(function) {
-}
+      m_function(function) {}
 
 CCmnError::CCmnError(const CCmnError& other) = default;
 
@@ -44,8 +42,6 @@ std::string CCmnError::getMessageId(const std::string& component, long base) con
   return "MSG_ERROR_" + CCmnStringTool::tostrupper(component) + "_" + catalogNumber(m_code, base);
 }
 
-const char* CCmnError::what() const {
-  return m_message.c_str();
-}
+const char* CCmnError::what() const { return m_message.c_str(); }
 
 }  // namespace kelp_cmn_4_4

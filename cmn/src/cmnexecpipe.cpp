@@ -42,13 +42,9 @@ struct EndOfRecording {
   ~EndOfRecording() { recorder.close(); }
 } endOfRecording;
 
-bool isBlank(char c) {
-  return c == ' ' || c == '\t';
-}
+bool isBlank(char c) { return c == ' ' || c == '\t'; }
 
-bool isQuote(char c) {
-  return c == '\'' || c == '"';
-}
+bool isQuote(char c) { return c == '\'' || c == '"'; }
 
 template <class... Args>
 std::wstring failureText(const char* format, Args... args) {
@@ -142,6 +138,44 @@ void releaseUnusedPipe(const TraceLogHolder& log, const int (&fds)[2], int forkE
   traceTo(log, traceError, "CCmnExecPipePosix::ExecPipe ERROR: fork() failed, errno %d", forkError);
 }
 
+bool findInMap(CCmnExecPipePosix& pipe, const TraceLogHolder& log, int pid, int& value) {
+  if (!pipe.CheckChildStatusMap(pid, &value)) {
+    return false;
+  }
+  traceTo(log, traceDetail, "CCmnExecPipePosix::WaitPid: found child pid %d in map, returning %d",
+          pid, value);
+  return true;
+}
+
+// Whether the wait came to an end in time: with the child's status, or with -1 for a child that
+// cannot be found.
+bool pollChild(CCmnExecPipePosix& pipe, const TraceLogHolder& log, int pid, long seconds,
+               int& result) {
+  const time_t start = time(nullptr);
+  while (time(nullptr) - start <= seconds) {
+    if (findInMap(pipe, log, pid, result)) {
+      return true;
+    }
+    traceTo(log, traceDetail,
+            "CCmnExecPipePosix::WaitPid: child pid %d not in childStatusMap, calling waitpid()",
+            pid);
+    int status = 0;
+    const int reaped = waitpid(pid, &status, WNOHANG);
+    if (reaped == pid) {
+      result = status;
+      return true;
+    }
+    if (reaped == -1 && errno == ECHILD) {
+      if (!findInMap(pipe, log, pid, result)) {
+        result = -1;
+      }
+      return true;
+    }
+    millisleep(pollMilliseconds);
+  }
+  return false;
+}
+
 struct Escalation {
   int signalNumber;
   const char* failure;
@@ -175,9 +209,7 @@ ECmnExecPipe decodeStatus(const std::string& command, int status) {
 
 }  // namespace
 
-CCmnExecPipePosix::CCmnExecPipePosix() {
-  CCmnExecPipePosix::Init();
-}
+CCmnExecPipePosix::CCmnExecPipePosix() { CCmnExecPipePosix::Init(); }
 
 CCmnExecPipePosix::CCmnExecPipePosix(std::vector<std::string> hostList)
     : CCmnExecPipeBase(std::move(hostList)) {
@@ -414,55 +446,21 @@ int CCmnExecPipePosix::WaitPid(long timeoutSeconds) {
     return -1;
   }
   int status = -1;
-  if (pollChild(timeoutSeconds, status)) {
+  if (pollChild(*this, m_traceLog, m_childPid, timeoutSeconds, status)) {
     return status;
   }
   for (const Escalation& step : escalation) {
     if (kill(m_childPid, step.signalNumber) != 0) {
       traceTo(m_traceLog, traceError, step.failure, m_childPid, errno);
     }
-    if (pollChild(std::min(timeoutSeconds, escalationSeconds), status)) {
+    if (pollChild(*this, m_traceLog, m_childPid, std::min(timeoutSeconds, escalationSeconds),
+                  status)) {
       return status;
     }
   }
   traceTo(m_traceLog, traceError,
           "CCmnExecPipePosix::WaitPid ERROR: child process appears to be hung");
   return -1;
-}
-
-bool CCmnExecPipePosix::pollChild(long seconds, int& result) {
-  const time_t start = time(nullptr);
-  while (time(nullptr) - start <= seconds) {
-    if (findInMap(result)) {
-      return true;
-    }
-    traceTo(m_traceLog, traceDetail,
-            "CCmnExecPipePosix::WaitPid: child pid %d not in childStatusMap, calling waitpid()",
-            m_childPid);
-    int status = 0;
-    const int reaped = waitpid(m_childPid, &status, WNOHANG);
-    if (reaped == m_childPid) {
-      result = status;
-      return true;
-    }
-    if (reaped == -1 && errno == ECHILD) {
-      if (!findInMap(result)) {
-        result = -1;
-      }
-      return true;
-    }
-    millisleep(pollMilliseconds);
-  }
-  return false;
-}
-
-bool CCmnExecPipePosix::findInMap(int& value) {
-  if (!CheckChildStatusMap(m_childPid, &value)) {
-    return false;
-  }
-  traceTo(m_traceLog, traceDetail,
-          "CCmnExecPipePosix::WaitPid: found child pid %d in map, returning %d", m_childPid, value);
-  return true;
 }
 
 int CCmnExecPipePosix::Close(long timeoutSeconds) {

@@ -11,17 +11,14 @@ constexpr long closeTimeoutSeconds = 10;
 
 }  // namespace
 
-ECmnExecPipe::ECmnExecPipe() : m_code(execPipeOk), m_detail(0) {
-}
+ECmnExecPipe::ECmnExecPipe() : m_code(execPipeOk), m_detail(0) {}
 
 ECmnExecPipe::ECmnExecPipe(const std::string& command, int code)
-    : m_command(command), m_code(code), m_detail(0) {
-}
+    : m_command(command), m_code(code), m_detail(0) {}
 
 ECmnExecPipe::ECmnExecPipe(const std::string& command, const std::wstring& message, int code,
                            long detail)
-    : m_command(command), m_message(message), m_code(code), m_detail(detail) {
-}
+    : m_command(command), m_message(message), m_code(code), m_detail(detail) {}
 
 ECmnExecPipe::ECmnExecPipe(const ECmnExecPipe& other) = default;
 
@@ -34,16 +31,14 @@ ECmnExecPipe& ECmnExecPipe::operator=(const ECmnExecPipe& other) {
 
 ECmnExecPipe::~ECmnExecPipe() = default;
 
-CCmnExecPipeBase::CCmnExecPipeBase() : CCmnExecPipeBase(std::vector<std::string>()) {
-}
+CCmnExecPipeBase::CCmnExecPipeBase() : CCmnExecPipeBase(std::vector<std::string>()) {}
 
 CCmnExecPipeBase::CCmnExecPipeBase(std::vector<std::string> hostList)
     : m_abortRequested(false),
       m_hostList(std::move(hostList)),
       m_pfnIsChildContext(nullptr),
       m_pfnExecInChild(nullptr),
-      m_pfnFreeOutput(nullptr) {
-}
+      m_pfnFreeOutput(nullptr) {}
 
 CCmnExecPipeBase::~CCmnExecPipeBase() = default;
 
@@ -51,9 +46,7 @@ bool CCmnExecPipeBase::IsAbortRequested() {
   return __atomic_load_n(&m_abortRequested, __ATOMIC_RELAXED);
 }
 
-int CCmnExecPipeBase::IsChildContext() {
-  return 0;
-}
+int CCmnExecPipeBase::IsChildContext() { return 0; }
 
 int CCmnExecPipeBase::ExecCommandInChildContext(std::string /*command*/,
                                                 std::vector<std::string>& /*output*/) {
@@ -95,15 +88,10 @@ int CCmnExecPipeBase::Exec(std::string command, std::vector<std::string>& output
   return Close(closeTimeoutSeconds);
 }
 
-void CCmnExecPipeBase::Abort() {
-  __atomic_store_n(&m_abortRequested, true, __ATOMIC_RELAXED);
-}
+void CCmnExecPipeBase::Abort() { __atomic_store_n(&m_abortRequested, true, __ATOMIC_RELAXED); }
 
-void CCmnExecPipeBase::Init() {
-}
+void CCmnExecPipeBase::Init() {}
 
-ECmnExecPipe CCmnExecPipeBase::getLastError() {
-  return m_lastError;
-}
+ECmnExecPipe CCmnExecPipeBase::getLastError() { return m_lastError; }
 
 }  // namespace kelp_cmn_4_4

@@ -30,9 +30,7 @@ tstr joined(const tstr& first, const tstr& second) {
 
 }  // namespace
 
-int CCmnPathTool::verify(const char* path) {
-  return access(path, F_OK);
-}
+int CCmnPathTool::verify(const char* path) { return access(path, F_OK); }
 
 int CCmnPathTool::getInstallPath(tstr& path) {
   path = installRoot;

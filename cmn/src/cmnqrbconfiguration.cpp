@@ -2,10 +2,10 @@
 
 #include "Q_sscanf.h"
 #include "Q_strings.h"
+#include "cmnfile.h"
 
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 namespace kelp_cmn_4_4 {
 namespace {
@@ -19,10 +19,6 @@ constexpr int lineSize = 256;
 constexpr int levelSet = 0;
 constexpr int noUsableLine = 1;
 constexpr int fileNotReadable = 26;
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
 
 int parseLevel(const char* line, int& level) {
   const char* equals = std::strchr(line, '=');
@@ -48,7 +44,7 @@ int CCmnQRBConfiguration::getTraceConfigFileInfo(tstr& dir, tstr& file) {
 int CCmnQRBConfiguration::getTraceLevel(tstr& dir, tstr& file, int& level) {
   tstr path(dir.c_str());
   path += file.c_str();
-  const std::unique_ptr<std::FILE, CloseFile> stream(std::fopen(path.c_str(), "r"));
+  const File stream(std::fopen(path.c_str(), "r"));
   if (!stream) {
     return fileNotReadable;
   }

@@ -2,8 +2,7 @@
 
 namespace kelp_cmn_4_4 {
 
-CCmnRefCount::CCmnRefCount() : m_count(0) {
-}
+CCmnRefCount::CCmnRefCount() : m_count(0) {}
 
 CCmnRefCount::~CCmnRefCount() = default;
 
@@ -19,8 +18,6 @@ int CCmnRefCount::decrement() {
   return count;
 }
 
-int CCmnRefCount::getCount() {
-  return m_count;
-}
+int CCmnRefCount::getCount() { return m_count; }
 
 }  // namespace kelp_cmn_4_4

@@ -44,26 +44,14 @@ std::string formatted(const char* format, Number number) {
   return buffer;
 }
 
-bool isLetter(char c) {
-  return std::isalpha(static_cast<unsigned char>(c)) != 0;
-}
-bool isLetter(wchar_t c) {
-  return std::iswalpha(static_cast<wint_t>(c)) != 0;
-}
+bool isLetter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
+bool isLetter(wchar_t c) { return std::iswalpha(static_cast<wint_t>(c)) != 0; }
 
-char toLower(char c) {
-  return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-}
-wchar_t toLower(wchar_t c) {
-  return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
-}
+char toLower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
+wchar_t toLower(wchar_t c) { return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c))); }
 
-char toUpper(char c) {
-  return static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-}
-wchar_t toUpper(wchar_t c) {
-  return static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c)));
-}
+char toUpper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
+wchar_t toUpper(wchar_t c) { return static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c))); }
 
 template <class Char>
 bool equalNoCase(const std::basic_string<Char>& first, const std::basic_string<Char>& second) {
@@ -112,9 +100,7 @@ std::wstring CCmnStringTool::str2wstr(const std::string& text) {
   return std::wstring(buffer.get());
 }
 
-std::wstring CCmnStringTool::mbs2wcs(const std::string& text) {
-  return str2wstr(text);
-}
+std::wstring CCmnStringTool::mbs2wcs(const std::string& text) { return str2wstr(text); }
 
 std::string CCmnStringTool::wstr2str(const std::wstring& text) {
   if (text.empty()) {
@@ -131,34 +117,20 @@ std::string CCmnStringTool::wstr2str(const std::wstring& text) {
   return std::string(buffer.get(), strnlen(buffer.get(), budget));
 }
 
-std::string CCmnStringTool::wcs2mbs(const std::wstring& text) {
-  return wstr2str(text);
-}
+std::string CCmnStringTool::wcs2mbs(const std::wstring& text) { return wstr2str(text); }
 
 // The identity overloads must not convert.
-std::wstring CCmnStringTool::str2wstr(const std::wstring& text) {
-  return text;
-}
+std::wstring CCmnStringTool::str2wstr(const std::wstring& text) { return text; }
 
-std::string CCmnStringTool::wstr2str(const std::string& text) {
-  return text;
-}
+std::string CCmnStringTool::wstr2str(const std::string& text) { return text; }
 
-tstr CCmnStringTool::str2tstr(const std::string& text) {
-  return tstr(text.c_str());
-}
+tstr CCmnStringTool::str2tstr(const std::string& text) { return tstr(text.c_str()); }
 
-std::string CCmnStringTool::tstr2str(const tstr& text) {
-  return text.c_str();
-}
+std::string CCmnStringTool::tstr2str(const tstr& text) { return text.c_str(); }
 
-std::wstring CCmnStringTool::tstr2wstr(const tstr& text) {
-  return str2wstr(tstr2str(text));
-}
+std::wstring CCmnStringTool::tstr2wstr(const tstr& text) { return str2wstr(tstr2str(text)); }
 
-tstr CCmnStringTool::wstr2tstr(const std::wstring& text) {
-  return str2tstr(wstr2str(text));
-}
+tstr CCmnStringTool::wstr2tstr(const std::wstring& text) { return str2tstr(wstr2str(text)); }
 
 icu::UnicodeString CCmnStringTool::str2ustr(std::string& text) {
   UErrorCode error = U_ZERO_ERROR;
@@ -195,49 +167,27 @@ icu::UnicodeString CCmnStringTool::tstr2ustr(tstr& text) {
   return str2ustr(bytes);
 }
 
-tstr CCmnStringTool::ustr2tstr(icu::UnicodeString& text) {
-  return str2tstr(ustr2str(text));
-}
+tstr CCmnStringTool::ustr2tstr(icu::UnicodeString& text) { return str2tstr(ustr2str(text)); }
 
-std::string CCmnStringTool::int2str(int number) {
-  return formatted<64>("%d", number);
-}
+std::string CCmnStringTool::int2str(int number) { return formatted<64>("%d", number); }
 
-std::string CCmnStringTool::int2str(long number) {
-  return formatted<128>("%ld", number);
-}
+std::string CCmnStringTool::int2str(long number) { return formatted<128>("%ld", number); }
 
-std::string CCmnStringTool::uint2str(unsigned int number) {
-  return formatted<64>("%u", number);
-}
+std::string CCmnStringTool::uint2str(unsigned int number) { return formatted<64>("%u", number); }
 
-std::string CCmnStringTool::uint2str(unsigned long number) {
-  return formatted<128>("%lu", number);
-}
+std::string CCmnStringTool::uint2str(unsigned long number) { return formatted<128>("%lu", number); }
 
-std::string CCmnStringTool::double2str(double number) {
-  return formatted<64>("%g", number);
-}
+std::string CCmnStringTool::double2str(double number) { return formatted<64>("%g", number); }
 
-std::string CCmnStringTool::bool2str(bool value) {
-  return value ? "true" : "false";
-}
+std::string CCmnStringTool::bool2str(bool value) { return value ? "true" : "false"; }
 
-std::wstring CCmnStringTool::int2wstr(int number) {
-  return str2wstr(int2str(number));
-}
+std::wstring CCmnStringTool::int2wstr(int number) { return str2wstr(int2str(number)); }
 
-std::wstring CCmnStringTool::int2wstr(long number) {
-  return str2wstr(int2str(number));
-}
+std::wstring CCmnStringTool::int2wstr(long number) { return str2wstr(int2str(number)); }
 
-std::wstring CCmnStringTool::uint2wstr(unsigned int number) {
-  return str2wstr(uint2str(number));
-}
+std::wstring CCmnStringTool::uint2wstr(unsigned int number) { return str2wstr(uint2str(number)); }
 
-std::wstring CCmnStringTool::uint2wstr(unsigned long number) {
-  return str2wstr(uint2str(number));
-}
+std::wstring CCmnStringTool::uint2wstr(unsigned long number) { return str2wstr(uint2str(number)); }
 
 int CCmnStringTool::str2int(const std::string& text) {
   int number = 0;

@@ -2,6 +2,7 @@
 
 #include "Q_strings.h"
 #include "cmnerror.h"
+#include "cmnfile.h"
 #include "cmnpathtool.h"
 #include "cmnqrbconfiguration.h"
 #include "cmnstringtool.h"
@@ -12,7 +13,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <memory>
 #include <string>
 
 namespace kelp_cmn_4_4 {
@@ -31,14 +31,7 @@ constexpr int leastOverridingVerbosity = 9;
 constexpr size_t firstMessageSize = 1024;
 constexpr size_t timestampSize = 128;
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
-
-File openForAppending(const tstr& path) {
-  return File(std::fopen(path.c_str(), "a+"));
-}
+File openForAppending(const tstr& path) { return File(std::fopen(path.c_str(), "a+")); }
 
 // -1 where the host product configures none.
 int hostVerbosity() {
@@ -50,44 +43,66 @@ int hostVerbosity() {
   return verbosity;
 }
 
-// A block on the malloc heap; resizing that fails releases it.
+// A text on the malloc heap; null where there was no memory for it, also after growing.
 class MessageBuffer {
  public:
-  MessageBuffer() = default;
+  explicit MessageBuffer(size_t size) : m_block(std::malloc(size)) {}
   ~MessageBuffer() { std::free(m_block); }
   MessageBuffer(const MessageBuffer&) = delete;
   MessageBuffer& operator=(const MessageBuffer&) = delete;
 
-  char* resize(size_t size) { return static_cast<char*>(Q_dumb_realloc(&m_block, size)); }
+  char* text() const { return static_cast<char*>(m_block); }
+  void grow(size_t size) { Q_dumb_realloc(&m_block, size); }
 
  private:
-  void* m_block = nullptr;
+  void* m_block;
 };
 
 // False when there is no memory for the text.
 bool formatMessage(const char* format, va_list args, std::string& message) {
-  MessageBuffer buffer;
-  for (size_t capacity = firstMessageSize;; capacity *= 2) {
-    char* text = buffer.resize(capacity);
-    if (text == nullptr) {
-      return false;
-    }
+  size_t capacity = firstMessageSize;
+  MessageBuffer buffer(capacity);
+  while (buffer.text() != nullptr) {
     va_list attempt;
     va_copy(attempt, args);
-    const int length = Q_vsnprintf(text, capacity, format, attempt);
+    const int length = Q_vsnprintf(buffer.text(), capacity, format, attempt);
     va_end(attempt);
     // A text that exactly fills the buffer may have been cut.
     if (static_cast<size_t>(length) < capacity - 1) {
-      message = text;
+      message = buffer.text();
       return true;
     }
+    capacity *= 2;
+    buffer.grow(capacity);
+  }
+  return false;
+}
+
+// Each of the two below saves the file when it had to write.
+void readOrWriteString(CCmnConfiguration& config, const char* name, tstr& value) {
+  if (config.getStringValue(name, value) != 0) {
+    config.setStringValue(name, value);
+    config.exportConfig();
+  }
+}
+
+void readOrWriteNumber(CCmnConfiguration& config, const char* name, unsigned int missing,
+                       unsigned int& value) {
+  if (config.getIntegerValue(name, value) != 0) {
+    config.setIntegerValue(name, missing);
+    config.exportConfig();
+  }
+}
+
+void currentTimestamp(char (&timestamp)[timestampSize]) {
+  if (ACE::timestamp(timestamp, sizeof timestamp, true) == nullptr) {
+    Q_strlncpy(timestamp, "<time error>", sizeof timestamp - 1, sizeof timestamp);
   }
 }
 
 }  // namespace
 
-CCmnTraceLog::CCmnTraceLog() : m_traceLevel(0), m_initialized(false), m_toStdout(false) {
-}
+CCmnTraceLog::CCmnTraceLog() : m_traceLevel(0), m_initialized(false), m_toStdout(false) {}
 
 CCmnTraceLog::~CCmnTraceLog() = default;
 
@@ -151,37 +166,20 @@ void CCmnTraceLog::loadFromConfigFile(tstr& dir, tstr& file, int& level) {
   if (m_config.openSection(traceSection, section, 0) != 0) {
     updateConfigFile(dir, file, level);
   } else {
-    completeFromSection(dir, file, level, configuredLevel);
+    readOrWriteString(m_config, dirKey, dir);
+    readOrWriteString(m_config, fileKey, file);
+    readOrWriteNumber(m_config, levelKey, static_cast<unsigned int>(level), configuredLevel);
+    unsigned int echo = 0;
+    readOrWriteNumber(m_config, stdoutKey, m_toStdout ? 1 : 0, echo);
+    // A configured 0, or one just written, never switches off an echo that the caller asked for;
+    // meant.
+    if (echo == 1) {
+      m_toStdout = true;
+    }
   }
   // Cut to 1, and 0 where the level was only just written; both are meant.
-  level = std::max(configuredLevel < 2 ? static_cast<int>(configuredLevel) : 1, hostVerbosity());
-}
-
-void CCmnTraceLog::completeString(const char* name, tstr& value) {
-  if (m_config.getStringValue(name, value) != 0) {
-    m_config.setStringValue(name, value);
-    m_config.exportConfig();
-  }
-}
-
-void CCmnTraceLog::completeFromSection(tstr& dir, tstr& file, int level,
-                                       unsigned int& configuredLevel) {
-  completeString(dirKey, dir);
-  completeString(fileKey, file);
-  if (m_config.getIntegerValue(levelKey, configuredLevel) != 0) {
-    m_config.setIntegerValue(levelKey, static_cast<unsigned int>(level));
-    m_config.exportConfig();
-  }
-  unsigned int echo = 0;
-  if (m_config.getIntegerValue(stdoutKey, echo) != 0) {
-    echo = m_toStdout ? 1 : 0;
-    m_config.setIntegerValue(stdoutKey, echo);
-    m_config.exportConfig();
-  }
-  // A configured 0 never switches off an echo that the caller asked for; meant.
-  if (echo == 1) {
-    m_toStdout = true;
-  }
+  const int cutLevel = configuredLevel < 2 ? static_cast<int>(configuredLevel) : 1;
+  level = std::max(cutLevel, hostVerbosity());
 }
 
 void CCmnTraceLog::UpdateTraceLevelFromConfigFile() {
@@ -197,7 +195,11 @@ void CCmnTraceLog::UpdateTraceLevelFromConfigFile() {
 void CCmnTraceLog::trace(int level, const char* format, ...) {
   const int verbosity = hostVerbosity();
   UpdateTraceLevelFromConfigFile();
-  if (format == nullptr || *format == '\0' || !m_initialized || !passes(level, verbosity)) {
+  if (format == nullptr || *format == '\0' || !m_initialized) {
+    return;
+  }
+  const bool verboseHost = verbosity >= leastOverridingVerbosity && level <= verbosity;
+  if (level > m_traceLevel && !verboseHost) {
     return;
   }
   std::string message;
@@ -205,25 +207,16 @@ void CCmnTraceLog::trace(int level, const char* format, ...) {
   va_start(args, format);
   const bool formatted = formatMessage(format, args, message);
   va_end(args);
-  if (formatted) {
-    writeLine(message.c_str());
+  if (!formatted) {
+    return;
   }
-}
-
-bool CCmnTraceLog::passes(int level, int verbosity) const {
-  return level <= m_traceLevel || (verbosity >= leastOverridingVerbosity && level <= verbosity);
-}
-
-void CCmnTraceLog::writeLine(const char* message) {
   char timestamp[timestampSize];
-  if (ACE::timestamp(timestamp, sizeof timestamp, true) == nullptr) {
-    Q_strlncpy(timestamp, "<time error>", sizeof timestamp - 1, sizeof timestamp);
-  }
+  currentTimestamp(timestamp);
   if (const File file = openForAppending(m_tracePath)) {
-    std::fprintf(file.get(), "%s %s\n", timestamp, message);
+    std::fprintf(file.get(), "%s %s\n", timestamp, message.c_str());
   }
   if (m_toStdout) {
-    std::printf("%s:%s %s\n", m_component.c_str(), timestamp, message);
+    std::printf("%s:%s %s\n", m_component.c_str(), timestamp, message.c_str());
   }
 }
 
