@@ -5,7 +5,6 @@
 #include "cmnfile.h"
 #include "cmnpathtool.h"
 #include "cmnqrbconfiguration.h"
-#include "cmnstringtool.h"
 
 #include <ace/ACE.h>
 

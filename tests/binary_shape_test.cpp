@@ -1,0 +1,376 @@
+// The shape that hosts are compiled against: slots of the virtual tables, inheritance, fields.
+#include <gtest/gtest.h>
+
+#include <Q_vfscanf.h>
+#include <cmnconfiguration.h>
+#include <cmnerror.h>
+#include <cmnexecpipe.h>
+#include <cmnexecpipebase.h>
+#include <cmnrefcount.h>
+#include <cmnsmartptr.h>
+#include <cmntraceable.h>
+#include <cmntracelog.h>
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <elf.h>
+#include <link.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+// ---- virtual tables -----------------------------------------------------------------------------
+
+std::string demangled(const char* symbol) {
+  int status = 0;
+  const std::unique_ptr<char, void (*)(void*)> name(
+      abi::__cxa_demangle(symbol, nullptr, nullptr, &status), std::free);
+  std::string text = status == 0 ? name.get() : symbol;
+  return text.substr(0, text.find('('));
+}
+
+// "deleting" where the symbol is that of a deleting destructor.
+std::string functionAt(const void* address) {
+  if (address == nullptr) {
+    return "empty";
+  }
+  Dl_info info{};
+  if (dladdr(address, &info) == 0 || info.dli_sname == nullptr) {
+    return "?";
+  }
+  const std::string symbol = info.dli_sname;
+  const bool deleting = symbol.size() > 4 && symbol.compare(symbol.size() - 4, 4, "D0Ev") == 0;
+  return (deleting ? "deleting " : "") + demangled(info.dli_sname);
+}
+
+struct VirtualTable {
+  const void* const* words = nullptr;
+  size_t count = 0;
+};
+
+VirtualTable virtualTable(const std::string& className) {
+  const CCmnRefCount linked;  // without a use of it, the linker would leave the library out
+  const std::string symbol =
+      "_ZTVN12kelp_cmn_4_4" + std::to_string(className.size()) + className + "E";
+  void* address = dlsym(RTLD_DEFAULT, symbol.c_str());
+  if (address == nullptr) {
+    return {};
+  }
+  Dl_info info{};
+  void* entry = nullptr;
+  dladdr1(address, &info, &entry, RTLD_DL_SYMENT);
+  const size_t bytes = static_cast<const ElfW(Sym)*>(entry)->st_size;
+  return {static_cast<const void* const*>(address), bytes / sizeof(void*)};
+}
+
+// The functions of a class without virtual bases, after the two words that every table begins with.
+std::vector<std::string> slotsOf(const std::string& className) {
+  const VirtualTable table = virtualTable(className);
+  std::vector<std::string> slots;
+  for (size_t i = 2; i < table.count; ++i) {
+    slots.push_back(functionAt(table.words[i]));
+  }
+  return slots;
+}
+
+const std::string scope = "kelp_cmn_4_4::";
+
+TEST(VirtualTable, OfRefCountHoldsDestructorsThenCountOperations) {
+  const std::string name = scope + "CCmnRefCount::";
+  EXPECT_EQ(slotsOf("CCmnRefCount"),
+            (std::vector<std::string>{name + "~CCmnRefCount", "deleting " + name + "~CCmnRefCount",
+                                      name + "increment", name + "decrement", name + "getCount"}));
+}
+
+TEST(VirtualTable, OfErrorHoldsDestructorsThenMessageIdThenWhat) {
+  const std::string name = scope + "CCmnError::";
+  EXPECT_EQ(slotsOf("CCmnError"),
+            (std::vector<std::string>{name + "~CCmnError", "deleting " + name + "~CCmnError",
+                                      name + "getMessageId", name + "what"}));
+}
+
+TEST(VirtualTable, OfTraceableHoldsDestructorsThenRegisterTraceLog) {
+  const std::string name = scope + "CCmnTraceable::";
+  EXPECT_EQ(
+      slotsOf("CCmnTraceable"),
+      (std::vector<std::string>{name + "~CCmnTraceable", "deleting " + name + "~CCmnTraceable",
+                                name + "registerTraceLog"}));
+}
+
+TEST(VirtualTable, OfExecPipeBaseHoldsTheThirteenOperationsInOrder) {
+  const std::string name = scope + "CCmnExecPipeBase::";
+  const std::string pure = "__cxa_pure_virtual";
+  // No object is ever of the abstract class itself, so the compiler leaves its two destructor slots
+  // empty.
+  EXPECT_EQ(
+      slotsOf("CCmnExecPipeBase"),
+      (std::vector<std::string>{
+          "empty", "empty", scope + "CCmnTraceable::registerTraceLog", pure, pure, pure, pure,
+          name + "IsAbortRequested", name + "IsChildContext", name + "ExecCommandInChildContext",
+          name + "Exec", name + "Abort", name + "Init", name + "getLastError"}));
+}
+
+TEST(VirtualTable, OfExecPipePosixOverridesTheBaseInPlace) {
+  const std::string base = scope + "CCmnExecPipeBase::";
+  const std::string name = scope + "CCmnExecPipePosix::";
+  EXPECT_EQ(slotsOf("CCmnExecPipePosix"),
+            (std::vector<std::string>{
+                name + "~CCmnExecPipePosix", "deleting " + name + "~CCmnExecPipePosix",
+                scope + "CCmnTraceable::registerTraceLog", name + "ExecPipe", name + "WaitPid",
+                name + "Close", name + "ReadLine", base + "IsAbortRequested",
+                name + "IsChildContext", name + "ExecCommandInChildContext", base + "Exec",
+                base + "Abort", name + "Init", base + "getLastError"}));
+}
+
+TEST(VirtualTable, OfTraceLogHoldsOnlyDestructorsAndReachesTheCountThroughTheVirtualBase) {
+  const std::string name = scope + "CCmnTraceLog::";
+  const std::string count = scope + "CCmnRefCount::";
+  const VirtualTable table = virtualTable("CCmnTraceLog");
+  // virtual base offset, offset to top, type; two slots; then the base's part: four call offsets,
+  // offset to top, type; five slots.
+  ASSERT_EQ(table.count, 3U + 2 + 6 + 5);
+  EXPECT_EQ(functionAt(table.words[3]), name + "~CCmnTraceLog");
+  EXPECT_EQ(functionAt(table.words[4]), "deleting " + name + "~CCmnTraceLog");
+  EXPECT_EQ(functionAt(table.words[11]), "virtual thunk to " + name + "~CCmnTraceLog");
+  EXPECT_EQ(functionAt(table.words[12]), "deleting virtual thunk to " + name + "~CCmnTraceLog");
+  EXPECT_EQ(functionAt(table.words[13]), count + "increment");
+  EXPECT_EQ(functionAt(table.words[14]), count + "decrement");
+  EXPECT_EQ(functionAt(table.words[15]), count + "getCount");
+}
+
+// ---- inheritance --------------------------------------------------------------------------------
+
+// A downcast from a virtual base is ill-formed.
+template <class Base, class Derived, class = void>
+struct IsVirtualBase : std::is_base_of<Base, Derived> {};
+template <class Base, class Derived>
+struct IsVirtualBase<Base, Derived,
+                     std::void_t<decltype(static_cast<Derived*>(std::declval<Base*>()))>>
+    : std::false_type {};
+
+TEST(Inheritance, IsAsHostsWereCompiledAgainst) {
+  EXPECT_TRUE((IsVirtualBase<CCmnRefCount, CCmnTraceLog>::value));
+  EXPECT_TRUE((std::is_base_of_v<CCmnTraceable, CCmnExecPipeBase>));
+  EXPECT_FALSE((IsVirtualBase<CCmnTraceable, CCmnExecPipeBase>::value));
+  EXPECT_TRUE((std::is_base_of_v<CCmnExecPipeBase, CCmnExecPipePosix>));
+  EXPECT_FALSE((IsVirtualBase<CCmnExecPipeBase, CCmnExecPipePosix>::value));
+  EXPECT_FALSE(std::is_polymorphic_v<CCmnConfiguration>);
+  EXPECT_FALSE(std::is_polymorphic_v<ECmnExecPipe>);
+  EXPECT_TRUE(std::is_abstract_v<CCmnExecPipeBase>);
+}
+
+TEST(Copying, IsPossibleForRecordsAndHoldersOnly) {
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnRefCount>);
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnTraceLog>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnTraceLog>);
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnConfiguration>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnConfiguration>);
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnExecPipePosix>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnExecPipePosix>);
+  EXPECT_TRUE(std::is_copy_constructible_v<CCmnError>);
+  EXPECT_TRUE(std::is_copy_assignable_v<CCmnError>);
+  EXPECT_TRUE(std::is_copy_constructible_v<ECmnExecPipe>);
+  EXPECT_TRUE(std::is_copy_assignable_v<ECmnExecPipe>);
+}
+
+// ---- fields -------------------------------------------------------------------------------------
+
+// An explicit instantiation may name what is private or protected.
+template <class Tag, auto Member>
+struct Expose {
+  friend constexpr auto memberOf(Tag) { return Member; }
+};
+
+template <class Class, class Type>
+ptrdiff_t offsetOf(Type Class::*member) {
+  ptrdiff_t offset = 0;
+  static_assert(sizeof member == sizeof offset);
+  std::memcpy(&offset, &member, sizeof offset);
+  return offset;
+}
+
+template <class Type, class Class, class Actual>
+constexpr bool hasType(Actual Class::*) {
+  return std::is_same_v<Type, Actual>;
+}
+
+#define KELP_EXPOSE(Class, field)                    \
+  struct Class##_##field {                           \
+    friend constexpr auto memberOf(Class##_##field); \
+  };                                                 \
+  template struct Expose<Class##_##field, &Class::field>;
+
+KELP_EXPOSE(CCmnRefCount, m_count)
+KELP_EXPOSE(CCmnError, m_code)
+KELP_EXPOSE(CCmnError, m_message)
+KELP_EXPOSE(CCmnError, m_fileName)
+KELP_EXPOSE(CCmnError, m_lineNumber)
+KELP_EXPOSE(CCmnError, m_function)
+KELP_EXPOSE(CCmnConfiguration, m_lastError)
+KELP_EXPOSE(CCmnConfiguration, m_heap)
+KELP_EXPOSE(CCmnConfiguration, m_configDir)
+KELP_EXPOSE(CCmnConfiguration, m_configFile)
+KELP_EXPOSE(CCmnConfiguration, m_configPath)
+KELP_EXPOSE(CCmnConfiguration, m_currentSection)
+KELP_EXPOSE(CCmnTraceLog, m_config)
+KELP_EXPOSE(CCmnTraceLog, m_traceLevel)
+KELP_EXPOSE(CCmnTraceLog, m_component)
+KELP_EXPOSE(CCmnTraceLog, m_traceFile)
+KELP_EXPOSE(CCmnTraceLog, m_traceDir)
+KELP_EXPOSE(CCmnTraceLog, m_tracePath)
+KELP_EXPOSE(CCmnTraceLog, m_initialized)
+KELP_EXPOSE(CCmnTraceLog, m_toStdout)
+KELP_EXPOSE(CCmnTraceable, m_traceLog)
+KELP_EXPOSE(CCmnExecPipeBase, m_abortRequested)
+KELP_EXPOSE(CCmnExecPipeBase, m_hostList)
+KELP_EXPOSE(CCmnExecPipeBase, m_lastError)
+KELP_EXPOSE(CCmnExecPipeBase, m_hostString1)
+KELP_EXPOSE(CCmnExecPipeBase, m_hostString2)
+KELP_EXPOSE(CCmnExecPipeBase, m_stdinFile)
+KELP_EXPOSE(CCmnExecPipePosix, m_childPid)
+KELP_EXPOSE(CCmnExecPipePosix, m_readBuffer)
+KELP_EXPOSE(CCmnExecPipePosix, m_bufferCount)
+KELP_EXPOSE(CCmnExecPipePosix, m_bufferPos)
+KELP_EXPOSE(CCmnExecPipePosix, m_readFd)
+KELP_EXPOSE(CCmnExecPipePosix, m_argc)
+KELP_EXPOSE(CCmnExecPipePosix, m_argCapacity)
+KELP_EXPOSE(CCmnExecPipePosix, m_argv)
+KELP_EXPOSE(CCmnExecPipePosix, m_commandLine)
+
+// Each field begins where the one before it ended, but for alignment; the last one ends the object.
+struct Field {
+  ptrdiff_t offset;
+  size_t size;
+  size_t alignment;
+};
+
+template <class Class, class Type>
+Field fieldOf(Type Class::*member) {
+  return {offsetOf(member), sizeof(Type), alignof(Type)};
+}
+
+void expectInOrder(ptrdiff_t begin, const std::vector<Field>& fields) {
+  ptrdiff_t end = begin;
+  for (size_t i = 0; i < fields.size(); ++i) {
+    const ptrdiff_t alignment = static_cast<ptrdiff_t>(fields[i].alignment);
+    EXPECT_EQ(fields[i].offset, (end + alignment - 1) / alignment * alignment) << "field " << i;
+    end = fields[i].offset + static_cast<ptrdiff_t>(fields[i].size);
+  }
+}
+
+constexpr ptrdiff_t afterVirtualPointer = sizeof(void*);
+
+TEST(Fields, OfRefCountAreAVolatileInt) {
+  constexpr auto count = memberOf(CCmnRefCount_m_count{});
+  EXPECT_TRUE(hasType<volatile int>(count));
+  expectInOrder(afterVirtualPointer, {fieldOf(count)});
+}
+
+TEST(Fields, OfTheHolderAreOnePointer) {
+  EXPECT_EQ(sizeof(CCmnSmartPtr<CCmnRefCount, CCmnNullAllocator<CCmnRefCount>>), sizeof(void*));
+  EXPECT_TRUE(std::is_empty_v<CCmnNullAllocator<CCmnRefCount>>);
+  EXPECT_TRUE(std::is_empty_v<CCmnContextSingletonAllocator<CCmnTraceLog>>);
+}
+
+TEST(Fields, OfErrorAreCodeMessageFileLineFunction) {
+  EXPECT_TRUE(hasType<int>(memberOf(CCmnError_m_code{})));
+  EXPECT_TRUE(hasType<tstr>(memberOf(CCmnError_m_message{})));
+  EXPECT_TRUE(hasType<tstr>(memberOf(CCmnError_m_fileName{})));
+  EXPECT_TRUE(hasType<int>(memberOf(CCmnError_m_lineNumber{})));
+  EXPECT_TRUE(hasType<tstr>(memberOf(CCmnError_m_function{})));
+  expectInOrder(
+      afterVirtualPointer,
+      {fieldOf(memberOf(CCmnError_m_code{})), fieldOf(memberOf(CCmnError_m_message{})),
+       fieldOf(memberOf(CCmnError_m_fileName{})), fieldOf(memberOf(CCmnError_m_lineNumber{})),
+       fieldOf(memberOf(CCmnError_m_function{}))});
+}
+
+TEST(Fields, OfConfigurationAreLastErrorHeapPathsAndSection) {
+  EXPECT_TRUE(hasType<CCmnError>(memberOf(CCmnConfiguration_m_lastError{})));
+  EXPECT_TRUE(hasType<ACE_Configuration_Heap>(memberOf(CCmnConfiguration_m_heap{})));
+  EXPECT_TRUE(hasType<tstr>(memberOf(CCmnConfiguration_m_configDir{})));
+  EXPECT_TRUE(
+      hasType<ACE_Configuration_Section_Key>(memberOf(CCmnConfiguration_m_currentSection{})));
+  expectInOrder(0, {fieldOf(memberOf(CCmnConfiguration_m_lastError{})),
+                    fieldOf(memberOf(CCmnConfiguration_m_heap{})),
+                    fieldOf(memberOf(CCmnConfiguration_m_configDir{})),
+                    fieldOf(memberOf(CCmnConfiguration_m_configFile{})),
+                    fieldOf(memberOf(CCmnConfiguration_m_configPath{})),
+                    fieldOf(memberOf(CCmnConfiguration_m_currentSection{}))});
+}
+
+TEST(Fields, OfTraceLogAreInTheStatedOrder) {
+  EXPECT_TRUE(hasType<CCmnConfiguration>(memberOf(CCmnTraceLog_m_config{})));
+  EXPECT_TRUE(hasType<int>(memberOf(CCmnTraceLog_m_traceLevel{})));
+  EXPECT_TRUE(hasType<tstr>(memberOf(CCmnTraceLog_m_tracePath{})));
+  EXPECT_TRUE(hasType<bool>(memberOf(CCmnTraceLog_m_initialized{})));
+  expectInOrder(
+      afterVirtualPointer,
+      {fieldOf(memberOf(CCmnTraceLog_m_config{})), fieldOf(memberOf(CCmnTraceLog_m_traceLevel{})),
+       fieldOf(memberOf(CCmnTraceLog_m_component{})), fieldOf(memberOf(CCmnTraceLog_m_traceFile{})),
+       fieldOf(memberOf(CCmnTraceLog_m_traceDir{})), fieldOf(memberOf(CCmnTraceLog_m_tracePath{})),
+       fieldOf(memberOf(CCmnTraceLog_m_initialized{})),
+       fieldOf(memberOf(CCmnTraceLog_m_toStdout{}))});
+}
+
+TEST(Fields, OfTraceableAreOneHolder) {
+  using Holder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
+  EXPECT_TRUE(hasType<Holder>(memberOf(CCmnTraceable_m_traceLog{})));
+  expectInOrder(afterVirtualPointer, {fieldOf(memberOf(CCmnTraceable_m_traceLog{}))});
+}
+
+TEST(Fields, OfTheExecPipeRecordAreCommandMessageCodeDetail) {
+  EXPECT_TRUE(hasType<std::string>(&ECmnExecPipe::m_command));
+  EXPECT_TRUE(hasType<std::wstring>(&ECmnExecPipe::m_message));
+  EXPECT_TRUE(hasType<int>(&ECmnExecPipe::m_code));
+  EXPECT_TRUE(hasType<long>(&ECmnExecPipe::m_detail));
+  expectInOrder(0, {fieldOf(&ECmnExecPipe::m_command), fieldOf(&ECmnExecPipe::m_message),
+                    fieldOf(&ECmnExecPipe::m_code), fieldOf(&ECmnExecPipe::m_detail)});
+}
+
+TEST(Fields, OfExecPipeBaseFollowTheTraceable) {
+  EXPECT_TRUE(hasType<bool>(memberOf(CCmnExecPipeBase_m_abortRequested{})));
+  EXPECT_TRUE(hasType<std::vector<std::string>>(memberOf(CCmnExecPipeBase_m_hostList{})));
+  EXPECT_TRUE(hasType<ECmnExecPipe>(memberOf(CCmnExecPipeBase_m_lastError{})));
+  expectInOrder(sizeof(CCmnTraceable), {fieldOf(memberOf(CCmnExecPipeBase_m_abortRequested{})),
+                                        fieldOf(memberOf(CCmnExecPipeBase_m_hostList{})),
+                                        fieldOf(&CCmnExecPipeBase::m_pfnIsChildContext),
+                                        fieldOf(&CCmnExecPipeBase::m_pfnExecInChild),
+                                        fieldOf(&CCmnExecPipeBase::m_pfnFreeOutput),
+                                        fieldOf(memberOf(CCmnExecPipeBase_m_lastError{})),
+                                        fieldOf(memberOf(CCmnExecPipeBase_m_hostString1{})),
+                                        fieldOf(memberOf(CCmnExecPipeBase_m_hostString2{})),
+                                        fieldOf(memberOf(CCmnExecPipeBase_m_stdinFile{}))});
+}
+
+TEST(Fields, OfExecPipePosixFollowTheBase) {
+  EXPECT_TRUE(hasType<char[512]>(memberOf(CCmnExecPipePosix_m_readBuffer{})));
+  EXPECT_TRUE(hasType<char**>(memberOf(CCmnExecPipePosix_m_argv{})));
+  expectInOrder(sizeof(CCmnExecPipeBase), {fieldOf(memberOf(CCmnExecPipePosix_m_childPid{})),
+                                           fieldOf(memberOf(CCmnExecPipePosix_m_readBuffer{})),
+                                           fieldOf(memberOf(CCmnExecPipePosix_m_bufferCount{})),
+                                           fieldOf(memberOf(CCmnExecPipePosix_m_bufferPos{})),
+                                           fieldOf(memberOf(CCmnExecPipePosix_m_readFd{})),
+                                           fieldOf(memberOf(CCmnExecPipePosix_m_argc{})),
+                                           fieldOf(memberOf(CCmnExecPipePosix_m_argCapacity{})),
+                                           fieldOf(memberOf(CCmnExecPipePosix_m_argv{})),
+                                           fieldOf(memberOf(CCmnExecPipePosix_m_commandLine{}))});
+}
+
+TEST(Fields, OfTheScanSourceAreInTheStatedOrder) {
+  EXPECT_TRUE(std::is_standard_layout_v<ScanSource>);
+  expectInOrder(
+      0, {fieldOf(&ScanSource::position), fieldOf(&ScanSource::unread), fieldOf(&ScanSource::flags),
+          fieldOf(&ScanSource::base), fieldOf(&ScanSource::size), fieldOf(&ScanSource::read),
+          fieldOf(&ScanSource::stream)});
+}
+
+}  // namespace
+}  // namespace kelp_cmn_4_4
