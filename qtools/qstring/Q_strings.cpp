@@ -9,13 +9,9 @@
 
 namespace {
 
-size_t boundedLength(const char* text, size_t limit) {
-  return strnlen(text, limit);
-}
+size_t boundedLength(const char* text, size_t limit) { return strnlen(text, limit); }
 
-size_t boundedLength(const wchar_t* text, size_t limit) {
-  return wcsnlen(text, limit);
-}
+size_t boundedLength(const wchar_t* text, size_t limit) { return wcsnlen(text, limit); }
 
 template <class Char>
 size_t copyText(Char* dst, const Char* src, size_t size) {
@@ -75,13 +71,9 @@ int verifyText(const Char* buf, size_t n, size_t* length) {
 
 }  // namespace
 
-size_t Q_strlcpy(char* dst, const char* src, size_t size) {
-  return copyText(dst, src, size);
-}
+size_t Q_strlcpy(char* dst, const char* src, size_t size) { return copyText(dst, src, size); }
 
-size_t Q_strlcat(char* dst, const char* src, size_t size) {
-  return appendText(dst, src, size);
-}
+size_t Q_strlcat(char* dst, const char* src, size_t size) { return appendText(dst, src, size); }
 
 size_t Q_strlncpy(char* dst, const char* src, size_t n, size_t size) {
   return copyAndFill(dst, src, n, size);
@@ -91,9 +83,7 @@ size_t Q_strlncat(char* dst, const char* src, size_t n, size_t size) {
   return appendAtMost(dst, src, n, size);
 }
 
-size_t Q_wcslcpy(wchar_t* dst, const wchar_t* src, size_t size) {
-  return copyText(dst, src, size);
-}
+size_t Q_wcslcpy(wchar_t* dst, const wchar_t* src, size_t size) { return copyText(dst, src, size); }
 
 size_t Q_wcslcat(wchar_t* dst, const wchar_t* src, size_t size) {
   return appendText(dst, src, size);
@@ -107,9 +97,7 @@ size_t Q_wcslncat(wchar_t* dst, const wchar_t* src, size_t n, size_t size) {
   return appendAtMost(dst, src, n, size);
 }
 
-int Q_strverify(const char* buf, size_t n, size_t* length) {
-  return verifyText(buf, n, length);
-}
+int Q_strverify(const char* buf, size_t n, size_t* length) { return verifyText(buf, n, length); }
 
 int Q_wstrverify(const wchar_t* buf, size_t n, size_t* length) {
   return verifyText(buf, n, length);
@@ -143,7 +131,7 @@ int Q_vsnwprintf(wchar_t* dst, size_t size, const wchar_t* format, va_list args)
   if (size == 0 || size > SIZE_MAX / sizeof(wchar_t)) {
     return -1;
   }
-  wchar_t* const temporary = static_cast<wchar_t*>(malloc(size * sizeof(wchar_t)));
+  auto* const temporary = static_cast<wchar_t*>(malloc(size * sizeof(wchar_t)));
   if (temporary == nullptr) {
     return -1;
   }

@@ -38,9 +38,7 @@ struct Argument {
   int size = 0;
 };
 
-bool isSpace(int c) {
-  return std::isspace(c) != 0;
-}
+bool isSpace(int c) { return std::isspace(c) != 0; }
 
 bool isOneOf(int c, const char* characters) {
   return c > 0 && std::strchr(characters, c) != nullptr;
@@ -104,7 +102,7 @@ bool takeSet(const char*& format, std::bitset<256>& set) {
     if (*format == '\0') {
       return false;
     }
-    const unsigned char next = static_cast<unsigned char>(format[1]);
+    const auto next = static_cast<unsigned char>(format[1]);
     if (*format == '-' && previous <= next && next != ']') {
       for (; previous < next; ++previous) {
         set.set(static_cast<size_t>(previous));
@@ -348,7 +346,7 @@ class Scanner {
  private:
   // Does what the next directive of the format says.
   End step(const char*& format) {
-    const unsigned char directive = static_cast<unsigned char>(*format);
+    const auto directive = static_cast<unsigned char>(*format);
     ++format;
     if (isSpace(directive)) {
       input_.skipSpace();
@@ -482,7 +480,7 @@ class Scanner {
                                : __Qstrtoimax(number.text(), nullptr, base);
     void* const destination = nextArgument().destination;
     if (conversion.letter == 'p') {
-      store(destination, reinterpret_cast<void*>(value));
+      store(destination, reinterpret_cast<void*>(value));  // NOLINT(performance-no-int-to-ptr)
     } else {
       storeInteger(destination, integerModifier(conversion), value);
     }
@@ -514,11 +512,11 @@ int refillFromStream(ScanSource* source) {
   if (isInBufferOf(source->stream, source->position)) {
     updateFILE(source);
   }
-  fflush(nullptr);
+  (void)fflush(nullptr);
   char first = '\0';
   const bool read = fscanf(source->stream, "%c", &first) == 1;
   if (read) {
-    ungetc(static_cast<unsigned char>(first), source->stream);
+    (void)ungetc(static_cast<unsigned char>(first), source->stream);
   }
   updateVFILE(source);  // at the end, too: the stream has moved its buffer
   return read ? 0 : -1;
@@ -555,9 +553,7 @@ int __Qrefill(ScanSource* source) {
   return source->stream != nullptr ? refillFromStream(source) : refillFromCallback(source);
 }
 
-int eofread(void* /*cookie*/, char* /*buffer*/, int /*size*/) {
-  return 0;
-}
+int eofread(void* /*cookie*/, char* /*buffer*/, int /*size*/) { return 0; }
 
 void updateFILE(ScanSource* source) {
   source->stream->_IO_read_ptr = const_cast<char*>(source->position);
