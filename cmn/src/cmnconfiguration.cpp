@@ -69,7 +69,7 @@ int CCmnConfiguration::exportConfig() {
 
 int CCmnConfiguration::openSection(const ACE_Configuration_Section_Key& base, const char* name,
                                    ACE_Configuration_Section_Key& result, int create) {
-  const int rc = m_heap.open_section(base, name, create, result);
+  const int rc = m_heap.open_section(base, name, create != 0, result);
   if (rc == 0) {
     m_currentSection = result;
   }

@@ -401,6 +401,7 @@ bool CCmnExecPipePosix::ReadLine(char* buffer, int size, unsigned char* timedOut
   if (lastLine) {
     buffer[stored] = '\0';
   }
+  // "Readline" is meant.
   if (close(m_readFd) != 0) {
     traceTo(m_traceLog, traceError, "CCmnExecPipePosix::Readline ERROR: close(%d) failed, errno %d",
             m_readFd, errno);

@@ -115,9 +115,7 @@ ProcessState ProcessState::capture() {
   return state;
 }
 
-void expectChangeOf(const std::string& what) {
-  expectedChanges.insert(what);
-}
+void expectChangeOf(const std::string& what) { expectedChanges.insert(what); }
 
 std::vector<std::string> unexpectedChanges(const ProcessState& before, const ProcessState& after) {
   std::vector<std::string> lines;
@@ -157,8 +155,6 @@ std::vector<std::string> unexpectedChanges(const ProcessState& before, const Pro
   return lines;
 }
 
-void installProcessStateGuard() {
-  testing::UnitTest::GetInstance()->listeners().Append(new Guard);
-}
+void installProcessStateGuard() { testing::UnitTest::GetInstance()->listeners().Append(new Guard); }
 
 }  // namespace kelp_test
