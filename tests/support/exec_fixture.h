@@ -1,0 +1,164 @@
+// What the exec pipe's tests share: the external command, a pipe whose inside shows, a trace log
+// that can be read.
+#pragma once
+
+#include "cmnexecpipe.h"
+#include "cmntracelog.h"
+#include "process_state.h"
+#include "scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace kelp_test {
+
+// The command line that runs the helper program in one of its modes.
+inline std::string hostile(const std::string& arguments) {
+  return std::string("'") + HOSTILE_CHILD_PATH + "' " + arguments;
+}
+
+// Blocks SIGCHLD, so that only the library's own waitpid reaps.
+class BlockedChildSignal {
+ public:
+  BlockedChildSignal() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGCHLD);
+    pthread_sigmask(SIG_BLOCK, &set, &old_);
+  }
+  ~BlockedChildSignal() { pthread_sigmask(SIG_SETMASK, &old_, nullptr); }
+  BlockedChildSignal(const BlockedChildSignal&) = delete;
+  BlockedChildSignal& operator=(const BlockedChildSignal&) = delete;
+
+ private:
+  sigset_t old_{};
+};
+
+// Asks until the condition holds, for at most a minute.
+template <class Condition>
+bool eventually(Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) {
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
+}
+
+class ProbedPipe : public kelp_cmn_4_4::CCmnExecPipePosix {
+ public:
+  using CCmnExecPipePosix::CCmnExecPipePosix;
+  using CCmnExecPipePosix::m_abortRequested;
+  using CCmnExecPipePosix::m_act;
+  using CCmnExecPipePosix::m_argc;
+  using CCmnExecPipePosix::m_argCapacity;
+  using CCmnExecPipePosix::m_argv;
+  using CCmnExecPipePosix::m_bufferCount;
+  using CCmnExecPipePosix::m_bufferPos;
+  using CCmnExecPipePosix::m_childPid;
+  using CCmnExecPipePosix::m_childStatusMap;
+  using CCmnExecPipePosix::m_commandLine;
+  using CCmnExecPipePosix::m_hostList;
+  using CCmnExecPipePosix::m_hostString1;
+  using CCmnExecPipePosix::m_hostString2;
+  using CCmnExecPipePosix::m_lastError;
+  using CCmnExecPipePosix::m_readBuffer;
+  using CCmnExecPipePosix::m_readFd;
+  using CCmnExecPipePosix::m_stdinFile;
+  using CCmnExecPipePosix::m_traceLog;
+
+  // Before waiting, lets the handler reap and record the child.
+  bool handlerFirst = false;
+
+  int WaitPid(long timeoutSeconds) override {
+    if (handlerFirst) {
+      EXPECT_TRUE(awaitRecord(m_childPid));
+    }
+    return CCmnExecPipePosix::WaitPid(timeoutSeconds);
+  }
+
+  static bool hasRecord(int pid) {
+    const BlockedChildSignal blocked;
+    return m_childStatusMap.count(pid) != 0;
+  }
+
+  static bool awaitRecord(int pid) {
+    return eventually([pid] { return hasRecord(pid); });
+  }
+
+  int run(const std::string& command, std::vector<std::string>& output,
+          const std::string& stdinFile = "", unsigned long timeoutSeconds = 60) {
+    return Exec(command, output, stdinFile, timeoutSeconds, "", "", "");
+  }
+
+  std::vector<std::string> arguments() const { return {m_argv, m_argv + m_argc}; }
+};
+
+// Needs the private view: the trace log's files are below /usr/tulsk.
+class ExecTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    expectChangeOf("SIGCHLD");
+    if (std::getenv("KELP_PRIVATE_VIEW") == nullptr) {
+      GTEST_FAIL() << "this test writes below /usr/tulsk: run it through support/private_view";
+    }
+    std::filesystem::create_directories("/usr/tulsk/krellvane/logs");
+    std::filesystem::create_directories("/usr/tulsk/lib/kelp/configfiles");
+    log = openLog(3);
+  }
+
+  void TearDown() override {
+    if (std::getenv("KELP_PRIVATE_VIEW") != nullptr) {
+      std::filesystem::remove_all("/usr/tulsk");
+    }
+    const BlockedChildSignal blocked;
+    ProbedPipe::m_childStatusMap.clear();
+  }
+
+  using Log = kelp_cmn_4_4::CCmnSmartPtr<
+      kelp_cmn_4_4::CCmnTraceLog,
+      kelp_cmn_4_4::CCmnContextSingletonAllocator<kelp_cmn_4_4::CCmnTraceLog>>;
+
+  // Starts an empty trace file.
+  static Log openLog(int level) {
+    std::error_code ignored;
+    std::filesystem::remove(traceFile, ignored);
+    writeFile("/usr/tulsk/lib/kelp/configfiles/exectest.conf",
+              "[DEBUG_TRACE_INFO]\n\"TRACELEVEL\"=dword:0000000" + std::to_string(level) + "\n");
+    Log result(new kelp_cmn_4_4::CCmnTraceLog);
+    result->initialize("exectest", "", "", 0, false);
+    EXPECT_TRUE(result->isInitialized());
+    return result;
+  }
+
+  // The messages traced so far, without their times.
+  static std::vector<std::string> traced() {
+    std::vector<std::string> messages;
+    std::istringstream lines(readFile(traceFile));
+    for (std::string line; std::getline(lines, line);) {
+      const size_t date = line.find(' ');
+      const size_t clock = date == std::string::npos ? date : line.find(' ', date + 1);
+      messages.push_back(clock == std::string::npos ? line : line.substr(clock + 1));
+    }
+    return messages;
+  }
+
+  static constexpr char traceFile[] = "/usr/tulsk/krellvane/logs/zorvt/exectest.log";
+  Log log;
+};
+
+}  // namespace kelp_test

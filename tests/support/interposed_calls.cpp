@@ -1,0 +1,343 @@
+#include "interposed_calls.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+// The heap under malloc, which must not be asked for through a symbol look-up.
+#ifdef __SANITIZE_ADDRESS__
+extern "C" void* __interceptor_malloc(size_t size);
+extern "C" void* __interceptor_realloc(void* block, size_t size);
+#else
+extern "C" void* __libc_malloc(size_t size);
+extern "C" void* __libc_realloc(void* block, size_t size);
+#endif
+
+namespace kelp_test {
+namespace {
+
+struct Armed {
+  std::atomic<bool> active;
+  std::atomic<int> calls;
+  std::atomic<int> failed;
+  int error;
+  int nth;
+  Times times;
+  Where where;
+  pid_t owner;
+};
+
+// Shared with forked children, so that what they count is seen here. Null before the first failure
+// is armed.
+Armed* armedCalls = nullptr;
+
+Replacements current;
+
+Armed& armed(Call call) {
+  if (armedCalls == nullptr) {
+    void* memory = mmap(nullptr, callCount * sizeof(Armed), PROT_READ | PROT_WRITE,
+                        MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) {
+      std::abort();
+    }
+    armedCalls = static_cast<Armed*>(memory);
+  }
+  return armedCalls[static_cast<size_t>(call)];
+}
+
+bool concerns(const Armed& failure) {
+  const bool own = getpid() == failure.owner;
+  return failure.where == Where::anywhere || own == (failure.where == Where::here);
+}
+
+bool fails(Call call) {
+  if (armedCalls == nullptr) {
+    return false;
+  }
+  Armed& failure = armedCalls[static_cast<size_t>(call)];
+  if (!failure.active.load() || !concerns(failure)) {
+    return false;
+  }
+  const int number = failure.calls.fetch_add(1) + 1;
+  if (number != failure.nth && (failure.times == Times::once || number < failure.nth)) {
+    return false;
+  }
+  failure.failed.fetch_add(1);
+  errno = failure.error;
+  return true;
+}
+
+template <class Function>
+void find(Function*& function, const char* name) {
+  void* const address = dlsym(RTLD_NEXT, name);
+  std::memcpy(&function, &address, sizeof address);
+}
+
+struct AllRealCalls : RealCalls {
+  pid_t (*fork)();
+  int (*dup2)(int, int);
+  int (*open)(const char*, int, ...);
+  int (*close)(int);
+  int (*sigaction)(int, const struct sigaction*, struct sigaction*);
+  int (*putenv)(char*);
+  int (*execv)(const char*, char* const*);
+  int (*access)(const char*, int);
+  int (*fcntl)(int, int, ...);
+  void* (*newScalar)(size_t);
+  void* (*newArray)(size_t);
+  void* (*newScalarNothrow)(size_t, const std::nothrow_t&);
+  void* (*newArrayNothrow)(size_t, const std::nothrow_t&);
+
+  AllRealCalls() {
+    find(pipe, "pipe");
+    find(select, "select");
+    find(read, "read");
+    find(waitpid, "waitpid");
+    find(kill, "kill");
+    find(nanosleep, "nanosleep");
+    find(sleep, "sleep");
+    find(time, "time");
+    find(fork, "fork");
+    find(dup2, "dup2");
+    find(open, "open");
+    find(close, "close");
+    find(sigaction, "sigaction");
+    find(putenv, "putenv");
+    find(execv, "execv");
+    find(access, "access");
+    find(fcntl, "fcntl");
+    find(newScalar, "_Znwm");
+    find(newArray, "_Znam");
+    find(newScalarNothrow, "_ZnwmRKSt9nothrow_t");
+    find(newArrayNothrow, "_ZnamRKSt9nothrow_t");
+  }
+};
+
+const AllRealCalls& real() {
+  static const AllRealCalls calls;
+  return calls;
+}
+
+// Looked up before a signal handler can need them.
+[[maybe_unused]] const AllRealCalls& lookedUp = real();
+
+void lookOn(size_t size) {
+  if (current.operatorNew != nullptr) {
+    current.operatorNew(size);
+  }
+}
+
+void* filled(void* block, size_t size) {
+  if (block != nullptr) {
+    std::memset(block, freshByte, size);
+  }
+  return block;
+}
+
+}  // namespace
+
+ScopedFailure::ScopedFailure(Call call, int error, int nth, Times times, Where where)
+    : call_(call) {
+  Armed& failure = armed(call);
+  failure.calls = 0;
+  failure.failed = 0;
+  failure.error = error;
+  failure.nth = nth;
+  failure.times = times;
+  failure.where = where;
+  failure.owner = getpid();
+  failure.active = true;
+}
+
+ScopedFailure::~ScopedFailure() { armed(call_).active = false; }
+
+int ScopedFailure::calls() const { return armed(call_).calls; }
+
+int ScopedFailure::failed() const { return armed(call_).failed; }
+
+ScopedReplacements::ScopedReplacements(const Replacements& replacements) { current = replacements; }
+
+ScopedReplacements::~ScopedReplacements() { current = Replacements(); }
+
+const RealCalls& realCalls() { return real(); }
+
+}  // namespace kelp_test
+
+using kelp_test::Call;
+using kelp_test::current;
+using kelp_test::fails;
+using kelp_test::real;
+
+extern "C" {
+
+int pipe(int* ends) noexcept {
+  if (fails(Call::pipe)) {
+    return -1;
+  }
+  return current.pipe != nullptr ? current.pipe(ends) : real().pipe(ends);
+}
+
+pid_t fork() noexcept { return fails(Call::fork) ? -1 : real().fork(); }
+
+int dup2(int from, int to) noexcept { return fails(Call::dup2) ? -1 : real().dup2(from, to); }
+
+int open(const char* path, int flags, ...) {
+  va_list args;
+  va_start(args, flags);
+  const mode_t mode = va_arg(args, mode_t);
+  va_end(args);
+  return fails(Call::open) ? -1 : real().open(path, flags, mode);
+}
+
+int __open_2(const char* path, int flags) {
+  return fails(Call::open) ? -1 : real().open(path, flags);
+}
+
+int close(int fd) {
+  const bool failing = fails(Call::close);
+  const int error = errno;
+  const int result = real().close(fd);
+  if (failing) {
+    errno = error;
+  }
+  return failing ? -1 : result;
+}
+
+int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* limit) {
+  if (fails(Call::select)) {
+    return -1;
+  }
+  return (current.select != nullptr ? current.select : real().select)(count, readable, writable,
+                                                                      exceptional, limit);
+}
+
+ssize_t read(int fd, void* buffer, size_t size) {
+  if (fails(Call::read)) {
+    return -1;
+  }
+  return (current.read != nullptr ? current.read : real().read)(fd, buffer, size);
+}
+
+// What a fortified build calls.
+ssize_t __read_chk(int fd, void* buffer, size_t size, size_t capacity) {
+  if (size > capacity) {
+    std::abort();
+  }
+  return read(fd, buffer, size);
+}
+
+pid_t waitpid(pid_t pid, int* status, int options) {
+  if (fails(Call::waitpid)) {
+    return -1;
+  }
+  return (current.waitpid != nullptr ? current.waitpid : real().waitpid)(pid, status, options);
+}
+
+int kill(pid_t pid, int signalNumber) noexcept {
+  if (fails(Call::kill)) {
+    return -1;
+  }
+  return (current.kill != nullptr ? current.kill : real().kill)(pid, signalNumber);
+}
+
+int sigaction(int number, const struct sigaction* action, struct sigaction* old) noexcept {
+  return fails(Call::sigaction) ? -1 : real().sigaction(number, action, old);
+}
+
+int putenv(char* text) noexcept { return fails(Call::putenv) ? -1 : real().putenv(text); }
+
+int execv(const char* path, char* const* arguments) noexcept {
+  return fails(Call::execv) ? -1 : real().execv(path, arguments);
+}
+
+int access(const char* path, int mode) noexcept {
+  return fails(Call::access) ? -1 : real().access(path, mode);
+}
+
+int nanosleep(const timespec* duration, timespec* rest) {
+  if (fails(Call::nanosleep)) {
+    return -1;
+  }
+  return (current.nanosleep != nullptr ? current.nanosleep : real().nanosleep)(duration, rest);
+}
+
+unsigned int sleep(unsigned int seconds) {
+  return (current.sleep != nullptr ? current.sleep : real().sleep)(seconds);
+}
+
+time_t time(time_t* now) noexcept {
+  return (current.time != nullptr ? current.time : real().time)(now);
+}
+
+int fcntl(int fd, int command, ...) {
+  va_list args;
+  va_start(args, command);
+  const long argument = va_arg(args, long);
+  va_end(args);
+  return fails(Call::fcntl) ? -1 : real().fcntl(fd, command, argument);
+}
+
+void* malloc(size_t size) noexcept {
+  if (fails(Call::malloc)) {
+    return nullptr;
+  }
+#ifdef __SANITIZE_ADDRESS__
+  return __interceptor_malloc(size);
+#else
+  return __libc_malloc(size);
+#endif
+}
+
+void* realloc(void* block, size_t size) noexcept {
+  if (fails(Call::realloc)) {
+    return nullptr;
+  }
+#ifdef __SANITIZE_ADDRESS__
+  return __interceptor_realloc(block, size);
+#else
+  return __libc_realloc(block, size);
+#endif
+}
+
+}  // extern "C"
+
+void* operator new(size_t size) {
+  if (fails(Call::operatorNew)) {
+    throw std::bad_alloc();
+  }
+  kelp_test::lookOn(size);
+  return real().newScalar(size);
+}
+
+void* operator new[](size_t size) {
+  if (fails(Call::operatorNew)) {
+    throw std::bad_alloc();
+  }
+  kelp_test::lookOn(size);
+  return kelp_test::filled(real().newArray(size), size);
+}
+
+void* operator new(size_t size, const std::nothrow_t& tag) noexcept {
+  if (fails(Call::operatorNew)) {
+    return nullptr;
+  }
+  kelp_test::lookOn(size);
+  return real().newScalarNothrow(size, tag);
+}
+
+void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
+  if (fails(Call::operatorNew)) {
+    return nullptr;
+  }
+  kelp_test::lookOn(size);
+  return kelp_test::filled(real().newArrayNothrow(size, tag), size);
+}

@@ -1,0 +1,101 @@
+// Stands in front of the system calls that the library makes, so that a test can make them fail or
+// do something else. A test program that links this in has every such call go through it, in forked
+// children too.
+#pragma once
+
+#include <sys/select.h>
+#include <sys/types.h>
+#include <time.h>
+
+#include <atomic>
+#include <cstddef>
+
+namespace kelp_test {
+
+enum class Call {
+  pipe,
+  fork,
+  dup2,
+  open,
+  close,  // a close that fails has closed the descriptor all the same
+  select,
+  read,
+  waitpid,
+  kill,
+  sigaction,
+  putenv,
+  execv,
+  malloc,
+  realloc,
+  access,
+  nanosleep,
+  sleep,
+  time,
+  fcntl,
+  operatorNew,  // all forms; the throwing ones throw
+};
+constexpr size_t callCount = static_cast<size_t>(Call::operatorNew) + 1;
+
+// Which processes a failure concerns: the one that armed it, its children, or both.
+enum class Where { here, child, anywhere };
+
+enum class Times { once, onwards };
+
+// Makes the n-th call from now on fail, or all from the n-th on. One failure for each kind of call
+// at a time.
+class ScopedFailure {
+ public:
+  ScopedFailure(Call call, int error, int nth = 1, Times times = Times::once,
+                Where where = Where::here);
+  ~ScopedFailure();
+  ScopedFailure(const ScopedFailure&) = delete;
+  ScopedFailure& operator=(const ScopedFailure&) = delete;
+
+  // Calls seen and calls failed, in all processes concerned.
+  int calls() const;
+  int failed() const;
+
+ private:
+  Call call_;
+};
+
+// What runs instead of a call; null for the call itself. Called functions may use realCalls().
+struct Replacements {
+  int (*pipe)(int* ends) = nullptr;
+  int (*select)(int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
+                timeval* limit) = nullptr;
+  ssize_t (*read)(int fd, void* buffer, size_t size) = nullptr;
+  pid_t (*waitpid)(pid_t pid, int* status, int options) = nullptr;
+  int (*kill)(pid_t pid, int signalNumber) = nullptr;
+  int (*nanosleep)(const timespec* duration, timespec* rest) = nullptr;
+  unsigned int (*sleep)(unsigned int seconds) = nullptr;
+  time_t (*time)(time_t* now) = nullptr;
+  void (*operatorNew)(size_t size) = nullptr;  // looks on before the allocation
+};
+
+// Sets replacements for as long as it lives.
+class ScopedReplacements {
+ public:
+  explicit ScopedReplacements(const Replacements& replacements);
+  ~ScopedReplacements();
+  ScopedReplacements(const ScopedReplacements&) = delete;
+  ScopedReplacements& operator=(const ScopedReplacements&) = delete;
+};
+
+// The calls themselves.
+struct RealCalls {
+  int (*pipe)(int*);
+  int (*select)(int, fd_set*, fd_set*, fd_set*, timeval*);
+  ssize_t (*read)(int, void*, size_t);
+  pid_t (*waitpid)(pid_t, int*, int);
+  int (*kill)(pid_t, int);
+  int (*nanosleep)(const timespec*, timespec*);
+  unsigned int (*sleep)(unsigned int);
+  time_t (*time)(time_t*);
+};
+const RealCalls& realCalls();
+
+// What every byte of an array from operator new[] holds at first.
+constexpr unsigned char freshByte = 0xa5;
+
+}  // namespace kelp_test
