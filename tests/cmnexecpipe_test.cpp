@@ -1,0 +1,1390 @@
+#include "cmnexecpipe.h"
+
+#include "exec_fixture.h"
+#include "guarded_page.h"
+#include "interposed_calls.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+
+namespace {
+
+using kelp_cmn_4_4::CCmnExecPipeBase;
+using kelp_cmn_4_4::CCmnExecPipePosix;
+using kelp_test::BlockedChildSignal;
+using kelp_test::eventually;
+using kelp_test::hostile;
+using kelp_test::ProbedPipe;
+using kelp_test::realCalls;
+using kelp_test::Replacements;
+using kelp_test::ScopedReplacements;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+using Lines = std::vector<std::string>;
+
+static_assert(std::is_base_of_v<CCmnExecPipeBase, CCmnExecPipePosix>);
+static_assert(!std::is_abstract_v<CCmnExecPipePosix> && !std::is_final_v<CCmnExecPipePosix>);
+static_assert(!std::is_copy_constructible_v<CCmnExecPipePosix>);
+static_assert(!std::is_copy_assignable_v<CCmnExecPipePosix>);
+static_assert(
+    std::is_same_v<decltype(&CCmnExecPipePosix::ClearArgsList), void (CCmnExecPipePosix::*)()>);
+static_assert(std::is_same_v<decltype(&CCmnExecPipePosix::AddArgument),
+                             bool (CCmnExecPipePosix::*)(const char*, int)>);
+static_assert(std::is_same_v<decltype(&CCmnExecPipePosix::ParseCommand),
+                             bool (CCmnExecPipePosix::*)(const char*)>);
+static_assert(std::is_same_v<decltype(&CCmnExecPipePosix::CheckChildStatusMap),
+                             bool (CCmnExecPipePosix::*)(int, int*)>);
+static_assert(
+    std::is_same_v<decltype(&CCmnExecPipePosix::GetChildStatus), void (*)(int, siginfo_t*, void*)>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_childPid), int>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_readBuffer), char[512]>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_bufferCount), int>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_bufferPos), int>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_readFd), int>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_argc), int>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_argCapacity), int>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_argv), char**>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_commandLine), std::string>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_act), struct sigaction>);
+static_assert(std::is_same_v<decltype(ProbedPipe::m_childStatusMap), std::map<int, int>>);
+
+void expectFresh(const ProbedPipe& pipe) {
+  EXPECT_EQ(-1, pipe.m_childPid);
+  EXPECT_EQ(0, pipe.m_bufferCount);
+  EXPECT_EQ(0, pipe.m_bufferPos);
+  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(0, pipe.m_argc);
+  EXPECT_EQ(0, pipe.m_argCapacity);
+  EXPECT_EQ(nullptr, pipe.m_argv);
+}
+
+TEST(ExecPipeObject, StartsWithoutChild) {
+  const ProbedPipe pipe;
+  expectFresh(pipe);
+  EXPECT_EQ("", pipe.m_commandLine);
+  EXPECT_TRUE(pipe.m_hostList.empty());
+}
+
+TEST(ExecPipeObject, KeepsTheHostsList) {
+  Lines list{"a", "b"};
+  const ProbedPipe pipe(list);
+  EXPECT_THAT(list, ElementsAre("a", "b"));
+  EXPECT_THAT(pipe.m_hostList, ElementsAre("a", "b"));
+  expectFresh(pipe);
+}
+
+TEST(ExecPipeObject, FieldsLieInOrder) {
+  const ProbedPipe pipe;
+  const void* const fields[] = {&pipe.m_stdinFile,   &pipe.m_childPid,    &pipe.m_readBuffer,
+                                &pipe.m_bufferCount, &pipe.m_bufferPos,   &pipe.m_readFd,
+                                &pipe.m_argc,        &pipe.m_argCapacity, &pipe.m_argv,
+                                &pipe.m_commandLine};
+  for (size_t i = 1; i < std::size(fields); ++i) {
+    EXPECT_TRUE(std::less<>()(fields[i - 1], fields[i])) << i;
+  }
+}
+
+// The number of a virtual operation in the class's table, by the platform's C++ ABI; -1 when it is
+// not virtual.
+template <class Member>
+long slotOf(Member member) {
+  long words[2];
+  static_assert(sizeof member == sizeof words);
+  std::memcpy(words, &member, sizeof words);
+  return words[0] % 2 == 1 ? words[0] / static_cast<long>(sizeof(void*)) : -1;
+}
+
+TEST(ExecPipeObject, AddsNoVirtualOperation) {
+  EXPECT_EQ(3, slotOf(&CCmnExecPipePosix::ExecPipe));
+  EXPECT_EQ(4, slotOf(&CCmnExecPipePosix::WaitPid));
+  EXPECT_EQ(5, slotOf(&CCmnExecPipePosix::Close));
+  EXPECT_EQ(6, slotOf(&CCmnExecPipePosix::ReadLine));
+  EXPECT_EQ(8, slotOf(&CCmnExecPipePosix::IsChildContext));
+  EXPECT_EQ(9, slotOf(&CCmnExecPipePosix::ExecCommandInChildContext));
+  EXPECT_EQ(12, slotOf(&CCmnExecPipePosix::Init));
+  EXPECT_EQ(-1, slotOf(&CCmnExecPipePosix::ClearArgsList));
+  EXPECT_EQ(-1, slotOf(&CCmnExecPipePosix::AddArgument));
+  EXPECT_EQ(-1, slotOf(&CCmnExecPipePosix::ParseCommand));
+  EXPECT_EQ(-1, slotOf(&CCmnExecPipePosix::CheckChildStatusMap));
+}
+
+TEST(ExecPipeObject, InitForgetsWithoutReleasing) {
+  ProbedPipe pipe;
+  ASSERT_TRUE(pipe.ParseCommand("one two"));
+  char** const arguments = pipe.m_argv;
+  int ends[2];
+  ASSERT_EQ(0, ::pipe(ends));
+  pipe.m_readFd = ends[0];
+  pipe.m_childPid = 4711;
+  pipe.m_bufferCount = 3;
+  pipe.m_bufferPos = 2;
+  pipe.m_commandLine = "kept";
+  pipe.Init();
+  expectFresh(pipe);
+  EXPECT_EQ("kept", pipe.m_commandLine);
+  EXPECT_STREQ("two", arguments[1]);
+  EXPECT_EQ(0, close(ends[0])) << "was still open";
+  close(ends[1]);
+  delete[] arguments[0];
+  delete[] arguments[1];
+  free(arguments);
+}
+
+// ---- splitting a command line ----
+
+struct Split {
+  bool ok = false;
+  Lines words;  // those stored, also before a failure
+};
+
+// The rules in one plain pass.
+Split plainSplit(const std::string& line) {
+  Split result;
+  std::string word;
+  bool inWord = false;
+  char quote = 0;
+  for (size_t i = 0; i < line.size(); ++i) {
+    const char c = line[i];
+    if (quote != 0) {
+      c == quote ? void(quote = 0) : word.push_back(c);
+    } else if (c == ' ' || c == '\t') {
+      if (inWord) {
+        result.words.push_back(word);
+      }
+      word.clear();
+      inWord = false;
+    } else {
+      inWord = true;
+      if (c == '\'' || c == '"') {
+        quote = c;
+      } else if (c != '\\') {
+        word.push_back(c);
+      } else if (++i < line.size()) {
+        word.push_back(line[i]);
+      } else {
+        return result;
+      }
+    }
+  }
+  if (quote != 0) {
+    return result;
+  }
+  if (inWord) {
+    result.words.push_back(word);
+  }
+  result.ok = !result.words.empty();
+  return result;
+}
+
+TEST(ExecPipeParse, FollowsTheQuotingRules) {
+  const struct {
+    const char* line;
+    Lines words;  // none: cannot be split
+  } cases[] = {
+      {"", {}},
+      {" ", {}},
+      {" \t \t", {}},
+      {"prog", {"prog"}},
+      {"  prog\t\ta \t b  ", {"prog", "a", "b"}},
+      {"prog 'a b' c", {"prog", "a b", "c"}},
+      {"prog \"a b\" c", {"prog", "a b", "c"}},
+      {"prog a\\ b", {"prog", "a b"}},
+      {"prog a\\\tb", {"prog", "a\tb"}},
+      {"prog \"it's\"", {"prog", "it's"}},
+      {"prog 'say \"x\"'", {"prog", "say \"x\""}},
+      {"prog pre'in ner'post", {"prog", "prein nerpost"}},
+      {"prog 'a'\"b\"c", {"prog", "abc"}},
+      {"''", {""}},
+      {"prog '' \"\" x", {"prog", "", "", "x"}},
+      {"prog \\'a\\\"", {"prog", "'a\""}},
+      {"prog \\\\", {"prog", "\\"}},
+      {"prog \\n\\0\\$", {"prog", "n0$"}},
+      {"prog 'a\\b'", {"prog", "a\\b"}},
+      {"prog \"a\\\\b\"", {"prog", "a\\\\b"}},
+      {"prog 'a\\' b", {"prog", "a\\", "b"}},  // a backslash protects no closing quote
+      {"prog \"a\\\" b", {"prog", "a\\", "b"}},
+      {"prog \"a\\\" b\"", {}},
+      {"prog a\nb", {"prog", "a\nb"}},  // only blanks and tabs separate
+      {"prog\ra", {"prog\ra"}},
+      {"prog $HOME * ~ `x` | > < & ; #",
+       {"prog", "$HOME", "*", "~", "`x`", "|", ">", "<", "&", ";", "#"}},
+      {"prog \xc3\xa4\xff", {"prog", "\xc3\xa4\xff"}},
+      {"prog 'open", {}},
+      {"prog \"open", {}},
+      {"prog 'open\"", {}},
+      {"prog \\", {}},
+      {"\\", {}},
+      {"prog a\\", {}},
+      {"prog 'a\\", {}},
+      {"'", {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.line);
+    ProbedPipe pipe;
+    ASSERT_EQ(!c.words.empty(), pipe.ParseCommand(c.line));
+    if (!c.words.empty()) {
+      EXPECT_EQ(c.words, pipe.arguments());
+      EXPECT_EQ(nullptr, pipe.m_argv[pipe.m_argc]);
+    }
+    EXPECT_EQ(c.words.empty(), !plainSplit(c.line).ok) << "the plain form errs";
+  }
+}
+
+TEST(ExecPipeParse, AgreesWithThePlainFormOnAllShortLines) {
+  const std::string alphabet = "a \t'\"\\";
+  ProbedPipe pipe;
+  for (size_t length = 0; length <= 6; ++length) {
+    std::vector<size_t> digits(length, 0);
+    while (true) {
+      std::string line;
+      for (const size_t digit : digits) {
+        line += alphabet[digit];
+      }
+      pipe.ClearArgsList();
+      const bool ok = pipe.ParseCommand(line.c_str());
+      const Split expected = plainSplit(line);
+      ASSERT_EQ(expected.ok, ok) << "[" << line << "]";
+      ASSERT_EQ(expected.words, pipe.arguments()) << "[" << line << "]";
+      size_t place = 0;
+      while (place < length && ++digits[place] == alphabet.size()) {
+        digits[place++] = 0;
+      }
+      if (place == length) {
+        break;
+      }
+    }
+  }
+}
+
+TEST(ExecPipeParse, ReadsNothingBehindTheLine) {
+  for (const char* line : {"a", "a ", "'a b'", "a\\ b", "a\\", "'a", "", " "}) {
+    kelp_test::GuardedPage<char> page(std::string(line, std::strlen(line) + 1));
+    ProbedPipe pipe;
+    EXPECT_EQ(plainSplit(line).ok, pipe.ParseCommand(page.data()));
+  }
+}
+
+TEST(ExecPipeParse, GrowsByTenSlotsTheClosingNullIncluded) {
+  for (int count = 1; count <= 31; ++count) {
+    SCOPED_TRACE(count);
+    std::string line;
+    for (int i = 0; i < count; ++i) {
+      line += "w" + std::to_string(i) + " ";
+    }
+    ProbedPipe pipe;
+    ASSERT_TRUE(pipe.ParseCommand(line.c_str()));
+    EXPECT_EQ(count, pipe.m_argc);
+    EXPECT_EQ((count / 10 + 1) * 10, pipe.m_argCapacity);
+    EXPECT_EQ("w" + std::to_string(count - 1), pipe.arguments().back());
+    EXPECT_EQ(nullptr, pipe.m_argv[count]);
+  }
+}
+
+TEST(ExecPipeParse, TheEleventhArgumentGrowsTheVector) {
+  ProbedPipe pipe;
+  for (int i = 0; i < 10; ++i) {
+    ASSERT_TRUE(pipe.AddArgument("x", 1));
+    EXPECT_EQ(10, pipe.m_argCapacity);
+  }
+  ASSERT_TRUE(pipe.AddArgument("y", 1));
+  EXPECT_EQ(20, pipe.m_argCapacity);
+  EXPECT_EQ(11, pipe.m_argc);
+  EXPECT_STREQ("y", pipe.m_argv[10]);
+}
+
+TEST(ExecPipeAddArgument, LengthZeroStoresTheClosingNullWithoutCounting) {
+  ProbedPipe pipe;
+  EXPECT_TRUE(pipe.AddArgument(nullptr, 0));
+  EXPECT_EQ(0, pipe.m_argc);
+  EXPECT_EQ(10, pipe.m_argCapacity);
+  EXPECT_EQ(nullptr, pipe.m_argv[0]);
+  EXPECT_TRUE(pipe.AddArgument("text", 0));
+  EXPECT_EQ(0, pipe.m_argc);
+  EXPECT_TRUE(pipe.AddArgument("text", 4));
+  EXPECT_THAT(pipe.arguments(), ElementsAre("text"));
+}
+
+TEST(ExecPipeAddArgument, DecodesJustTheBytesItIsGiven) {
+  const struct {
+    const char* text;
+    int length;
+    const char* stored;
+  } cases[] = {{"abc", 2, "ab"},      {"a b\t", 4, "a b\t"}, {"'a", 2, "a"},
+               {"a'", 2, "a"},        {"\"'\"", 3, "'"},     {"'\"'", 3, "\""},
+               {"\\\\\\'", 4, "\\'"}, {"'\\'", 3, "\\"},     {"'\\'\\x", 5, "\\x"},
+               {"''", 2, ""}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    kelp_test::GuardedPage<char> page(std::string(c.text, static_cast<size_t>(c.length)));
+    ProbedPipe pipe;
+    EXPECT_TRUE(pipe.AddArgument(page.data(), c.length));
+    EXPECT_THAT(pipe.arguments(), ElementsAre(c.stored));
+  }
+}
+
+size_t lastArraySize = 0;
+
+TEST(ExecPipeAddArgument, AllocatesAByteMoreThanTheUndecodedText) {
+  ProbedPipe pipe;
+  pipe.AddArgument(nullptr, 0);
+  Replacements replacements;
+  replacements.operatorNew = [](size_t size) { lastArraySize = size; };
+  const ScopedReplacements scope(replacements);
+  EXPECT_TRUE(pipe.AddArgument("'abc'", 5));
+  EXPECT_EQ(6U, lastArraySize);
+}
+
+// Stored, counted and not terminated on purpose.
+TEST(ExecPipeAddArgument, KeepsAnUnterminatedArgumentThatEndsInABackslash) {
+  ProbedPipe pipe;
+  EXPECT_FALSE(pipe.AddArgument("ab\\", 3));
+  ASSERT_EQ(1, pipe.m_argc);
+  EXPECT_EQ('a', pipe.m_argv[0][0]);
+  EXPECT_EQ('b', pipe.m_argv[0][1]);
+  EXPECT_EQ(kelp_test::freshByte, static_cast<unsigned char>(pipe.m_argv[0][2]));
+  EXPECT_EQ(kelp_test::freshByte, static_cast<unsigned char>(pipe.m_argv[0][3]));
+  EXPECT_FALSE(pipe.AddArgument("x\\y", 2)) << "the byte behind does not count";
+}
+
+TEST(ExecPipeClearArgsList, ReleasesAndResets) {
+  ProbedPipe pipe;
+  pipe.ClearArgsList();
+  expectFresh(pipe);
+  for (int run = 0; run < 2; ++run) {
+    ASSERT_TRUE(pipe.ParseCommand("a b c d e f g h i j k"));
+    pipe.ClearArgsList();
+    expectFresh(pipe);
+  }
+  pipe.m_argc = 3;  // without a vector nothing is touched
+  pipe.ClearArgsList();
+  EXPECT_EQ(3, pipe.m_argc);
+  pipe.m_argc = 0;
+}
+
+// ---- the host's hooks ----
+
+struct Hook {
+  std::string command;
+  std::vector<char> text;
+  bool withoutBuffer = false;
+  int length = 0;
+  int result = 0;
+  int context = 0;
+  int freed = 0;
+  char* freedText = nullptr;
+  int freedLength = 0;
+} hook;
+
+int tellContext() { return hook.context; }
+
+int execInHook(const char* command, char** output, int* length) {
+  EXPECT_EQ(nullptr, *output);
+  EXPECT_EQ(0, *length);
+  hook.command = command;
+  *output = hook.withoutBuffer ? nullptr : hook.text.data();
+  *length = hook.length;
+  return hook.result;
+}
+
+void freeInHook(char* output, int length) {
+  ++hook.freed;
+  hook.freedText = output;
+  hook.freedLength = length;
+}
+
+// A pipe whose hook gives a text of that length.
+class HookedPipe : public ProbedPipe {
+ public:
+  explicit HookedPipe(const std::string& text) : HookedPipe(text, static_cast<int>(text.size())) {}
+  HookedPipe(const std::string& text, int length) {
+    hook = Hook();
+    hook.text.assign(text.begin(), text.end());
+    hook.text.push_back('\0');
+    hook.length = length;
+    m_pfnIsChildContext = tellContext;
+    m_pfnExecInChild = execInHook;
+    m_pfnFreeOutput = freeInHook;
+  }
+};
+
+TEST(ExecPipeHooks, ChildContextIsTheHooksAnswerOrZero) {
+  ProbedPipe pipe;
+  EXPECT_EQ(0, pipe.IsChildContext());
+  pipe.m_pfnIsChildContext = tellContext;
+  for (const int answer : {0, 1, -5}) {
+    hook.context = answer;
+    EXPECT_EQ(answer, pipe.IsChildContext());
+  }
+}
+
+TEST(ExecPipeHooks, WithoutARunnerTheResultIsOne) {
+  ProbedPipe pipe;
+  pipe.m_pfnFreeOutput = freeInHook;
+  hook = Hook();
+  Lines output{"kept"};
+  EXPECT_EQ(1, pipe.ExecCommandInChildContext("cmd", output));
+  EXPECT_THAT(output, ElementsAre("kept"));
+  EXPECT_EQ(0, hook.freed);
+}
+
+TEST(ExecPipeHooks, SplitIntoLinesAndDropWhatFollowsTheLastLineEnd) {
+  const struct {
+    const char* text;
+    Lines lines;
+  } cases[] = {{"one\n", {"one"}},
+               {"one\ntwo\n", {"one", "two"}},
+               {"one\ntwo\nrest", {"one", "two"}},
+               {"rest", {}},
+               {"\n", {""}},
+               {"\n\n", {"", ""}},
+               {"a\r\n\tb \n", {"a\r", "\tb "}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
+    HookedPipe pipe(c.text);
+    hook.result = 42;
+    Lines output{"kept"};
+    EXPECT_EQ(42, pipe.ExecCommandInChildContext("the command", output));
+    EXPECT_EQ("the command", hook.command);
+    Lines expected{"kept"};
+    expected.insert(expected.end(), c.lines.begin(), c.lines.end());
+    EXPECT_EQ(expected, output);
+    EXPECT_EQ(1, hook.freed);
+    EXPECT_EQ(hook.text.data(), hook.freedText);
+    EXPECT_EQ(static_cast<int>(std::strlen(c.text)), hook.freedLength);
+  }
+}
+
+TEST(ExecPipeHooks, StopWhenTheCountReachesTheLength) {
+  const struct {
+    int length;
+    Lines lines;
+  } cases[] = {{1, {"ab"}},
+               {2, {"ab"}},
+               {3, {"ab"}},
+               {4, {"ab", "cd"}},
+               {6, {"ab", "cd"}},
+               {7, {"ab", "cd", "ef"}},
+               {9, {"ab", "cd", "ef"}},
+               {100, {"ab", "cd", "ef"}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.length);
+    HookedPipe pipe("ab\ncd\nef\n", c.length);
+    Lines output;
+    EXPECT_EQ(0, pipe.ExecCommandInChildContext("c", output));
+    EXPECT_EQ(c.lines, output);
+    EXPECT_EQ(1, hook.freed);
+    EXPECT_EQ(c.length, hook.freedLength);
+  }
+}
+
+TEST(ExecPipeHooks, SplitTheBufferInPlace) {
+  HookedPipe pipe("ab\ncd\nef");
+  Lines output;
+  pipe.ExecCommandInChildContext("c", output);
+  EXPECT_EQ(std::string("ab\0cd\0ef", 8), std::string(hook.text.data(), 8));
+}
+
+TEST(ExecPipeHooks, LengthZeroFreesNothing) {
+  HookedPipe pipe("one\n", 0);
+  hook.result = 5;
+  Lines output;
+  EXPECT_EQ(5, pipe.ExecCommandInChildContext("c", output));
+  EXPECT_THAT(output, IsEmpty());
+  EXPECT_EQ(0, hook.freed);
+}
+
+TEST(ExecPipeHooks, NegativeLengthOnlyFrees) {
+  HookedPipe pipe("one\n", -1);
+  hook.result = 5;
+  Lines output;
+  EXPECT_EQ(5, pipe.ExecCommandInChildContext("c", output));
+  EXPECT_THAT(output, IsEmpty());
+  EXPECT_EQ(1, hook.freed);
+  EXPECT_EQ(hook.text.data(), hook.freedText);
+  EXPECT_EQ(-1, hook.freedLength);
+  EXPECT_STREQ("one\n", hook.text.data());
+}
+
+TEST(ExecPipeHooks, NullBufferIsNoTextAndIsFreedAsAnyOther) {
+  HookedPipe pipe("", 7);
+  hook.withoutBuffer = true;
+  Lines output;
+  EXPECT_EQ(0, pipe.ExecCommandInChildContext("c", output));
+  EXPECT_THAT(output, IsEmpty());
+  EXPECT_EQ(1, hook.freed);
+  EXPECT_EQ(nullptr, hook.freedText);
+  EXPECT_EQ(7, hook.freedLength);
+}
+
+TEST(ExecPipeHooks, WithoutAFreeHookNothingIsFreed) {
+  for (const int length : {-1, 4}) {
+    HookedPipe pipe("one\n", length);
+    pipe.m_pfnFreeOutput = nullptr;
+    Lines output;
+    EXPECT_EQ(0, pipe.ExecCommandInChildContext("c", output));
+    EXPECT_EQ(length < 0 ? 0U : 1U, output.size());
+    EXPECT_EQ(0, hook.freed);
+  }
+}
+
+TEST(ExecPipeHooks, RunTheCommandInsteadOfAProcess) {
+  HookedPipe pipe("line\n");
+  hook.context = 1;
+  hook.result = 9;
+  Lines output{"kept"};
+  EXPECT_EQ(9, pipe.Exec("whatever 'it is", output, "in", 1, "", "", ""));
+  EXPECT_EQ("whatever 'it is", hook.command);
+  EXPECT_THAT(output, ElementsAre("kept", "line"));
+  expectFresh(pipe);
+  EXPECT_EQ(0, pipe.getLastError().m_code);
+}
+
+// ---- reading lines ----
+
+// A pipe object that reads from a pipe of the test's own.
+class FedPipe : public ProbedPipe {
+ public:
+  FedPipe() {
+    int ends[2];
+    if (::pipe(ends) == 0) {
+      m_readFd = ends[0];
+      writeEnd_ = ends[1];
+    }
+  }
+  explicit FedPipe(const std::string& text) : FedPipe() {
+    feed(text);
+    end();
+  }
+  ~FedPipe() override { end(); }
+  FedPipe(const FedPipe&) = delete;
+  FedPipe& operator=(const FedPipe&) = delete;
+
+  void feed(const std::string& text) {
+    EXPECT_EQ(static_cast<ssize_t>(text.size()), write(writeEnd_, text.data(), text.size()));
+  }
+  void end() {
+    if (writeEnd_ >= 0) {
+      close(writeEnd_);
+    }
+    writeEnd_ = -1;
+  }
+
+  // The next line by a buffer of that size, or nothing.
+  std::optional<std::string> next(int size, long timeoutSeconds = 60) {
+    std::vector<char> buffer(static_cast<size_t>(std::max(size, 1)) + 1, '#');
+    timedOut = 77;
+    const bool stored = ReadLine(buffer.data(), size, &timedOut, timeoutSeconds);
+    EXPECT_EQ('#', buffer.back()) << "wrote behind the buffer";
+    if (!stored) {
+      untouched = buffer[0] == '#';
+      return std::nullopt;
+    }
+    const size_t length = std::find(buffer.begin(), buffer.end() - 1, '\0') - buffer.begin();
+    return std::string(buffer.data(), length);
+  }
+
+  unsigned char timedOut = 77;
+  bool untouched = false;
+
+ private:
+  int writeEnd_ = -1;
+};
+
+bool isOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }
+
+TEST(ExecPipeReadLine, KeepsLineEndsAndGivesTheLastFragment) {
+  FedPipe pipe("one\n\ntwo");
+  const int fd = pipe.m_readFd;
+  EXPECT_EQ("one\n", pipe.next(100));
+  EXPECT_EQ(0, pipe.timedOut);
+  EXPECT_EQ("\n", pipe.next(100));
+  EXPECT_TRUE(isOpen(fd));
+  EXPECT_EQ("two", pipe.next(100));
+  EXPECT_EQ(0, pipe.timedOut);
+  EXPECT_FALSE(isOpen(fd));
+  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(std::nullopt, pipe.next(100));
+  EXPECT_EQ(0, pipe.timedOut);
+}
+
+TEST(ExecPipeReadLine, EndsAfterALineEnd) {
+  FedPipe pipe("one\n");
+  EXPECT_EQ("one\n", pipe.next(100));
+  EXPECT_EQ(std::nullopt, pipe.next(100));
+  EXPECT_TRUE(pipe.untouched);
+  EXPECT_EQ(0, pipe.timedOut);
+  EXPECT_EQ(-1, pipe.m_readFd);
+}
+
+TEST(ExecPipeReadLine, EmptyOutputIsTheEndAtOnce) {
+  FedPipe pipe("");
+  EXPECT_EQ(std::nullopt, pipe.next(100));
+  EXPECT_EQ(0, pipe.timedOut);
+  EXPECT_EQ(-1, pipe.m_readFd);
+}
+
+TEST(ExecPipeReadLine, SizesBelowTwoReadNothing) {
+  FedPipe pipe("one\n");
+  for (const int size : {1, 0, -1, INT_MIN}) {
+    char buffer = '#';
+    unsigned char timedOut = 77;
+    EXPECT_FALSE(pipe.ReadLine(&buffer, size, &timedOut, 60)) << size;
+    EXPECT_EQ('#', buffer);
+    EXPECT_EQ(0, timedOut);
+    EXPECT_NE(-1, pipe.m_readFd);
+  }
+  EXPECT_EQ("one\n", pipe.next(100)) << "nothing was lost";
+}
+
+size_t mostBytes = 0;
+
+ssize_t readPiece(int fd, void* buffer, size_t size) {
+  EXPECT_EQ(512U, size);
+  return realCalls().read(fd, buffer, std::min(size, mostBytes));
+}
+
+// What the text gives when it is cut into lines, and those into pieces of `size` - 1 bytes.
+Lines plainPieces(const std::string& text, size_t size) {
+  Lines result;
+  for (size_t start = 0; start < text.size();) {
+    size_t length = 0;
+    while (start + length < text.size() && length < size - 1) {
+      ++length;
+      if (text[start + length - 1] == '\n') {
+        break;
+      }
+    }
+    result.push_back(text.substr(start, length));
+    start += length;
+  }
+  return result;
+}
+
+TEST(ExecPipeReadLine, PiecesDoNotDependOnHowTheOutputArrives) {
+  std::string text = "\n\nab\nabc\nabcd\n" + std::string(1500, 'x') + "\n" + std::string(511, 'y') +
+                     "\n" + std::string(512, 'z') + "\nend";
+  Replacements replacements;
+  replacements.read = readPiece;
+  const ScopedReplacements scope(replacements);
+  for (const int size : {2, 3, 4, 5, 511, 512, 513, 514, 4096}) {
+    for (const size_t piece : {size_t{1}, size_t{2}, size_t{3}, size_t{5}, size_t{512}}) {
+      SCOPED_TRACE(std::to_string(size) + "/" + std::to_string(piece));
+      mostBytes = piece;
+      FedPipe pipe(text);
+      Lines lines;
+      while (const auto line = pipe.next(size)) {
+        lines.push_back(*line);
+      }
+      EXPECT_EQ(plainPieces(text, static_cast<size_t>(size)), lines);
+    }
+  }
+}
+
+TEST(ExecPipeReadLine, ZeroBytesAreBytes) {
+  FedPipe pipe(std::string("a\0b\nc\0", 6));
+  char buffer[16];
+  unsigned char timedOut = 0;
+  std::memset(buffer, '#', sizeof buffer);
+  EXPECT_TRUE(pipe.ReadLine(buffer, sizeof buffer, &timedOut, 60));
+  EXPECT_EQ(std::string("a\0b\n\0#", 6), std::string(buffer, 6));
+  EXPECT_TRUE(pipe.ReadLine(buffer, sizeof buffer, &timedOut, 60));
+  EXPECT_EQ(std::string("c\0\0", 3), std::string(buffer, 3));
+}
+
+TEST(ExecPipeReadLine, ReadsAheadBlocksOf512) {
+  FedPipe pipe(std::string(10, 'a') + "\n" + std::string(1000, 'b'));
+  pipe.next(4096);
+  EXPECT_EQ(512, pipe.m_bufferCount);
+  EXPECT_EQ(11, pipe.m_bufferPos);
+}
+
+// The rest of a line that fits exactly comes with no further read.
+TEST(ExecPipeReadLine, AFullBufferIsHandedOutWithoutReadingOn) {
+  FedPipe pipe;
+  pipe.feed("abc");
+  EXPECT_EQ("abc", pipe.next(4, 0));
+  EXPECT_EQ(0, pipe.timedOut);
+  EXPECT_NE(-1, pipe.m_readFd);
+}
+
+TEST(ExecPipeReadLine, TimeOutEndsTheReadingForGood) {
+  for (const long limit : {0L, -1L, static_cast<long>(LONG_MIN)}) {
+    FedPipe pipe;
+    const int fd = pipe.m_readFd;
+    EXPECT_EQ(std::nullopt, pipe.next(100, limit));
+    EXPECT_EQ(1, pipe.timedOut);
+    EXPECT_TRUE(pipe.untouched);
+    EXPECT_FALSE(isOpen(fd));
+    EXPECT_EQ(-1, pipe.m_readFd);
+    EXPECT_EQ(std::nullopt, pipe.next(100, 60));
+    EXPECT_EQ(0, pipe.timedOut);
+  }
+}
+
+TEST(ExecPipeReadLine, TimeOutHandsOutWhatCameOfTheLine) {
+  FedPipe pipe;
+  pipe.feed("one\npart");
+  EXPECT_EQ("one\n", pipe.next(100, 0));
+  EXPECT_EQ(0, pipe.timedOut);
+  EXPECT_EQ("part", pipe.next(100, 0));
+  EXPECT_EQ(1, pipe.timedOut);
+  EXPECT_EQ(-1, pipe.m_readFd);
+}
+
+TEST(ExecPipeReadLine, WaitsForTheWholeTimeOut) {
+  FedPipe pipe;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(std::nullopt, pipe.next(100, 1));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  EXPECT_EQ(1, pipe.timedOut);
+}
+
+// A select that looks at its arguments and follows a script.
+struct Wait {
+  int result;    // below 0: fails with that errno
+  time_t lasts;  // by the test's clock
+};
+std::vector<Wait> waits;
+std::vector<long> limits;
+int expectedFd = -1;
+time_t clockNow = 0;
+
+int scriptedSelect(int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
+                   timeval* limit) {
+  EXPECT_EQ(expectedFd + 1, count);
+  EXPECT_EQ(nullptr, writable);
+  EXPECT_EQ(nullptr, exceptional);
+  EXPECT_EQ(0, limit->tv_usec);
+  limits.push_back(limit->tv_sec);
+  unsigned char set[1024];
+  std::memcpy(set, readable, sizeof set);
+  for (int bit = 0; bit < 8192; ++bit) {
+    EXPECT_EQ(bit == expectedFd, (set[bit / 8] >> (bit % 8) & 1) == 1) << bit;
+  }
+  std::memset(static_cast<void*>(readable), 0xff, sizeof set);
+  limit->tv_sec = 12345;
+  if (limits.size() > waits.size()) {
+    ADD_FAILURE() << "one wait too many";
+    return 0;
+  }
+  const Wait& wait = waits[limits.size() - 1];
+  clockNow += wait.lasts;
+  if (wait.result < 0) {
+    errno = -wait.result;
+    return -1;
+  }
+  return wait.result;
+}
+
+class ExecPipeWaiting : public testing::Test {
+ protected:
+  ExecPipeWaiting() : scope_(replacements()) {
+    clockNow = 1000;
+    limits.clear();
+    expectedFd = pipe.m_readFd;
+  }
+  static Replacements replacements() {
+    Replacements result;
+    result.select = scriptedSelect;
+    result.time = [](time_t*) { return clockNow; };
+    return result;
+  }
+  FedPipe pipe;
+
+ private:
+  ScopedReplacements scope_;
+};
+
+TEST_F(ExecPipeWaiting, AsksForTheDescriptorAlone) {
+  waits = {{1, 0}};
+  pipe.feed("x\n");
+  EXPECT_EQ("x\n", pipe.next(10, 42));
+  EXPECT_THAT(limits, ElementsAre(42));
+}
+
+TEST_F(ExecPipeWaiting, InterruptionsGoOnWithTheRemainingTime) {
+  for (const int error : {EINTR, EBADF, EINVAL, ENOMEM}) {
+    limits.clear();
+    waits = {{-error, 3}, {-error, 0}, {-error, 6}, {1, 0}};
+    pipe.feed("x\n");
+    EXPECT_EQ("x\n", pipe.next(10, 10));
+    EXPECT_THAT(limits, ElementsAre(10, 7, 7, 1));
+    EXPECT_EQ(0, pipe.timedOut);
+  }
+}
+
+TEST_F(ExecPipeWaiting, FailingUntilTheTimeIsSpentIsATimeOut) {
+  waits = {{-EINTR, 4}, {-EINTR, 6}};
+  EXPECT_EQ(std::nullopt, pipe.next(10, 10));
+  EXPECT_EQ(1, pipe.timedOut);
+  EXPECT_THAT(limits, ElementsAre(10, 6));
+  EXPECT_EQ(-1, pipe.m_readFd);
+}
+
+TEST_F(ExecPipeWaiting, FailingWithNoTimeGivenIsATimeOutAtOnce) {
+  waits = {{-EINTR, 0}};
+  EXPECT_EQ(std::nullopt, pipe.next(10, 0));
+  EXPECT_EQ(1, pipe.timedOut);
+}
+
+TEST_F(ExecPipeWaiting, AnythingButOneReadyDescriptorIsATimeOut) {
+  for (const int ready : {0, 2}) {
+    FedPipe other;
+    expectedFd = other.m_readFd;
+    limits.clear();
+    waits = {{ready, 0}};
+    other.feed("x\n");
+    EXPECT_EQ(std::nullopt, other.next(10, 10));
+    EXPECT_EQ(1, other.timedOut);
+  }
+}
+
+// The time already spent counts for one block only.
+TEST_F(ExecPipeWaiting, EachBlockHasItsOwnTime) {
+  Replacements replacements = ExecPipeWaiting::replacements();
+  replacements.read = readPiece;
+  mostBytes = 1;
+  const ScopedReplacements scope(replacements);
+  waits = {{1, 9}, {1, 9}, {1, 9}};
+  pipe.feed("ab\n");
+  EXPECT_EQ("ab\n", pipe.next(10, 10));
+  EXPECT_THAT(limits, ElementsAre(10, 10, 10));
+}
+
+TEST(ExecPipeReadLine, WorksWithHighDescriptors) {
+  rlimit old{};
+  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &old));
+  rlimit raised = old;
+  raised.rlim_cur = std::min<rlim_t>(old.rlim_max, 20001);
+  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &raised));
+  for (const int high : {1023, 1024, 4095, 8191, 8192, 8255, 8256, 20000}) {
+    if (static_cast<rlim_t>(high) >= raised.rlim_cur) {
+      continue;
+    }
+    SCOPED_TRACE(high);
+    FedPipe pipe("x\n");
+    ASSERT_EQ(high, dup2(pipe.m_readFd, high));
+    close(pipe.m_readFd);
+    pipe.m_readFd = high;
+    EXPECT_EQ("x\n", pipe.next(10));
+    EXPECT_EQ(std::nullopt, pipe.next(10));
+    EXPECT_FALSE(isOpen(high));
+    FedPipe silent;
+    ASSERT_EQ(high, dup2(silent.m_readFd, high));
+    close(silent.m_readFd);
+    silent.m_readFd = high;
+    EXPECT_EQ(std::nullopt, silent.next(10, 0));
+    EXPECT_EQ(1, silent.timedOut);
+  }
+  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &old));
+}
+
+// ---- running commands ----
+
+class ExecPipeRun : public kelp_test::ExecTest {
+ protected:
+  // Runs a command with the library's own waitpid as the only reaper.
+  int run(const std::string& command, const std::string& stdinFile = "",
+          unsigned long timeoutSeconds = 60) {
+    const BlockedChildSignal blocked;
+    return pipe.run(command, output, stdinFile, timeoutSeconds);
+  }
+  ProbedPipe pipe;
+  Lines output;
+};
+
+TEST_F(ExecPipeRun, PassesTheArguments) {
+  EXPECT_EQ(0, run(hostile("args 'a b' c \"d'e\" '' \\  $HOME *")));
+  EXPECT_THAT(output, ElementsAre("a b\n", "c\n", "d'e\n", "\n", " \n", "$HOME\n", "*\n"));
+  EXPECT_EQ(hostile("args 'a b' c \"d'e\" '' \\  $HOME *"), pipe.m_commandLine);
+}
+
+TEST_F(ExecPipeRun, TheFirstWordIsThePathAndTheZerothArgument) {
+  EXPECT_EQ(0, run("/bin/sh -c 'echo \"$0\"'"));
+  EXPECT_THAT(output, ElementsAre("/bin/sh\n"));
+}
+
+TEST_F(ExecPipeRun, SearchesNoPath) {
+  EXPECT_EQ(7, run("sh -c true"));
+  EXPECT_EQ(7, pipe.getLastError().m_code);
+}
+
+TEST_F(ExecPipeRun, JoinsBothOutputsInTheirOrder) {
+  EXPECT_EQ(0, run(hostile("both")));
+  EXPECT_THAT(output,
+              ElementsAre("out 0\n", "err 0\n", "out 1\n", "err 1\n", "out 2\n", "err 2\n"));
+}
+
+TEST_F(ExecPipeRun, ReportsTheExitStatusWhenWaitpidReaps) {
+  for (const int status : {1, 2, 126, 127, 128, 255}) {
+    EXPECT_EQ(11, run(hostile("exit " + std::to_string(status)))) << status;
+    EXPECT_EQ(11, pipe.getLastError().m_code);
+    EXPECT_EQ(hostile("exit " + std::to_string(status)), pipe.getLastError().m_command);
+  }
+  EXPECT_EQ(12, run(hostile("die 15")));
+}
+
+TEST_F(ExecPipeRun, DeliversLongLinesInPieces) {
+  const auto line = [](size_t length) {
+    std::string result(length, '\0');
+    for (size_t i = 0; i < length; ++i) {
+      result[i] = static_cast<char>('a' + i % 26);
+    }
+    return result;
+  };
+  EXPECT_EQ(0, run(hostile("lines 8188 8189 8190 8191 20000")));
+  Lines expected;
+  for (const size_t length :
+       {size_t{8188}, size_t{8189}, size_t{8190}, size_t{8191}, size_t{20000}}) {
+    for (const std::string& piece : plainPieces(line(length) + "\n", 8191)) {
+      expected.push_back(piece);
+    }
+  }
+  EXPECT_EQ(expected, output);
+  EXPECT_EQ(8190U, output[1].size()) << "with its line end it just fits";
+  EXPECT_EQ("\n", output[3]);
+}
+
+TEST_F(ExecPipeRun, TakesAMegabyteWithoutALineEnd) {
+  EXPECT_EQ(0, run(hostile("bytes 1048576")));
+  ASSERT_EQ(1048576U / 8190 + 1, output.size());
+  std::string all;
+  for (const std::string& piece : output) {
+    all += piece;
+  }
+  ASSERT_EQ(1048576U, all.size());
+  for (size_t i = 0; i < all.size(); ++i) {
+    ASSERT_EQ('a' + static_cast<int>(i % 26), all[i]) << i;
+  }
+}
+
+TEST_F(ExecPipeRun, TakesExactlyOneBlock) {
+  for (const size_t count : {size_t{511}, size_t{512}, size_t{513}}) {
+    EXPECT_EQ(0, run(hostile("bytes " + std::to_string(count))));
+    ASSERT_EQ(1U, output.size());
+    EXPECT_EQ(count, output[0].size());
+  }
+}
+
+TEST_F(ExecPipeRun, GivesALastLineWithoutLineEnd) {
+  EXPECT_EQ(0, run(hostile("say x")));
+  EXPECT_THAT(output, ElementsAre("x"));
+  EXPECT_EQ(0, run(hostile("say 'a\\nb'")));
+  EXPECT_THAT(output, ElementsAre("a\n", "b"));
+  EXPECT_EQ(0, run(hostile("say ''")));
+  EXPECT_THAT(output, IsEmpty());
+}
+
+TEST_F(ExecPipeRun, AZeroByteEndsAnElement) {
+  EXPECT_EQ(0, run(hostile("say 'a\\0b\\n\\0\\nc'")));
+  EXPECT_THAT(output, ElementsAre("a", "", "c"));
+}
+
+class Fifo {
+ public:
+  Fifo() : path_(directory_.path() + "fifo") {
+    EXPECT_EQ(0, mkfifo(path_.c_str(), 0600));
+    fd_ = open(path_.c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_GE(fd_, 0);
+  }
+  ~Fifo() { close(fd_); }
+  Fifo(const Fifo&) = delete;
+  Fifo& operator=(const Fifo&) = delete;
+  const std::string& path() const { return path_; }
+  void give() const { EXPECT_EQ(1, write(fd_, "x", 1)); }
+
+ private:
+  kelp_test::ScratchDirectory directory_;
+  std::string path_;
+  int fd_;
+};
+
+const Fifo* fifoToFeed = nullptr;
+int bytesSeen = 0;
+
+TEST_F(ExecPipeRun, TakesAByteAtATime) {
+  const Fifo fifo;
+  fifoToFeed = &fifo;
+  bytesSeen = 0;
+  Replacements replacements;
+  replacements.read = [](int fd, void* buffer, size_t size) {
+    const ssize_t count = realCalls().read(fd, buffer, size);
+    EXPECT_LE(count, 1);
+    if (count == 1) {
+      ++bytesSeen;
+      fifoToFeed->give();
+    }
+    return count;
+  };
+  const ScopedReplacements scope(replacements);
+  EXPECT_EQ(0, run(hostile("dribble 'ab\\nc'"), fifo.path()));
+  EXPECT_THAT(output, ElementsAre("ab\n", "c"));
+  EXPECT_EQ(4, bytesSeen);
+}
+
+TEST_F(ExecPipeRun, ReadsStandardInputFromTheFileOrFromNothing) {
+  const kelp_test::ScratchDirectory scratch;
+  const std::string file = scratch.path() + "in put";
+  kelp_test::writeFile(file, "from the file\nrest");
+  EXPECT_EQ(0, run(hostile("echo"), file));
+  EXPECT_THAT(output, ElementsAre("from the file\n", "rest"));
+  EXPECT_EQ(file, pipe.m_stdinFile);
+  EXPECT_EQ(0, run(hostile("echo")));
+  EXPECT_THAT(output, IsEmpty());
+  EXPECT_EQ("", pipe.m_stdinFile);
+}
+
+TEST_F(ExecPipeRun, AnUnreadableInputFileEndsTheChildWithStatusOne) {
+  pipe.registerTraceLog(log);
+  EXPECT_EQ(11, run(hostile("say x"), "/no/such/file"));
+  EXPECT_THAT(output, IsEmpty());
+  EXPECT_THAT(traced(), Contains("CCmnExecPipePosix::ExecPipe ERROR: Could not open '/no/such/file'"
+                                 " for reading, errno 2"));
+}
+
+// Sets an environment variable for as long as it lives.
+class ScopedVariable {
+ public:
+  ScopedVariable(const char* name, const char* value) : name_(name) {
+    if (const char* old = getenv(name)) {
+      old_ = old;
+    }
+    setenv(name, value, 1);
+  }
+  ~ScopedVariable() { old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_); }
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+ private:
+  const char* name_;
+  std::optional<std::string> old_;
+};
+
+TEST_F(ExecPipeRun, ResetsThirteenVariablesAndInheritsTheRest) {
+  const ScopedVariable lang("LANG", "de_DE.UTF-8");
+  const ScopedVariable all("LC_ALL", "");
+  const ScopedVariable paper("LC_PAPER", "kept");
+  const ScopedVariable editor("EDITOR", "vi");
+  const ScopedVariable separators("IFS", "x");
+  const ScopedVariable own("KELP_TEST_OWN", "a=b c");
+  std::map<std::string, std::string> expected;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    const std::string text = *variable;
+    expected[text.substr(0, text.find('='))] = text;
+  }
+  for (const char* name : {"LANG", "LC_ALL", "LC_COLLATE", "LC_CTYPE", "LC_MESSAGES", "LC_MONETARY",
+                           "LC_NUMERIC", "LC_TIME"}) {
+    expected[name] = std::string(name) + "=C";
+  }
+  for (const char* name : {"CDPATH", "EDITOR", "ENV", "FPATH", "IFS"}) {
+    expected[name] = std::string(name) + "=";
+  }
+  EXPECT_EQ(0, run(hostile("env")));
+  Lines sorted;
+  for (const auto& variable : expected) {
+    if (variable.second.size() < 8190 && variable.second.find('\n') == std::string::npos) {
+      sorted.push_back(variable.second + "\n");
+    }
+  }
+  std::sort(sorted.begin(), sorted.end());
+  std::sort(output.begin(), output.end());
+  EXPECT_EQ(sorted, output);
+}
+
+TEST_F(ExecPipeRun, TheChildHasThePipeAndEveryOtherDescriptor) {
+  const kelp_test::ScratchDirectory scratch;
+  const std::string path = scratch.path() + "shared";
+  const int shared = open(path.c_str(), O_CREAT | O_RDWR, 0600);
+  ASSERT_GE(shared, 0);
+  std::map<int, std::string> expected;
+  for (const auto& [fd, target] : kelp_test::ProcessState::capture().descriptors) {
+    if ((fcntl(fd, F_GETFD) & FD_CLOEXEC) == 0) {
+      expected[fd] = target;
+    }
+  }
+  EXPECT_EQ(0, run(hostile("fds")));
+  close(shared);
+  std::map<int, std::string> seen;
+  for (const std::string& line : output) {
+    seen[std::stoi(line)] = line.substr(line.find(' ') + 1, line.size() - line.find(' ') - 2);
+  }
+  EXPECT_EQ("/dev/null", seen[0]);
+  EXPECT_EQ(0U, seen[1].find("pipe:"));
+  EXPECT_EQ(seen[1], seen[2]);
+  EXPECT_EQ(path, seen[shared]);
+  for (int fd = 0; fd < 3; ++fd) {
+    seen.erase(fd);
+    expected.erase(fd);
+  }
+  EXPECT_EQ(expected, seen);
+}
+
+TEST_F(ExecPipeRun, TheChildKeepsTheHostsSignalMaskAndIgnoredSignals) {
+  const auto old = signal(SIGUSR2, SIG_IGN);
+  EXPECT_EQ(0, run(hostile("signals")));
+  signal(SIGUSR2, old);
+  EXPECT_THAT(output, Contains("blocked " + std::to_string(SIGCHLD) + "\n"));
+  EXPECT_THAT(output, Contains("ignored " + std::to_string(SIGUSR2) + "\n"));
+  EXPECT_THAT(output, Not(Contains("ignored " + std::to_string(SIGCHLD) + "\n")));
+}
+
+// ---- standard descriptors that the host has closed ----
+
+// In a process whose standard descriptors named by the bits are closed: 0, or the number of what
+// went wrong.
+int runWithClosed(int closed) {
+  const kelp_test::ScratchDirectory scratch;
+  kelp_test::writeFile(scratch.path() + "in", "input\n");
+  const pid_t child = fork();
+  if (child != 0) {
+    int status = -1;
+    EXPECT_EQ(child, waitpid(child, &status, 0));
+    return status;
+  }
+  for (int fd = 0; fd < 3; ++fd) {
+    if ((closed >> fd & 1) != 0) {
+      close(fd);
+    }
+  }
+  const auto before = kelp_test::ProcessState::capture().descriptors;
+  int wrong = 0;
+  {
+    const BlockedChildSignal blocked;
+    ProbedPipe pipe;
+    Lines output;
+    if (pipe.run(hostile("both"), output) != 0 || output.size() != 6 || output[1] != "err 0\n") {
+      wrong = 1;
+    } else if (pipe.run(hostile("echo"), output, scratch.path() + "in") != 0 ||
+               output != Lines{"input\n"}) {
+      wrong = 2;
+    } else if (pipe.run(hostile("fds"), output) != 0 || output.size() < 3 ||
+               output[0] != "0 /dev/null\n" || output[1].substr(2) != output[2].substr(2) ||
+               output[1].find("pipe:") != 2) {
+      wrong = 3;
+    } else if (output.size() != 3 + static_cast<size_t>(std::count_if(
+                                        before.begin(), before.end(), [](const auto& entry) {
+                                          return entry.first > 2 &&
+                                                 (fcntl(entry.first, F_GETFD) & FD_CLOEXEC) == 0;
+                                        }))) {
+      wrong = 4;  // an end of the pipe is open twice
+    }
+  }
+  if (wrong == 0 && kelp_test::ProcessState::capture().descriptors != before) {
+    wrong = 5;
+  }
+  _exit(wrong);
+}
+
+TEST_F(ExecPipeRun, LosesNothingWhenTheHostHasClosedStandardDescriptors) {
+  for (int closed = 0; closed < 8; ++closed) {
+    EXPECT_EQ(0, runWithClosed(closed)) << "closed: " << closed;
+  }
+}
+
+// ---- many runs, one object ----
+
+TEST_F(ExecPipeRun, LeavesNothingBehindInAThousandRuns) {
+  const auto before = kelp_test::ProcessState::capture();
+  for (int i = 0; i < 1000; ++i) {
+    const std::string text = "run " + std::to_string(i);
+    ASSERT_EQ(0, pipe.run(hostile("say '" + text + "'"), output)) << i;
+    ASSERT_THAT(output, ElementsAre(text));
+    ASSERT_EQ(-1, pipe.m_readFd);
+    ASSERT_EQ(-1, pipe.m_childPid);
+  }
+  const BlockedChildSignal blocked;
+  const auto after = kelp_test::ProcessState::capture();
+  EXPECT_EQ(before.descriptors, after.descriptors);
+  EXPECT_FALSE(after.hasChildren);
+}
+
+TEST_F(ExecPipeRun, TwoObjectsRunAtTheSameTime) {
+  ProbedPipe other;
+  const Fifo fifo;
+  other.m_stdinFile = pipe.m_stdinFile = fifo.path();
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("waitbyte 0"), ""));
+  ASSERT_EQ(0, other.ExecPipe(hostile("waitbyte 0"), ""));
+  char line[64];
+  unsigned char timedOut = 0;
+  ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  ASSERT_TRUE(other.ReadLine(line, sizeof line, &timedOut, 60));
+  fifo.give();
+  fifo.give();
+  // The first child's write end is inherited by nobody: both outputs end.
+  EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  EXPECT_FALSE(other.ReadLine(line, sizeof line, &timedOut, 60));
+  EXPECT_EQ(0, other.Close(10));
+  EXPECT_EQ(0, pipe.Close(10));
+}
+
+TEST_F(ExecPipeRun, KeepsTheArgumentsUntilTheNextRun) {
+  EXPECT_EQ(0, run(hostile("args first second")));
+  EXPECT_THAT(pipe.arguments(), ElementsAre(HOSTILE_CHILD_PATH, "args", "first", "second"));
+  EXPECT_EQ(0, run(hostile("args third")));
+  EXPECT_THAT(pipe.arguments(), ElementsAre(HOSTILE_CHILD_PATH, "args", "third"));
+}
+
+TEST_F(ExecPipeRun, ReservedIsNotUsed) {
+  const BlockedChildSignal blocked;
+  EXPECT_EQ(0, pipe.Exec(hostile("args x"), output, "", 60, "reserved", "one", "two"));
+  EXPECT_THAT(output, ElementsAre("x\n"));
+  EXPECT_EQ("one", pipe.m_hostString1);
+  EXPECT_EQ("two", pipe.m_hostString2);
+}
+
+// ---- the child-exit handler's installation ----
+
+TEST_F(ExecPipeRun, InstallsTheHandlerWithItsFlags) {
+  signal(SIGCHLD, SIG_DFL);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(0, run(hostile("exit 0")));
+    struct sigaction action {};
+    ASSERT_EQ(0, sigaction(SIGCHLD, nullptr, &action));
+    EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, action.sa_sigaction);
+    constexpr int known = SA_SIGINFO | SA_NOCLDSTOP | SA_NOCLDWAIT | SA_NODEFER | SA_ONSTACK |
+                          SA_RESETHAND | SA_RESTART;
+    EXPECT_EQ(SA_SIGINFO | SA_NOCLDSTOP, action.sa_flags & known);
+    for (int number = 1; number < SIGRTMIN; ++number) {
+      EXPECT_EQ(0, sigismember(&action.sa_mask, number)) << number;
+    }
+    EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, ProbedPipe::m_act.sa_sigaction);
+    EXPECT_EQ(SA_SIGINFO | SA_NOCLDSTOP, ProbedPipe::m_act.sa_flags);
+    std::memset(static_cast<void*>(&ProbedPipe::m_act), 0x5a, sizeof ProbedPipe::m_act);
+  }
+}
+
+TEST_F(ExecPipeRun, InstallsTheHandlerEvenWhenNothingIsStarted) {
+  for (const char* command : {"", "/no/such/program"}) {
+    signal(SIGCHLD, SIG_DFL);
+    EXPECT_NE(0, run(command));
+    struct sigaction action {};
+    ASSERT_EQ(0, sigaction(SIGCHLD, nullptr, &action));
+    EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, action.sa_sigaction);
+  }
+}
+
+// ---- hostile commands ----
+
+TEST_F(ExecPipeRun, TimesOutAndLeavesTheChildToClose) {
+  const Fifo fifo;
+  EXPECT_EQ(5, run(hostile("waitbyte 0"), fifo.path(), 1));
+  EXPECT_EQ(-1, pipe.m_readFd);
+  ASSERT_GT(pipe.m_childPid, 0);
+  EXPECT_EQ(0, kill(pipe.m_childPid, 0)) << "neither waited for nor ended";
+  EXPECT_EQ(5, pipe.getLastError().m_code);
+  EXPECT_EQ(hostile("waitbyte 0"), pipe.getLastError().m_command);
+  EXPECT_EQ(L"", pipe.getLastError().m_message);
+  fifo.give();
+  EXPECT_EQ(0, pipe.Close(60));
+  EXPECT_EQ(-1, pipe.m_childPid);
+  EXPECT_EQ(5, pipe.getLastError().m_code) << "a success does not clear it";
+}
+
+// Calls back after each line.
+class WatchingPipe : public ProbedPipe {
+ public:
+  std::function<void(const std::string& line)> onLine;
+  bool ReadLine(char* buffer, int size, unsigned char* timedOut, long timeoutSeconds) override {
+    const bool stored = ProbedPipe::ReadLine(buffer, size, timedOut, timeoutSeconds);
+    if (stored) {
+      onLine(buffer);
+    }
+    return stored;
+  }
+};
+
+TEST_F(ExecPipeRun, AGrandchildThatHoldsThePipeKeepsTheReadingAlive) {
+  WatchingPipe watching;
+  watching.onLine = [&watching](const std::string& line) {
+    // The child itself is gone; only then does the grandchild end.
+    EXPECT_TRUE(ProbedPipe::awaitRecord(watching.m_childPid));
+    EXPECT_EQ(0, kill(std::stoi(line), SIGKILL));
+  };
+  EXPECT_EQ(0, watching.run(hostile("grandchild"), output));
+  EXPECT_EQ(1U, output.size());
+}
+
+bool isStopped(pid_t pid) {
+  siginfo_t info{};
+  return waitid(P_PID, static_cast<id_t>(pid), &info, WSTOPPED | WNOHANG | WNOWAIT) == 0 &&
+         info.si_pid == pid;
+}
+
+TEST_F(ExecPipeRun, AStoppedChildIsNoEndedChild) {
+  WatchingPipe watching;
+  watching.onLine = [&watching](const std::string& line) {
+    if (line == "stopping\n") {
+      const pid_t child = watching.m_childPid;
+      EXPECT_TRUE(eventually([child] { return isStopped(child); }));
+      EXPECT_FALSE(ProbedPipe::hasRecord(child));
+      kill(child, SIGCONT);
+    }
+  };
+  EXPECT_EQ(0, watching.run(hostile("stop"), output));
+  EXPECT_THAT(output, ElementsAre("stopping\n", "woken\n"));
+}
+
+TEST_F(ExecPipeRun, AnAbortEndsTheReadingAndLeavesTheRestForTheNextRun) {
+  WatchingPipe watching;
+  watching.onLine = [&watching](const std::string&) { watching.Abort(); };
+  EXPECT_EQ(0, watching.run(hostile("say 'one\\ntwo\\nthr'"), output));
+  EXPECT_THAT(output, ElementsAre("one\n"));
+  EXPECT_EQ(-1, watching.m_readFd);
+  EXPECT_EQ(0, watching.run(hostile("exit 0"), output)) << "the abort lasts";
+  EXPECT_THAT(output, IsEmpty());
+  watching.m_abortRequested = false;
+  watching.onLine = [](const std::string&) {};
+  EXPECT_EQ(0, watching.run(hostile("say 'ee\\nnext'"), output));
+  EXPECT_THAT(output, ElementsAre("two\n", "three\n", "next"));
+}
+
+TEST_F(ExecPipeRun, ClosingBeforeTheEndOfTheOutputLeavesTheRestToo) {
+  const BlockedChildSignal blocked;
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("say 'a\\nb\\n'"), ""));
+  char line[64];
+  unsigned char timedOut = 0;
+  ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  EXPECT_EQ(0, pipe.Close(60));
+  EXPECT_EQ(0, run(hostile("say c")));
+  EXPECT_THAT(output, ElementsAre("b\n", "c"));
+}
+
+TEST_F(ExecPipeRun, AnAbortBeforehandStillStartsAndReapsTheCommand) {
+  pipe.Abort();
+  output = {"old"};
+  EXPECT_EQ(11, run(hostile("exit 3")));
+  EXPECT_THAT(output, IsEmpty());
+  EXPECT_EQ(-1, pipe.m_childPid);
+}
+
+TEST_F(ExecPipeRun, TheDestructorReapsALiveChild) {
+  const BlockedChildSignal blocked;
+  pid_t child = -1;
+  {
+    const Fifo fifo;
+    ProbedPipe other;
+    other.m_stdinFile = fifo.path();
+    ASSERT_EQ(0, other.ExecPipe(hostile("waitbyte 0"), ""));
+    child = other.m_childPid;
+    fifo.give();
+  }
+  EXPECT_EQ(-1, kill(child, 0));
+  EXPECT_EQ(-1, waitpid(child, nullptr, WNOHANG));
+}
+
+}  // namespace
