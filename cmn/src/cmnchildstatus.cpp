@@ -71,11 +71,8 @@ void ChildStatusRecorder::record(Map& statuses, int pid, int status) {
     return;
   }
   if (!m_ring.push({pid, status})) {
-    try {
-      statuses[pid] = status;  // may re-enter malloc; better than to lose the child
-    } catch (...) {
-      return;
-    }
+    drain(statuses);  // may re-enter malloc; better than to lose the child
+    placePrepared(statuses, {pid, status});
   }
 }
 
@@ -104,9 +101,10 @@ void ChildStatusRecorder::drainPrepared(Map& statuses) {
 }
 
 void ChildStatusRecorder::drain(Map& statuses) {
-  while (const StatusRing::Record* oldest = m_ring.front()) {
-    statuses[oldest->pid] = oldest->status;
-    m_ring.pop();
+  topUp();
+  while (m_ring.front() != nullptr && !m_prepared.empty()) {
+    drainPrepared(statuses);
+    topUp();
   }
 }
 
@@ -130,9 +128,11 @@ bool ChildStatusRecorder::take(Map& statuses, int pid, int& status) {
   const bool known = found != statuses.end();
   if (known) {
     status = found->second;
-    m_prepared.insert(statuses.extract(found));
+    auto node = statuses.extract(found);
+    if (m_prepared.size() < preparedNodes) {
+      m_prepared.insert(std::move(node));
+    }
   }
-  topUp();
   return known;
 }
 
@@ -140,7 +140,6 @@ void ChildStatusRecorder::prepare(Map& statuses) {
   const MapUse use(*this, awaitMap());
   if (use) {
     drain(statuses);
-    topUp();
   }
 }
 

@@ -57,7 +57,7 @@ class ChildStatusRecorder {
   bool awaitMap();
   bool placePrepared(Map& statuses, StatusRing::Record record);
   void drainPrepared(Map& statuses);
-  void drain(Map& statuses);
+  void drain(Map& statuses);  // allocates, but never throws: what there is no memory for stays
   void topUp();
 
   StatusRing m_ring;

@@ -23,7 +23,9 @@ class StatusRing {
   bool push(Record record) {
     size_t tail = m_tail.load(std::memory_order_relaxed);
     do {
-      if (tail - m_head.load(std::memory_order_acquire) >= capacity) {
+      // Negative when other producers and the consumer have passed this tail meanwhile.
+      const auto used = static_cast<std::ptrdiff_t>(tail - m_head.load(std::memory_order_acquire));
+      if (used >= static_cast<std::ptrdiff_t>(capacity)) {
         return false;
       }
     } while (!m_tail.compare_exchange_weak(tail, tail + 1, std::memory_order_relaxed));

@@ -100,6 +100,14 @@ class ProbedPipe : public kelp_cmn_4_4::CCmnExecPipePosix {
     return eventually([pid] { return hasRecord(pid); });
   }
 
+  // Empties the map and whatever waits to be taken into it.
+  static void forgetRecords() {
+    const BlockedChildSignal blocked;
+    int ignored = 0;
+    ProbedPipe().CheckChildStatusMap(0, &ignored);
+    m_childStatusMap.clear();
+  }
+
   int run(const std::string& command, std::vector<std::string>& output,
           const std::string& stdinFile = "", unsigned long timeoutSeconds = 60) {
     return Exec(command, output, stdinFile, timeoutSeconds, "", "", "");
@@ -125,8 +133,7 @@ class ExecTest : public testing::Test {
     if (std::getenv("KELP_PRIVATE_VIEW") != nullptr) {
       std::filesystem::remove_all("/usr/tulsk");
     }
-    const BlockedChildSignal blocked;
-    ProbedPipe::m_childStatusMap.clear();
+    ProbedPipe::forgetRecords();
   }
 
   using Log = kelp_cmn_4_4::CCmnSmartPtr<

@@ -1,0 +1,915 @@
+// How ended children are recorded, waited for and reported.
+#include "../cmn/src/cmnstatusring.h"
+#include "exec_fixture.h"
+#include "interposed_calls.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+namespace {
+
+using kelp_cmn_4_4::CCmnExecPipePosix;
+using kelp_test::BlockedChildSignal;
+using kelp_test::Call;
+using kelp_test::eventually;
+using kelp_test::hostile;
+using kelp_test::ProbedPipe;
+using kelp_test::realCalls;
+using kelp_test::Replacements;
+using kelp_test::ScopedFailure;
+using kelp_test::ScopedReplacements;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+using Lines = std::vector<std::string>;
+
+// No process ever has such a number.
+constexpr int fakePid = 10000000;
+
+siginfo_t infoOf(int pid, int status) {
+  siginfo_t info{};
+  info.si_signo = SIGCHLD;
+  info.si_pid = pid;
+  info.si_status = status;
+  return info;
+}
+
+// Calls the handler with what the signal would tell.
+void tell(int pid, int status) {
+  siginfo_t info = infoOf(pid, status);
+  CCmnExecPipePosix::GetChildStatus(SIGCHLD, &info, nullptr);
+}
+
+pid_t reapedNothing(pid_t, int*, int) { return 0; }
+
+// Children that run on forever, as far as waitpid tells.
+class RunningChildren {
+ public:
+  RunningChildren() : scope_(replacements()) {}
+
+ private:
+  static Replacements replacements() {
+    Replacements result;
+    result.waitpid = reapedNothing;
+    return result;
+  }
+  ScopedReplacements scope_;
+};
+
+class ExecPipeHandler : public kelp_test::ExecTest {
+ protected:
+  void SetUp() override {
+    ExecTest::SetUp();
+    pipe.registerTraceLog(log);
+  }
+  ProbedPipe pipe;
+};
+
+int waitpidPid = 0;
+int waitpidOptions = 0;
+
+TEST_F(ExecPipeHandler, ReapsAnyOneChildWithoutWaiting) {
+  Replacements replacements;
+  static int calls;
+  calls = 0;
+  replacements.waitpid = [](pid_t pid, int* status, int options) {
+    ++calls;
+    waitpidPid = pid;
+    waitpidOptions = options;
+    *status = 0x1234;
+    return fakePid + 1;
+  };
+  const ScopedReplacements scope(replacements);
+  tell(fakePid, 5);
+  EXPECT_EQ(1, calls);
+  EXPECT_EQ(-1, waitpidPid);
+  EXPECT_EQ(WNOHANG, waitpidOptions);
+  // The signal's number and status count, not those that waitpid gave; this is meant.
+  EXPECT_THAT(ProbedPipe::m_childStatusMap, ElementsAre(std::make_pair(fakePid, 5)));
+}
+
+TEST_F(ExecPipeHandler, RecordsAlsoWhenNothingWasReaped) {
+  const RunningChildren running;
+  tell(fakePid, 7);
+  EXPECT_THAT(ProbedPipe::m_childStatusMap, ElementsAre(std::make_pair(fakePid, 7)));
+}
+
+TEST_F(ExecPipeHandler, RecordsNothingWhenWaitpidFails) {
+  for (const int error : {ECHILD, EINTR}) {
+    const ScopedFailure failure(Call::waitpid, error);
+    tell(fakePid, 7);
+    EXPECT_EQ(1, failure.failed());
+  }
+  tell(fakePid, 7);  // there are no children
+  EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
+}
+
+TEST_F(ExecPipeHandler, RecordsNothingWithoutInformationButReaps) {
+  static int calls;
+  calls = 0;
+  Replacements replacements;
+  replacements.waitpid = [](pid_t, int*, int) -> pid_t { return ++calls; };
+  const ScopedReplacements scope(replacements);
+  CCmnExecPipePosix::GetChildStatus(SIGCHLD, nullptr, nullptr);
+  EXPECT_EQ(1, calls);
+  EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
+}
+
+TEST_F(ExecPipeHandler, OverwritesAnOlderRecord) {
+  const RunningChildren running;
+  tell(fakePid, 7);
+  tell(fakePid, 9);
+  tell(fakePid + 1, 1);
+  EXPECT_THAT(ProbedPipe::m_childStatusMap,
+              ElementsAre(std::make_pair(fakePid, 9), std::make_pair(fakePid + 1, 1)));
+}
+
+TEST_F(ExecPipeHandler, KeepsErrno) {
+  {
+    const RunningChildren running;
+    errno = 4711;
+    tell(fakePid, 7);
+    EXPECT_EQ(4711, errno);
+  }
+  const ScopedFailure failure(Call::waitpid, ECHILD);
+  errno = 4712;
+  tell(fakePid, 7);
+  EXPECT_EQ(4712, errno);
+}
+
+TEST_F(ExecPipeHandler, AllocatesNothing) {
+  const RunningChildren running;
+  const ScopedFailure noNew(Call::operatorNew, ENOMEM, 1, kelp_test::Times::onwards);
+  const ScopedFailure noMalloc(Call::malloc, ENOMEM, 1, kelp_test::Times::onwards);
+  for (int i = 0; i < 1000; ++i) {
+    tell(fakePid + i, i);
+  }
+  EXPECT_EQ(0, noNew.calls());
+  EXPECT_EQ(0, noMalloc.calls());
+}
+
+void expectAllFound(ProbedPipe& pipe, int count) {
+  for (int i = 0; i < count; ++i) {
+    int status = -1;
+    ASSERT_TRUE(pipe.CheckChildStatusMap(fakePid + i, &status)) << i;
+    ASSERT_EQ(i % 256, status) << i;
+    ASSERT_FALSE(pipe.CheckChildStatusMap(fakePid + i, &status)) << i;
+  }
+  EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
+}
+
+// The numbers lie around those of the prepared nodes and of the ring, and beyond both.
+TEST_F(ExecPipeHandler, LosesNothingHoweverManyRecordsWait) {
+  pipe.registerTraceLog(Log());
+  for (const int count : {1, 63, 64, 65, 66, 200, 1087, 1088, 1089, 1090, 3000}) {
+    SCOPED_TRACE(count);
+    {
+      const RunningChildren running;
+      for (int i = 0; i < count; ++i) {
+        tell(fakePid + i, i % 256);
+      }
+    }
+    expectAllFound(pipe, count);
+  }
+}
+
+TEST_F(ExecPipeHandler, TheLastStatusOfANumberWinsHoweverManyRecordsWait) {
+  pipe.registerTraceLog(Log());
+  for (const int count : {64, 65, 100, 1088, 1089, 1200}) {
+    SCOPED_TRACE(count);
+    {
+      const RunningChildren running;
+      for (int i = 0; i < count; ++i) {
+        tell(fakePid + i, 255 - i % 256);
+      }
+      for (int i = 0; i < count; ++i) {
+        tell(fakePid + i, i % 256);
+      }
+    }
+    expectAllFound(pipe, count);
+  }
+}
+
+TEST_F(ExecPipeHandler, ShowsPreparedRecordsInTheMapAtOnce) {
+  int ignored = 0;
+  pipe.CheckChildStatusMap(fakePid, &ignored);  // tops up
+  const RunningChildren running;
+  for (size_t i = 1; i <= 64; ++i) {
+    tell(fakePid + static_cast<int>(i), 0);
+    EXPECT_EQ(i, ProbedPipe::m_childStatusMap.size());
+  }
+}
+
+TEST_F(ExecPipeHandler, StartingACommandTakesWaitingRecordsIntoTheMap) {
+  {
+    const RunningChildren running;
+    for (int i = 0; i < 500; ++i) {
+      tell(fakePid + i, i % 256);
+    }
+  }
+  const BlockedChildSignal blocked;
+  Lines output;
+  EXPECT_EQ(0, pipe.run(hostile("exit 0"), output));
+  EXPECT_EQ(500U, ProbedPipe::m_childStatusMap.size());
+}
+
+TEST_F(ExecPipeHandler, RecordsTheHostsOwnChildrenToo) {
+  Lines output;
+  ASSERT_EQ(0, pipe.run(hostile("exit 0"), output));
+  const pid_t child = fork();
+  if (child == 0) {
+    _exit(42);
+  }
+  ASSERT_TRUE(ProbedPipe::awaitRecord(child));
+  const BlockedChildSignal blocked;
+  EXPECT_EQ(42, ProbedPipe::m_childStatusMap[child]);
+  EXPECT_EQ(-1, waitpid(child, nullptr, WNOHANG));
+}
+
+TEST_F(ExecPipeHandler, RecordsExitCodesAndSignalNumbersPlain) {
+  const struct {
+    const char* mode;
+    int status;
+  } cases[] = {{"exit 0", 0}, {"exit 3", 3}, {"exit 255", 255}, {"die 9", 9}, {"die 15", 15}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.mode);
+    ASSERT_EQ(0, pipe.ExecPipe(hostile(c.mode), ""));
+    ASSERT_TRUE(ProbedPipe::awaitRecord(pipe.m_childPid));
+    {
+      const BlockedChildSignal blocked;
+      EXPECT_EQ(c.status, ProbedPipe::m_childStatusMap[pipe.m_childPid]);
+    }
+    pipe.Close(10);
+  }
+}
+
+TEST_F(ExecPipeHandler, CheckingTakesTheRecordOutAndTracesIt) {
+  ProbedPipe::m_childStatusMap = {{4711, 3}, {4712, 0}, {4713, 1}};
+  int status = 77;
+  EXPECT_FALSE(pipe.CheckChildStatusMap(4710, &status));
+  EXPECT_EQ(77, status);
+  EXPECT_THAT(traced(), IsEmpty());
+  EXPECT_TRUE(pipe.CheckChildStatusMap(4711, &status));
+  EXPECT_EQ(3, status);
+  EXPECT_TRUE(pipe.CheckChildStatusMap(4712, &status));
+  EXPECT_EQ(0, status);
+  EXPECT_FALSE(pipe.CheckChildStatusMap(4711, &status));
+  EXPECT_THAT(ProbedPipe::m_childStatusMap, ElementsAre(std::make_pair(4713, 1)));
+  EXPECT_THAT(
+      traced(),
+      ElementsAre(
+          "CheckChildStatus: child already exited with non-zero exit status of 3 (pid:4711)",
+          "CheckChildStatusMap: child already exited with 0 status (child pid:4712, ret:0)"));
+}
+
+TEST_F(ExecPipeHandler, DetailsNeedTraceLevelThree) {
+  pipe.registerTraceLog(openLog(2));
+  ProbedPipe::m_childStatusMap = {{fakePid, 3}};
+  pipe.m_childPid = fakePid;
+  EXPECT_EQ(3, pipe.WaitPid(0));
+  EXPECT_THAT(traced(), IsEmpty());
+  pipe.m_childPid = -1;
+}
+
+TEST_F(ExecPipeHandler, WorksWithoutATraceLog) {
+  pipe.registerTraceLog(Log());
+  ProbedPipe::m_childStatusMap = {{4711, 3}};
+  int status = 0;
+  EXPECT_TRUE(pipe.CheckChildStatusMap(4711, &status));
+  EXPECT_EQ(-1, pipe.WaitPid(0));
+}
+
+// The ring is never full here, so no record may be refused; a producer that is overtaken between
+// two looks must not mistake that for a full ring.
+TEST(StatusRing, RefusesNothingWhileThereIsRoom) {
+  using kelp_cmn_4_4::StatusRing;
+  constexpr int records = 200000;
+  const auto ring = std::make_unique<StatusRing>();
+  std::atomic<int> waiting{0};
+  std::atomic<int> refused{0};
+  const auto produce = [&](int first) {
+    for (int i = 0; i < records; ++i) {
+      while (waiting.fetch_add(1) >= 900) {
+        waiting.fetch_sub(1);
+        std::this_thread::yield();
+      }
+      if (!ring->push({first + i, i})) {
+        ++refused;
+        waiting.fetch_sub(1);
+      }
+    }
+  };
+  std::thread one(produce, 0);
+  std::thread two(produce, records);
+  std::vector<bool> seen(2 * records);
+  int last[2] = {-1, -1};
+  for (int taken = 0; taken + refused.load() < 2 * records;) {
+    if (const StatusRing::Record* const record = ring->front()) {
+      const int producer = record->pid / records;
+      ASSERT_LT(last[producer], record->status) << "out of order";
+      last[producer] = record->status;
+      seen[static_cast<size_t>(record->pid)] = true;
+      ring->pop();
+      waiting.fetch_sub(1);
+      ++taken;
+    }
+  }
+  one.join();
+  two.join();
+  EXPECT_EQ(0, refused);
+  EXPECT_TRUE(ring->empty());
+  EXPECT_EQ(2 * records, std::count(seen.begin(), seen.end(), true));
+}
+
+TEST(StatusRing, IsFullAtItsCapacityAndKeepsTheOrder) {
+  using kelp_cmn_4_4::StatusRing;
+  const auto ring = std::make_unique<StatusRing>();
+  constexpr int capacity = static_cast<int>(StatusRing::capacity);
+  EXPECT_EQ(1024, capacity);
+  for (int round = 0; round < 3; ++round) {
+    EXPECT_TRUE(ring->empty());
+    EXPECT_EQ(nullptr, ring->front());
+    for (int i = 0; i < capacity; ++i) {
+      ASSERT_TRUE(ring->push({i, round}));
+    }
+    EXPECT_FALSE(ring->push({-1, -1}));
+    ring->pop();
+    EXPECT_TRUE(ring->push({capacity, round}));
+    for (int i = 1; i <= capacity; ++i) {
+      ASSERT_NE(nullptr, ring->front());
+      ASSERT_EQ(i, ring->front()->pid);
+      ASSERT_EQ(round, ring->front()->status);
+      ring->pop();
+    }
+  }
+}
+
+// ---- waiting, by a clock of the test's own ----
+
+struct Kill {
+  long atMilliseconds;
+  pid_t pid;
+  int signalNumber;
+  bool operator==(const Kill& other) const {
+    return atMilliseconds == other.atMilliseconds && pid == other.pid &&
+           signalNumber == other.signalNumber;
+  }
+};
+
+void PrintTo(const Kill& kill, std::ostream* out) {
+  *out << "{" << kill.atMilliseconds << " ms, " << kill.pid << ", signal " << kill.signalNumber
+       << "}";
+}
+
+struct FakeSystem {
+  long milliseconds = 0;          // the time
+  std::vector<Kill> kills;        // what was sent
+  int killError = 0;              // what sending fails with
+  std::vector<long> polls;        // when waitpid was called for the child
+  long endsAt = LONG_MAX;         // when waitpid finds the child ended
+  int status = 0;                 // and its status
+  int waitError = 0;              // or what waitpid fails with from then on
+  int recordOnFailure = INT_MIN;  // what the handler records just before waitpid fails
+  pid_t found = fakePid;          // what waitpid returns then
+} fake;
+
+time_t fakeTime(time_t* now) {
+  EXPECT_EQ(nullptr, now);
+  return fake.milliseconds / 1000;
+}
+
+int fakeNanosleep(const timespec* duration, timespec*) {
+  EXPECT_EQ(0, duration->tv_sec);
+  EXPECT_EQ(100000000, duration->tv_nsec);
+  fake.milliseconds += 100;
+  errno = EINTR;
+  return -1;
+}
+
+pid_t fakeWaitpid(pid_t pid, int* status, int options) {
+  if (pid == -1) {
+    return 0;  // the handler's
+  }
+  EXPECT_EQ(fakePid, pid);
+  EXPECT_EQ(WNOHANG, options);
+  fake.polls.push_back(fake.milliseconds);
+  if (fake.milliseconds < fake.endsAt) {
+    return 0;
+  }
+  if (fake.waitError != 0) {
+    if (fake.recordOnFailure != INT_MIN) {
+      tell(fakePid, fake.recordOnFailure);
+    }
+    errno = fake.waitError;
+    return -1;
+  }
+  *status = fake.status;
+  return fake.found;
+}
+
+int fakeKill(pid_t pid, int signalNumber) {
+  fake.kills.push_back({fake.milliseconds, pid, signalNumber});
+  errno = fake.killError;
+  return fake.killError == 0 ? 0 : -1;
+}
+
+class ExecPipeWaitPid : public ExecPipeHandler {
+ protected:
+  ExecPipeWaitPid() : scope_(replacements()) {
+    fake = FakeSystem();
+    pipe.m_childPid = fakePid;
+  }
+  ~ExecPipeWaitPid() override { pipe.m_childPid = -1; }
+
+  static Replacements replacements() {
+    Replacements result;
+    result.time = fakeTime;
+    result.nanosleep = fakeNanosleep;
+    result.waitpid = fakeWaitpid;
+    result.kill = fakeKill;
+    return result;
+  }
+
+ private:
+  ScopedReplacements scope_;
+};
+
+const std::string pidText = std::to_string(fakePid);
+const std::string notInMap = "CCmnExecPipePosix::WaitPid: child pid " + pidText +
+                             " not in childStatusMap, calling waitpid()";
+const std::string hung = "CCmnExecPipePosix::WaitPid ERROR: child process appears to be hung";
+
+std::string foundInMap(int status) {
+  return "CCmnExecPipePosix::WaitPid: found child pid " + pidText + " in map, returning " +
+         std::to_string(status);
+}
+
+Lines without(const std::string& line, Lines lines) {
+  lines.erase(std::remove(lines.begin(), lines.end(), line), lines.end());
+  return lines;
+}
+
+TEST_F(ExecPipeWaitPid, WithoutAChildFailsAtOnce) {
+  for (const int pid : {-1, 0, -4711}) {
+    pipe.m_childPid = pid;
+    EXPECT_EQ(-1, pipe.WaitPid(10));
+    EXPECT_EQ(pid, pipe.m_childPid);
+  }
+  EXPECT_EQ(Lines(3, "CCmnExecPipePosix::WaitPid ERROR: invalid child process pid"), traced());
+  EXPECT_THAT(fake.polls, IsEmpty());
+  EXPECT_THAT(fake.kills, IsEmpty());
+}
+
+TEST_F(ExecPipeWaitPid, TakesTheRecordFirst) {
+  for (const int status : {3, 0, -1}) {
+    log = openLog(3);
+    pipe.registerTraceLog(log);
+    fake.endsAt = 0;
+    fake.status = 0x700;
+    ProbedPipe::m_childStatusMap[fakePid] = status;
+    EXPECT_EQ(status, pipe.WaitPid(10));
+    EXPECT_THAT(fake.polls, IsEmpty());
+    ASSERT_EQ(2U, traced().size());
+    EXPECT_EQ(foundInMap(status), traced()[1]);
+    EXPECT_EQ(fakePid, pipe.m_childPid) << "which Close() changes";
+    EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
+  }
+}
+
+TEST_F(ExecPipeWaitPid, GivesTheRawStatusFromWaitpid) {
+  for (const int status : {0, 0x300, 9, 0x7f, 0x137f, 0xffff}) {
+    fake.polls.clear();
+    fake.endsAt = 0;
+    fake.status = status;
+    EXPECT_EQ(status, pipe.WaitPid(10));
+    EXPECT_EQ(1U, fake.polls.size());
+    EXPECT_EQ(fakePid, pipe.m_childPid);
+  }
+  EXPECT_EQ(Lines(6, notInMap), traced());
+}
+
+TEST_F(ExecPipeWaitPid, AsksEveryHundredMilliseconds) {
+  fake.endsAt = 500;
+  EXPECT_EQ(0, pipe.WaitPid(10));
+  EXPECT_THAT(fake.polls, ElementsAre(0, 100, 200, 300, 400, 500));
+  EXPECT_EQ(Lines(6, notInMap), traced());
+  EXPECT_THAT(fake.kills, IsEmpty());
+}
+
+TEST_F(ExecPipeWaitPid, FindsARecordThatComesBetweenTwoPolls) {
+  Replacements replacements = ExecPipeWaitPid::replacements();
+  replacements.nanosleep = [](const timespec*, timespec*) {
+    fake.milliseconds += 100;
+    tell(fakePid, 5);
+    return 0;
+  };
+  const ScopedReplacements scope(replacements);
+  EXPECT_EQ(5, pipe.WaitPid(10));
+  EXPECT_EQ(1U, fake.polls.size());
+}
+
+TEST_F(ExecPipeWaitPid, ConsultsTheMapOnceMoreWhenTheHandlerCameBetween) {
+  for (const int status : {0, 4}) {
+    log = openLog(3);
+    pipe.registerTraceLog(log);
+    fake.endsAt = 0;
+    fake.waitError = ECHILD;
+    fake.recordOnFailure = status;
+    EXPECT_EQ(status, pipe.WaitPid(10));
+    ASSERT_EQ(3U, traced().size());
+    EXPECT_EQ(notInMap, traced()[0]);
+    EXPECT_EQ(foundInMap(status), traced()[2]);
+  }
+}
+
+TEST_F(ExecPipeWaitPid, FailsForAChildThatNobodyKnows) {
+  fake.endsAt = 0;
+  fake.waitError = ECHILD;
+  EXPECT_EQ(-1, pipe.WaitPid(10));
+  EXPECT_EQ(1U, fake.polls.size());
+  EXPECT_THAT(traced(), ElementsAre(notInMap));
+  EXPECT_THAT(fake.kills, IsEmpty());
+}
+
+TEST_F(ExecPipeWaitPid, OtherFailuresAndOtherChildrenAreAskedAgain) {
+  fake.endsAt = 0;
+  for (const int error : {EINTR, EINVAL}) {
+    fake.waitError = error;
+    fake.kills.clear();
+    EXPECT_EQ(-1, pipe.WaitPid(0));
+    EXPECT_EQ(2U, fake.kills.size());
+  }
+  fake.waitError = 0;
+  fake.found = fakePid + 1;
+  EXPECT_EQ(-1, pipe.WaitPid(0));
+}
+
+// Only a failed waitpid has an errno: one left over from before means nothing.
+TEST_F(ExecPipeWaitPid, ARunningChildIsNotTakenForAnUnknownOne) {
+  Replacements replacements = ExecPipeWaitPid::replacements();
+  replacements.waitpid = [](pid_t, int*, int) {
+    errno = ECHILD;
+    return fake.milliseconds < 300 ? 0 : fakePid;
+  };
+  const ScopedReplacements scope(replacements);
+  pipe.WaitPid(10);
+  EXPECT_EQ(300, fake.milliseconds);
+}
+
+TEST_F(ExecPipeWaitPid, EscalatesFromPollingToTerminatingToKilling) {
+  pipe.registerTraceLog(Log());
+  // The clock's whole seconds count, so a period of n lasts up to n + 1.
+  const struct {
+    long timeoutSeconds;
+    long startsAt;
+    long terminatedAt;
+    long killedAt;
+    long givenUpAt;
+  } cases[] = {
+      {10, 0, 11000, 22000, 33000},     {1, 0, 2000, 4000, 6000},
+      {0, 0, 1000, 2000, 3000},         {0, 700, 1000, 2000, 3000},
+      {10, 5900, 16000, 27000, 38000},  {29, 0, 30000, 60000, 90000},
+      {30, 0, 31000, 62000, 93000},     {31, 0, 32000, 63000, 94000},
+      {100, 0, 101000, 132000, 163000}, {-1, 0, 0, 0, 0},
+      {-50, 300, 300, 300, 300},        {LONG_MIN, 0, 0, 0, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.timeoutSeconds);
+    fake = FakeSystem();
+    fake.milliseconds = c.startsAt;
+    EXPECT_EQ(-1, pipe.WaitPid(c.timeoutSeconds));
+    EXPECT_THAT(fake.kills, ElementsAre(Kill{c.terminatedAt, fakePid, SIGTERM},
+                                        Kill{c.killedAt, fakePid, SIGKILL}));
+    EXPECT_EQ(c.givenUpAt, fake.milliseconds);
+    EXPECT_EQ((c.givenUpAt - c.startsAt) / 100, static_cast<long>(fake.polls.size()));
+    EXPECT_EQ(fakePid, pipe.m_childPid);
+  }
+}
+
+TEST_F(ExecPipeWaitPid, TracesAChildThatHangs) {
+  EXPECT_EQ(-1, pipe.WaitPid(0));
+  EXPECT_THAT(without(notInMap, traced()), ElementsAre(hung));
+  EXPECT_EQ(hung, traced().back());
+}
+
+TEST_F(ExecPipeWaitPid, ReapsAChildThatTheSignalsEnded) {
+  pipe.registerTraceLog(Log());
+  for (const long endsAt : {11000L, 15000L, 22000L, 32900L}) {
+    fake = FakeSystem();
+    fake.endsAt = endsAt;
+    fake.status = SIGTERM;
+    EXPECT_EQ(SIGTERM, pipe.WaitPid(10));
+    EXPECT_EQ(endsAt, fake.milliseconds);
+    EXPECT_EQ(endsAt < 22000 ? 1U : 2U, fake.kills.size());
+  }
+}
+
+TEST_F(ExecPipeWaitPid, FailuresToSignalAreTracedAndTheEscalationGoesOn) {
+  for (const int error : {ESRCH, EPERM}) {
+    fake = FakeSystem();
+    fake.killError = error;
+    log = openLog(1);
+    pipe.registerTraceLog(log);
+    EXPECT_EQ(-1, pipe.WaitPid(10));
+    EXPECT_EQ(2U, fake.kills.size());
+    EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::WaitPid ERROR: kill(" + pidText +
+                                          ", SIGTERM) failed, errno " + std::to_string(error),
+                                      "CCmnExecPipePosix::WaitPid ERROR: kill(" + pidText +
+                                          ", SIGKILL) failed, errno " + std::to_string(error),
+                                      hung));
+  }
+}
+
+// ---- closing ----
+
+// Answers WaitPid from the test.
+class DecodingPipe : public ProbedPipe {
+ public:
+  int status = 0;
+  std::vector<long> asked;
+  int WaitPid(long timeoutSeconds) override {
+    asked.push_back(timeoutSeconds);
+    return status;
+  }
+  int closeWith(int value) {
+    status = value;
+    m_childPid = fakePid;
+    m_commandLine = "the command";
+    m_lastError = kelp_cmn_4_4::ECmnExecPipe("old", 99);
+    return Close(10);
+  }
+};
+
+int decoded(int status) {
+  const unsigned int bits = static_cast<unsigned int>(status);
+  return status == -1              ? 8
+         : bits % 128 == 127       ? 13
+         : bits % 128 != 0         ? 12
+         : (bits / 256) % 256 != 0 ? 11
+                                   : 0;
+}
+
+void expectDecoded(DecodingPipe& pipe, int status) {
+  const int code = pipe.closeWith(status);
+  ASSERT_EQ(decoded(status), code) << status;
+  ASSERT_EQ(-1, pipe.m_childPid) << status;
+  const kelp_cmn_4_4::ECmnExecPipe error = pipe.getLastError();
+  ASSERT_EQ(code == 0 ? 99 : code, error.m_code) << status;
+  ASSERT_EQ(code == 0 ? "old" : "the command", error.m_command) << status;
+  ASSERT_EQ(L"", error.m_message) << status;
+  ASSERT_EQ(0, error.m_detail) << status;
+}
+
+TEST(ExecPipeClose, DecodesEveryWaitStatus) {
+  DecodingPipe pipe;
+  for (int status = 0; status <= 0x1ffff; ++status) {
+    ASSERT_NO_FATAL_FAILURE(expectDecoded(pipe, status));
+  }
+  for (const int status : {-1, -2, -128, -129, -256, -257, INT_MIN, INT_MAX, 0x7fffff80}) {
+    ASSERT_NO_FATAL_FAILURE(expectDecoded(pipe, status));
+  }
+}
+
+TEST(ExecPipeClose, NamedStatusesGiveTheirCodes) {
+  DecodingPipe pipe;
+  EXPECT_EQ(0, pipe.closeWith(0));
+  EXPECT_EQ(11, pipe.closeWith(3 << 8));
+  EXPECT_EQ(11, pipe.closeWith(255 << 8));
+  EXPECT_EQ(12, pipe.closeWith(SIGTERM));
+  EXPECT_EQ(12, pipe.closeWith(SIGSEGV | 0x80));
+  EXPECT_EQ(13, pipe.closeWith(0x137f));
+  EXPECT_EQ(8, pipe.closeWith(-1));
+}
+
+TEST(ExecPipeClose, PassesTheTimeOutToWaitPid) {
+  DecodingPipe pipe;
+  for (const long timeout : {0L, 10L, -1L, LONG_MAX}) {
+    pipe.m_childPid = fakePid;
+    pipe.Close(timeout);
+  }
+  EXPECT_THAT(pipe.asked, ElementsAre(0, 10, -1, LONG_MAX));
+}
+
+TEST(ExecPipeClose, WithNothingOpenDoesNothing) {
+  DecodingPipe pipe;
+  pipe.m_lastError = kelp_cmn_4_4::ECmnExecPipe("old", 99);
+  EXPECT_EQ(0, pipe.Close(10));
+  EXPECT_EQ(0, pipe.Close(10));
+  EXPECT_THAT(pipe.asked, IsEmpty());
+  EXPECT_EQ(99, pipe.getLastError().m_code);
+}
+
+TEST(ExecPipeClose, ClosesTheReadEndAlsoWithoutAChild) {
+  DecodingPipe pipe;
+  int ends[2];
+  ASSERT_EQ(0, ::pipe(ends));
+  pipe.m_readFd = ends[0];
+  EXPECT_EQ(0, pipe.Close(10));
+  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(-1, close(ends[0]));
+  close(ends[1]);
+  EXPECT_THAT(pipe.asked, IsEmpty());
+}
+
+TEST(ExecPipeClose, KeepsTheReadAhead) {
+  DecodingPipe pipe;
+  pipe.m_bufferCount = 5;
+  pipe.m_bufferPos = 2;
+  EXPECT_EQ(0, pipe.closeWith(0));
+  EXPECT_EQ(5, pipe.m_bufferCount);
+  EXPECT_EQ(2, pipe.m_bufferPos);
+}
+
+// Anything but -1 counts as a child.
+TEST(ExecPipeClose, WaitsForAnInvalidChildInVain) {
+  kelp_test::expectChangeOf("SIGCHLD");
+  ProbedPipe pipe;
+  pipe.m_childPid = 0;
+  EXPECT_EQ(8, pipe.Close(10));
+  EXPECT_EQ(-1, pipe.m_childPid);
+  EXPECT_EQ(8, pipe.getLastError().m_code);
+}
+
+class ExecPipeReaping : public ExecPipeHandler {
+ protected:
+  Lines output;
+};
+
+// A plain exit code from the map is read as a wait status on purpose.
+TEST_F(ExecPipeReaping, TheMapsExitCodesAreReadAsWaitStatuses) {
+  for (int value = 0; value < 256; ++value) {
+    ProbedPipe::m_childStatusMap[fakePid] = value;
+    pipe.registerTraceLog(Log());
+    pipe.m_childPid = fakePid;
+    const int expected = value % 128 == 0 ? 0 : value % 128 == 127 ? 13 : 12;
+    EXPECT_EQ(expected, pipe.Close(10)) << value;
+  }
+}
+
+TEST_F(ExecPipeReaping, AChildThatTheHandlerReapedIsReportedByItsPlainCode) {
+  pipe.handlerFirst = true;
+  const struct {
+    const char* mode;
+    int code;
+  } cases[] = {{"exit 0", 0},   {"exit 3", 12},   {"exit 126", 12}, {"exit 127", 13},
+               {"exit 128", 0}, {"exit 255", 13}, {"die 15", 12},   {"die 9", 12}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.mode);
+    EXPECT_EQ(c.code, pipe.run(hostile(c.mode), output));
+    EXPECT_FALSE(ProbedPipe::hasRecord(pipe.m_childPid));
+  }
+  EXPECT_EQ(12, pipe.getLastError().m_code);
+  EXPECT_EQ(hostile("die 9"), pipe.getLastError().m_command);
+}
+
+TEST_F(ExecPipeReaping, TheHandlersWayIsTraced) {
+  pipe.handlerFirst = true;
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 3"), ""));
+  const std::string pid = std::to_string(pipe.m_childPid);
+  EXPECT_EQ(12, pipe.Close(10));
+  EXPECT_THAT(
+      traced(),
+      ElementsAre(
+          "CheckChildStatus: child already exited with non-zero exit status of 3 (pid:" + pid + ")",
+          "CCmnExecPipePosix::WaitPid: found child pid " + pid + " in map, returning 3"));
+}
+
+TEST_F(ExecPipeReaping, TheWaitpidWayIsTraced) {
+  const BlockedChildSignal blocked;
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 3"), ""));
+  const std::string pid = std::to_string(pipe.m_childPid);
+  EXPECT_EQ(11, pipe.Close(10));
+  const Lines lines = traced();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(Lines(lines.size(), "CCmnExecPipePosix::WaitPid: child pid " + pid +
+                                    " not in childStatusMap, calling waitpid()"),
+            lines);
+}
+
+TEST_F(ExecPipeReaping, AChildReapedBySomebodyElseGivesEight) {
+  const BlockedChildSignal blocked;
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 3"), ""));
+  const pid_t child = pipe.m_childPid;
+  EXPECT_EQ(child, waitpid(child, nullptr, 0));
+  EXPECT_EQ(8, pipe.Close(10));
+  EXPECT_EQ(8, pipe.getLastError().m_code);
+  EXPECT_EQ(hostile("exit 3"), pipe.getLastError().m_command);
+  EXPECT_EQ(L"", pipe.getLastError().m_message);
+  EXPECT_EQ(-1, pipe.m_childPid);
+}
+
+TEST_F(ExecPipeReaping, IgnoredChildSignalsAreNotUndoneByTheLibrary) {
+  // Every start installs the handler, whatever was there.
+  signal(SIGCHLD, SIG_IGN);
+  const BlockedChildSignal blocked;
+  EXPECT_EQ(11, pipe.run(hostile("exit 3"), output));
+}
+
+// A clock that runs as fast as the library sleeps, and stands still once a given signal was sent.
+struct FastClock {
+  long milliseconds = 0;
+  int stopsAt = 0;
+  bool stopped = false;
+  std::vector<int> signals;
+} fast;
+
+class FastForward {
+ public:
+  explicit FastForward(int stopsAt) : scope_(replacements()) {
+    fast = FastClock();
+    fast.stopsAt = stopsAt;
+  }
+
+ private:
+  static Replacements replacements() {
+    Replacements result;
+    result.time = [](time_t*) -> time_t { return fast.milliseconds / 1000; };
+    result.nanosleep = [](const timespec*, timespec* rest) {
+      constexpr timespec moment{0, 500000};
+      fast.milliseconds += fast.stopped ? 0 : 100;
+      return realCalls().nanosleep(&moment, rest);
+    };
+    result.kill = [](pid_t pid, int signalNumber) {
+      fast.signals.push_back(signalNumber);
+      fast.stopped = signalNumber == fast.stopsAt;
+      return realCalls().kill(pid, signalNumber);
+    };
+    return result;
+  }
+  ScopedReplacements scope_;
+};
+
+TEST_F(ExecPipeReaping, AChildThatClosesItsOutputAndStaysIsTerminated) {
+  const BlockedChildSignal blocked;
+  const FastForward clock(SIGTERM);
+  EXPECT_EQ(12, pipe.run(hostile("closeoutput"), output));
+  EXPECT_THAT(output, ElementsAre("closing\n"));
+  EXPECT_THAT(fast.signals, ElementsAre(SIGTERM));
+  EXPECT_EQ(11000, fast.milliseconds) << "ten of the clock's seconds must pass";
+}
+
+TEST_F(ExecPipeReaping, AChildThatIgnoresTerminationIsKilled) {
+  const BlockedChildSignal blocked;
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("ignoreterm"), ""));
+  char line[16];
+  unsigned char timedOut = 0;
+  ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  const FastForward clock(SIGKILL);
+  EXPECT_EQ(12, pipe.Close(100));
+  EXPECT_THAT(fast.signals, ElementsAre(SIGTERM, SIGKILL));
+  EXPECT_EQ(132000, fast.milliseconds);
+}
+
+TEST_F(ExecPipeReaping, TheDestructorEndsAChildByForceAfterTenSeconds) {
+  const BlockedChildSignal blocked;
+  const FastForward clock(SIGKILL);
+  pid_t child = -1;
+  {
+    ProbedPipe other;
+    ASSERT_EQ(0, other.ExecPipe(hostile("ignoreterm"), ""));
+    char line[16];
+    unsigned char timedOut = 0;
+    ASSERT_TRUE(other.ReadLine(line, sizeof line, &timedOut, 60));
+    child = other.m_childPid;
+  }
+  EXPECT_THAT(fast.signals, ElementsAre(SIGTERM, SIGKILL));
+  EXPECT_EQ(22000, fast.milliseconds);
+  EXPECT_EQ(-1, realCalls().kill(child, 0));
+}
+
+TEST_F(ExecPipeReaping, AStoppedChildIsKilled) {
+  const BlockedChildSignal blocked;
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("stop"), ""));
+  char line[16];
+  unsigned char timedOut = 0;
+  ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  siginfo_t info{};
+  ASSERT_EQ(0, waitid(P_PID, static_cast<id_t>(pipe.m_childPid), &info, WSTOPPED | WNOWAIT));
+  const FastForward clock(SIGKILL);  // a stopped process does not take SIGTERM
+  EXPECT_EQ(12, pipe.Close(0));
+  EXPECT_THAT(fast.signals, ElementsAre(SIGTERM, SIGKILL));
+}
+
+TEST_F(ExecPipeReaping, ReallyPollsUntilTheClocksSecondChanges) {
+  const BlockedChildSignal blocked;
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("stay"), ""));
+  char line[16];
+  unsigned char timedOut = 0;
+  ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  const time_t before = time(nullptr);
+  EXPECT_EQ(12, pipe.Close(0));
+  EXPECT_GT(time(nullptr), before);
+}
+
+}  // namespace
