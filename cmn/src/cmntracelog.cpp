@@ -114,8 +114,8 @@ void CCmnTraceLog::initialize(const tstr& component, tstr dir, tstr file, int le
   } catch (...) {
     std::puts("ERROR: CCmnTraceLog: Failed to initialize log settings");
   }
-  m_traceFile = file;
-  m_traceDir = dir;
+  m_traceFile = file.c_str();
+  m_traceDir = dir.c_str();
   m_traceLevel = level;
   // The default directory ends with a slash already; the doubled one is harmless and meant.
   m_tracePath = m_traceDir + "/" + m_traceFile;
@@ -129,7 +129,7 @@ void CCmnTraceLog::initialize(const tstr& component, tstr dir, tstr file, int le
 
 void CCmnTraceLog::initTraceSettings(tstr& dir, tstr& file, int& level) {
   try {
-    if (!dir.empty() && !file.empty()) {
+    if (*dir.c_str() != '\0' && *file.c_str() != '\0') {
       updateConfigFile(dir, file, level);
     }
     loadFromConfigFile(dir, file, level);

@@ -1,0 +1,668 @@
+#include "cmnconfiguration.h"
+
+#include "scratch.h"
+
+#include <ace/Configuration_Import_Export.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace {
+
+std::optional<int> heapOpenResult;  // what opening a heap reports while it is set
+std::vector<size_t> heapOpenSizes;
+
+}  // namespace
+
+// Stands in front of ACE's own: it opens the heap all the same, and reports what a test wants.
+int ACE_Configuration_Heap::open(size_t size) {
+  static const auto next = reinterpret_cast<int (*)(ACE_Configuration_Heap*, size_t)>(
+      dlsym(RTLD_NEXT, "_ZN22ACE_Configuration_Heap4openEm"));
+  heapOpenSizes.push_back(size);
+  const int result = next(this, size);
+  return heapOpenResult.value_or(result);
+}
+
+namespace {
+
+using kelp_cmn_4_4::CCmnConfiguration;
+using kelp_cmn_4_4::CCmnError;
+using kelp_cmn_4_4::tstr;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+constexpr char noDirectory[] = "Configuration path verification failed";
+constexpr char noFile[] = "Configuration path succeeded but no configuration file exists.";
+constexpr char importFailed[] = "Import of configuration file failed.";
+constexpr char heapFailed[] = "Failed to open configuration heap";
+
+// The path on which import and export work is shown by where an export goes.
+class Configuration : public testing::Test {
+ protected:
+  ~Configuration() override {
+    heapOpenResult.reset();
+    heapOpenSizes.clear();
+  }
+
+  const std::string& dir() const { return scratch_.path(); }
+
+  void write(const std::string& name, const std::string& content) const {
+    kelp_test::writeFile(dir() + name, content);
+  }
+  std::string read(const std::string& name) const { return kelp_test::readFile(dir() + name); }
+  bool exists(const std::string& name) const { return std::filesystem::exists(dir() + name); }
+
+  int import(CCmnConfiguration& store, const std::string& name) const {
+    return store.importConfig(dir().c_str(), name.c_str());
+  }
+
+  // Writes the content to a file and loads it.
+  int load(CCmnConfiguration& store, const std::string& content) const {
+    write("loaded.conf", content);
+    return import(store, "loaded.conf");
+  }
+
+ private:
+  kelp_test::ScratchDirectory scratch_;
+};
+
+void expectNoError(const CCmnConfiguration& store) {
+  const CCmnError& error = store.getLastError();
+  EXPECT_EQ(error.getCode(), 0);
+  EXPECT_STREQ(error.what(), "");
+  EXPECT_STREQ(error.getFileName(), "");
+  EXPECT_EQ(error.getLineNumber(), 0);
+  EXPECT_STREQ(error.getFunction(), "");
+}
+
+void expectError(const CCmnConfiguration& store, int code, const char* message,
+                 const char* function) {
+  const CCmnError& error = store.getLastError();
+  EXPECT_EQ(error.getCode(), code);
+  EXPECT_STREQ(error.what(), message);
+  EXPECT_STREQ(error.getFileName(), "cmnconfiguration.cpp");
+  EXPECT_GT(error.getLineNumber(), 0);
+  EXPECT_STREQ(error.getFunction(), function);
+}
+
+std::string text(CCmnConfiguration& store, const char* section, const char* name) {
+  tstr value("(none)");
+  return store.getStringValue(section, name, value) == 0 ? value.c_str() : "(missing)";
+}
+
+long number(CCmnConfiguration& store, const char* section, const char* name) {
+  unsigned int value = 0;
+  return store.getIntegerValue(section, name, value) == 0 ? static_cast<long>(value) : -1;
+}
+
+std::vector<std::string> plain(const std::vector<tstr>& names) {
+  std::vector<std::string> result;
+  for (const tstr& name : names) {
+    result.emplace_back(name.c_str());
+  }
+  return result;
+}
+
+// Whether a section exists, without creating it or changing the current one.
+bool hasSection(CCmnConfiguration& store, const char* name) {
+  ACE_Configuration_Section_Key key;
+  ACE_Configuration_Heap& heap = store.configHeap();
+  return heap.open_section(heap.root_section(), name, false, key) == 0;
+}
+
+static_assert(!std::is_polymorphic_v<CCmnConfiguration>);
+static_assert(!std::is_copy_constructible_v<CCmnConfiguration>);
+static_assert(!std::is_copy_assignable_v<CCmnConfiguration>);
+
+// --- Construction
+
+TEST_F(Configuration, StartsEmptyWithAnOpenHeapOfTheDefaultSize) {
+  heapOpenSizes.clear();
+  CCmnConfiguration store;
+  EXPECT_THAT(heapOpenSizes, ElementsAre(16U));
+  expectNoError(store);
+  EXPECT_THAT(plain(store.enumerateSections(store.configHeap().root_section())), IsEmpty());
+  ACE_Configuration_Section_Key key;
+  EXPECT_EQ(store.openSection("S", key, 1), 0);
+}
+
+TEST_F(Configuration, WithoutAFileThereIsNothingToExportTo) {
+  CCmnConfiguration store;
+  EXPECT_NE(store.exportConfig(), 0);
+  expectNoError(store);
+}
+
+TEST_F(Configuration, KeepsUnverifiedPathsWhenToldNotToImport) {
+  CCmnConfiguration store(dir().c_str(), "later.conf", false);
+  expectNoError(store);
+  EXPECT_FALSE(exists("later.conf"));
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  ASSERT_EQ(store.setStringValue("K", "v"), 0);
+  EXPECT_EQ(store.exportConfig(), 0);
+  EXPECT_EQ(read("later.conf"), "[S]\n\"K\"=\"v\"\n");
+}
+
+TEST_F(Configuration, DoesNotReadAnExistingFileWhenToldNotTo) {
+  write("a.conf", "[S]\n\"K\"=\"v\"\n");
+  CCmnConfiguration store(dir().c_str(), "a.conf", false);
+  EXPECT_FALSE(hasSection(store, "S"));
+}
+
+TEST_F(Configuration, ImportsAtConstructionWhenTold) {
+  write("a.conf", "[S]\n\"K\"=\"v\"\n");
+  CCmnConfiguration store(dir().c_str(), "a.conf", true);
+  expectNoError(store);
+  EXPECT_EQ(text(store, "S", "K"), "v");
+}
+
+TEST_F(Configuration, AFailedImportAtConstructionShowsInTheLastErrorOnly) {
+  CCmnConfiguration store(dir().c_str(), "new.conf", true);
+  expectError(store, -1, noFile, "importConfig");
+  EXPECT_EQ(store.exportConfig(), 0) << "the paths are kept, so the export creates the file";
+  EXPECT_TRUE(exists("new.conf"));
+}
+
+TEST_F(Configuration, NullPathsCountAsEmptyAtConstruction) {
+  const std::string whole = dir() + "whole.conf";
+  CCmnConfiguration fileOnly(nullptr, whole.c_str(), false);
+  EXPECT_EQ(fileOnly.exportConfig(), 0);
+  EXPECT_TRUE(exists("whole.conf"));
+  const std::string other = dir() + "other.conf";
+  CCmnConfiguration dirOnly(other.c_str(), nullptr, false);
+  EXPECT_EQ(dirOnly.exportConfig(), 0);
+  EXPECT_TRUE(exists("other.conf"));
+  CCmnConfiguration neither(nullptr, nullptr, false);
+  EXPECT_NE(neither.exportConfig(), 0);
+  expectNoError(neither);
+}
+
+TEST_F(Configuration, DestructionWritesNothing) {
+  {
+    CCmnConfiguration store(dir().c_str(), "a.conf", false);
+    ACE_Configuration_Section_Key key;
+    ASSERT_EQ(store.openSection("S", key, 1), 0);
+    ASSERT_EQ(store.setIntegerValue("K", 1), 0);
+  }
+  EXPECT_FALSE(exists("a.conf"));
+}
+
+// --- A heap that cannot be opened
+
+TEST_F(Configuration, AHeapThatCannotBeOpenedIsRecordedAndNotThrown) {
+  heapOpenResult = -7;
+  CCmnConfiguration plainStore;
+  expectError(plainStore, -7, heapFailed, "CCmnConfiguration");
+  CCmnConfiguration pathStore(dir().c_str(), "a.conf", false);
+  expectError(pathStore, -7, heapFailed, "CCmnConfiguration");
+  EXPECT_EQ(pathStore.exportConfig(), 0) << "the paths are kept all the same";
+  EXPECT_TRUE(exists("a.conf"));
+}
+
+TEST_F(Configuration, TheImportGoesOnAfterTheHeapFailed) {
+  write("a.conf", "[S]\n\"K\"=\"v\"\n");
+  heapOpenResult = -7;
+  CCmnConfiguration store(dir().c_str(), "a.conf", true);
+  EXPECT_EQ(text(store, "S", "K"), "v");
+  expectError(store, -7, heapFailed, "CCmnConfiguration");
+  CCmnConfiguration failedTwice(dir().c_str(), "missing.conf", true);
+  expectError(failedTwice, -1, noFile, "importConfig");
+}
+
+// --- importConfig
+
+TEST_F(Configuration, ImportReadsTextsAndNumbersOfNestedSections) {
+  CCmnConfiguration store;
+  EXPECT_EQ(load(store,
+                 "[A]\n\"text\"=\"some text\"\n\"number\"=dword:0000001f\n"
+                 "[A\\B\\C]\n\"most\"=dword:ffffffff\n\"none\"=dword:00000000\n\"empty\"=\"\"\n"),
+            0);
+  expectNoError(store);
+  EXPECT_EQ(text(store, "A", "text"), "some text");
+  EXPECT_EQ(number(store, "A", "number"), 0x1f);
+  EXPECT_EQ(number(store, "A\\B\\C", "most"), 0xffffffffL);
+  EXPECT_EQ(number(store, "A\\B\\C", "none"), 0);
+  EXPECT_EQ(text(store, "A\\B\\C", "empty"), "");
+}
+
+TEST_F(Configuration, AMissingDirectoryFailsBeforeTheFileIsLookedFor) {
+  CCmnConfiguration store;
+  EXPECT_EQ(store.importConfig((dir() + "missing/").c_str(), "a.conf"), -1);
+  expectError(store, -1, noDirectory, "importConfig");
+}
+
+TEST_F(Configuration, ANullDirectoryFailsAsAnEmptyPath) {
+  write("a.conf", "[S]\n\"K\"=\"v\"\n");
+  CCmnConfiguration store;
+  EXPECT_EQ(store.importConfig(nullptr, (dir() + "a.conf").c_str()), -1);
+  expectError(store, -1, noDirectory, "importConfig");
+  EXPECT_FALSE(hasSection(store, "S"));
+  EXPECT_EQ(store.importConfig("", (dir() + "a.conf").c_str()), -1);
+  EXPECT_EQ(store.importConfig(nullptr, nullptr), -1);
+}
+
+TEST_F(Configuration, ANullFileNamesTheDirectoryItself) {
+  write("whole", "[S]\n\"K\"=\"v\"\n");
+  CCmnConfiguration store;
+  EXPECT_EQ(store.importConfig((dir() + "whole").c_str(), nullptr), 0);
+  EXPECT_EQ(text(store, "S", "K"), "v");
+}
+
+TEST_F(Configuration, AMissingFileIsRecordedAndItsPathKept) {
+  CCmnConfiguration store;
+  EXPECT_EQ(import(store, "missing.conf"), -1);
+  expectError(store, -1, noFile, "importConfig");
+  EXPECT_EQ(store.exportConfig(), 0);
+  EXPECT_TRUE(exists("missing.conf"));
+}
+
+TEST_F(Configuration, AMissingDirectorysPathIsKeptToo) {
+  const std::string later = dir() + "later/";
+  CCmnConfiguration store;
+  EXPECT_EQ(store.importConfig(later.c_str(), "a.conf"), -1);
+  std::filesystem::create_directory(later);
+  EXPECT_EQ(store.exportConfig(), 0);
+  EXPECT_TRUE(exists("later/a.conf"));
+}
+
+TEST_F(Configuration, DirectoryAndFileAreJoinedWithoutASeparator) {
+  std::filesystem::create_directory(dir() + "cfg");
+  write("cfg/a.conf", "[S]\n\"K\"=\"v\"\n");
+  CCmnConfiguration store;
+  EXPECT_EQ(store.importConfig((dir() + "cfg").c_str(), "a.conf"), -1);
+  expectError(store, -1, noFile, "importConfig");
+  EXPECT_EQ(store.exportConfig(), 0);
+  EXPECT_TRUE(exists("cfga.conf"));
+}
+
+TEST_F(Configuration, AFailedImportPassesOnTheStatusOfACE) {
+  write("broken.conf", "[S]\n\"K\"=\"v\"\n[T\n\"L\"=\"w\"\n");
+  std::filesystem::create_directory(dir() + "directory.conf");
+  for (const char* name : {"broken.conf", "directory.conf"}) {
+    SCOPED_TRACE(name);
+    CCmnConfiguration probe;
+    ACE_Registry_ImpExp registry(probe.configHeap());
+    const int expected = registry.import_config((dir() + name).c_str());
+    ASSERT_NE(expected, 0);
+    CCmnConfiguration store;
+    EXPECT_EQ(import(store, name), expected);
+    expectError(store, expected, importFailed, "importConfig");
+  }
+}
+
+TEST_F(Configuration, EachFailureCarriesItsOwnLine) {
+  write("broken.conf", "[S\n");
+  std::set<int> lines;
+  CCmnConfiguration store;
+  store.importConfig("", "");
+  lines.insert(store.getLastError().getLineNumber());
+  import(store, "missing.conf");
+  lines.insert(store.getLastError().getLineNumber());
+  import(store, "broken.conf");
+  lines.insert(store.getLastError().getLineNumber());
+  heapOpenResult = -1;
+  const CCmnConfiguration unopened;
+  lines.insert(unopened.getLastError().getLineNumber());
+  EXPECT_EQ(lines.size(), 4U);
+}
+
+TEST_F(Configuration, ASuccessDoesNotClearTheLastError) {
+  CCmnConfiguration store;
+  import(store, "missing.conf");
+  const int line = store.getLastError().getLineNumber();
+  EXPECT_EQ(load(store, "[S]\n\"K\"=\"v\"\n"), 0);
+  EXPECT_EQ(store.exportConfig(), 0);
+  EXPECT_EQ(text(store, "S", "K"), "v");
+  expectError(store, -1, noFile, "importConfig");
+  EXPECT_EQ(store.getLastError().getLineNumber(), line);
+}
+
+TEST_F(Configuration, ALaterFailureReplacesTheRecord) {
+  CCmnConfiguration store;
+  import(store, "missing.conf");
+  EXPECT_EQ(store.importConfig(nullptr, "a.conf"), -1);
+  expectError(store, -1, noDirectory, "importConfig");
+}
+
+TEST_F(Configuration, OtherFailuresAreNotRecorded) {
+  CCmnConfiguration store((dir() + "missing/").c_str(), "a.conf", false);
+  ACE_Configuration_Section_Key key;
+  tstr value;
+  unsigned int integer = 0;
+  EXPECT_NE(store.openSection("S", key, 0), 0);
+  EXPECT_NE(store.getStringValue("K", value), 0);
+  EXPECT_NE(store.getIntegerValue("S", "K", integer), 0);
+  EXPECT_NE(store.exportConfig(), 0);
+  expectNoError(store);
+}
+
+TEST_F(Configuration, ASecondImportMerges) {
+  CCmnConfiguration store;
+  ASSERT_EQ(load(store, "[A]\n\"kept\"=\"1\"\n\"changed\"=\"2\"\n\"retyped\"=\"3\"\n"), 0);
+  ASSERT_EQ(load(store, "[A]\n\"changed\"=\"4\"\n\"retyped\"=dword:00000005\n[B]\n\"new\"=\"6\"\n"),
+            0);
+  EXPECT_EQ(text(store, "A", "kept"), "1");
+  EXPECT_EQ(text(store, "A", "changed"), "4");
+  EXPECT_EQ(number(store, "A", "retyped"), 5);
+  EXPECT_EQ(text(store, "B", "new"), "6");
+}
+
+TEST_F(Configuration, ImportDoesNotChangeTheCurrentSection) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("Mine", key, 1), 0);
+  ASSERT_EQ(load(store, "[Other]\n\"K\"=\"v\"\n"), 0);
+  ASSERT_EQ(store.setStringValue("L", "w"), 0);
+  EXPECT_EQ(text(store, "Mine", "L"), "w");
+  EXPECT_EQ(text(store, "Other", "L"), "(missing)");
+}
+
+// --- Habits of ACE that show through
+
+TEST_F(Configuration, TheLastLineNeedsItsLineEnd) {
+  CCmnConfiguration store;
+  EXPECT_EQ(load(store, "[A]\n\"first\"=\"1\"\n\"last\"=\"2\""), 0);
+  EXPECT_EQ(text(store, "A", "first"), "1");
+  EXPECT_EQ(text(store, "A", "last"), "(missing)");
+}
+
+TEST_F(Configuration, AMalformedLineEndsTheImportWithWhatCameBeforeApplied) {
+  CCmnConfiguration store;
+  EXPECT_NE(load(store, "[A]\n\"before\"=\"1\"\n[B\n\"after\"=\"2\"\n[C]\n\"after\"=\"3\"\n"), 0);
+  expectError(store, store.getLastError().getCode(), importFailed, "importConfig");
+  EXPECT_EQ(text(store, "A", "before"), "1");
+  EXPECT_EQ(text(store, "A", "after"), "(missing)");
+  EXPECT_FALSE(hasSection(store, "C"));
+}
+
+TEST_F(Configuration, ALineEndInsideAValueBreaksTheExportedFile) {
+  CCmnConfiguration store(dir().c_str(), "a.conf", false);
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  ASSERT_EQ(store.setStringValue("K", "one\ntwo"), 0);
+  EXPECT_EQ(text(store, "S", "K"), "one\ntwo");
+  ASSERT_EQ(store.exportConfig(), 0);
+  EXPECT_EQ(read("a.conf"), "[S]\n\"K\"=\"one\ntwo\"\n");
+  CCmnConfiguration again;
+  import(again, "a.conf");
+  EXPECT_NE(text(again, "S", "K"), "one\ntwo");
+}
+
+// --- exportConfig
+
+TEST_F(Configuration, ExportWritesEverySection) {
+  CCmnConfiguration store(dir().c_str(), "a.conf", false);
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("A\\B", key, 1), 0);
+  ASSERT_EQ(store.setIntegerValue("N", 0x12abU), 0);
+  ASSERT_EQ(store.openSection("C", key, 1), 0);
+  ASSERT_EQ(store.setStringValue("T", "text"), 0);
+  ASSERT_EQ(store.openSection("Empty", key, 1), 0);
+  EXPECT_EQ(store.exportConfig(), 0);
+  const std::string content = read("a.conf");
+  EXPECT_THAT(content, testing::HasSubstr("[A]\n[A\\B]\n\"N\"=dword:000012ab\n"));
+  EXPECT_THAT(content, testing::HasSubstr("[C]\n\"T\"=\"text\"\n"));
+  EXPECT_THAT(content, testing::HasSubstr("[Empty]\n"));
+}
+
+TEST_F(Configuration, ExportReplacesTheImportedFile) {
+  CCmnConfiguration store;
+  ASSERT_EQ(load(store, "; a comment\n[S]\n\"K\"=\"v\"\n"), 0);
+  ASSERT_EQ(store.exportConfig(), 0);
+  EXPECT_EQ(read("loaded.conf"), "[S]\n\"K\"=\"v\"\n");
+}
+
+TEST_F(Configuration, ExportGoesToTheFileLastNamedEvenByAFailedImport) {
+  CCmnConfiguration store;
+  ASSERT_EQ(load(store, "[S]\n\"K\"=\"v\"\n"), 0);
+  import(store, "other.conf");
+  ASSERT_EQ(store.exportConfig(), 0);
+  EXPECT_EQ(read("other.conf"), "[S]\n\"K\"=\"v\"\n");
+}
+
+TEST_F(Configuration, ExportToAnUnwritablePlacePassesOnTheStatus) {
+  std::filesystem::create_directory(dir() + "directory");
+  for (const char* name : {"missing/a.conf", "directory"}) {
+    SCOPED_TRACE(name);
+    CCmnConfiguration store(dir().c_str(), name, false);
+    ACE_Registry_ImpExp registry(store.configHeap());
+    const int expected = registry.export_config((dir() + name).c_str());
+    ASSERT_NE(expected, 0);
+    EXPECT_EQ(store.exportConfig(), expected);
+    expectNoError(store);
+  }
+}
+
+TEST_F(Configuration, WhatWasExportedIsImportedAgain) {
+  CCmnConfiguration store(dir().c_str(), "a.conf", false);
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("A\\B", key, 1), 0);
+  ASSERT_EQ(store.setIntegerValue("N", 4294967295U), 0);
+  ASSERT_EQ(store.setStringValue("T", "a \\ path = 100%s; [x] \xc3\xa4"), 0);
+  ASSERT_EQ(store.exportConfig(), 0);
+  CCmnConfiguration again(dir().c_str(), "a.conf", true);
+  expectNoError(again);
+  EXPECT_EQ(number(again, "A\\B", "N"), 4294967295L);
+  EXPECT_EQ(text(again, "A\\B", "T"), "a \\ path = 100%s; [x] \xc3\xa4");
+}
+
+// --- Sections
+
+TEST_F(Configuration, NoSectionIsCurrentAtFirst) {
+  CCmnConfiguration store;
+  tstr value("untouched");
+  unsigned int integer = 5;
+  EXPECT_NE(store.getStringValue("K", value), 0);
+  EXPECT_NE(store.setStringValue("K", "v"), 0);
+  EXPECT_NE(store.getIntegerValue("K", integer), 0);
+  EXPECT_NE(store.setIntegerValue("K", 1), 0);
+  EXPECT_STREQ(value.c_str(), "untouched");
+  EXPECT_EQ(integer, 5U);
+  EXPECT_THAT(plain(store.enumerateSections()), IsEmpty());
+}
+
+TEST_F(Configuration, OpeningCreatesOnlyWhenAsked) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key key;
+  EXPECT_NE(store.openSection("S", key, 0), 0);
+  EXPECT_FALSE(hasSection(store, "S"));
+  EXPECT_EQ(store.openSection("S", key, 1), 0);
+  EXPECT_TRUE(hasSection(store, "S"));
+  EXPECT_EQ(store.openSection("S", key, 0), 0);
+  EXPECT_EQ(store.openSection("S", key, 1), 0) << "an existing section is no failure";
+  EXPECT_EQ(store.openSection("P\\Q", key, 1), 0);
+  EXPECT_TRUE(hasSection(store, "P"));
+}
+
+TEST_F(Configuration, TheOpenedSectionIsHandedOutAndCurrent) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  EXPECT_EQ(store.configHeap().set_string_value(key, "K", "v"), 0);
+  tstr value;
+  EXPECT_EQ(store.getStringValue("K", value), 0);
+  EXPECT_STREQ(value.c_str(), "v");
+  key = ACE_Configuration_Section_Key();
+  EXPECT_EQ(store.getStringValue("K", value), 0) << "the store keeps a key of its own";
+}
+
+TEST_F(Configuration, AFailedOpeningLeavesTheCurrentSection) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  ACE_Configuration_Section_Key other;
+  EXPECT_NE(store.openSection("Missing", other, 0), 0);
+  ASSERT_EQ(store.setStringValue("K", "v"), 0);
+  EXPECT_EQ(text(store, "S", "K"), "v");
+}
+
+TEST_F(Configuration, ABaseMakesTheNameRelative) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key outer;
+  ACE_Configuration_Section_Key inner;
+  ASSERT_EQ(store.openSection("A", outer, 1), 0);
+  EXPECT_NE(store.openSection(outer, "B\\C", inner, 0), 0);
+  EXPECT_EQ(store.openSection(outer, "B\\C", inner, 1), 0);
+  ASSERT_EQ(store.setIntegerValue("N", 3), 0);
+  EXPECT_EQ(number(store, "A\\B\\C", "N"), 3);
+  EXPECT_FALSE(hasSection(store, "B"));
+  EXPECT_EQ(store.openSection(store.configHeap().root_section(), "A\\B", inner, 0), 0);
+  const ACE_Configuration_Section_Key none;
+  EXPECT_NE(store.openSection(none, "B", inner, 1), 0) << "an empty key is no section";
+}
+
+// --- Values
+
+TEST_F(Configuration, ValuesOfTheCurrentSectionAreSetReplacedAndRead) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  for (const char* content : {"first", "", "a longer second text", "x"}) {
+    EXPECT_EQ(store.setStringValue("T", content), 0);
+    tstr value("old");
+    EXPECT_EQ(store.getStringValue("T", value), 0);
+    EXPECT_STREQ(value.c_str(), content);
+  }
+  for (const unsigned int content : {0U, 1U, 0x80000000U, 0xffffffffU}) {
+    EXPECT_EQ(store.setIntegerValue("N", content), 0);
+    unsigned int value = 77;
+    EXPECT_EQ(store.getIntegerValue("N", value), 0);
+    EXPECT_EQ(value, content);
+  }
+}
+
+TEST_F(Configuration, AValueOfTheOtherTypeIsNotReadButCanBeReplaced) {
+  CCmnConfiguration store;
+  ASSERT_EQ(load(store, "[S]\n\"T\"=\"5\"\n\"N\"=dword:00000005\n"), 0);
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 0), 0);
+  unsigned int integer = 77;
+  tstr value("untouched");
+  EXPECT_NE(store.getIntegerValue("T", integer), 0);
+  EXPECT_NE(store.getStringValue("N", value), 0);
+  EXPECT_EQ(integer, 77U);
+  EXPECT_STREQ(value.c_str(), "untouched");
+  EXPECT_EQ(store.setIntegerValue("T", 6), 0);
+  EXPECT_EQ(store.setStringValue("N", "six"), 0);
+  EXPECT_EQ(number(store, "S", "T"), 6);
+  EXPECT_EQ(text(store, "S", "N"), "six");
+}
+
+TEST_F(Configuration, StatusesAreThoseOfTheHeap) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  ACE_Configuration_Heap& heap = store.configHeap();
+  tstr value;
+  unsigned int integer = 0;
+  EXPECT_EQ(store.getStringValue("K", value), heap.get_string_value(key, "K", value));
+  EXPECT_EQ(store.getIntegerValue("K", integer), heap.get_integer_value(key, "K", integer));
+  EXPECT_EQ(store.openSection("M", key, 0),
+            heap.open_section(heap.root_section(), "M", false, key));
+  EXPECT_EQ(store.openSection("", key, 1), heap.open_section(heap.root_section(), "", true, key));
+}
+
+TEST_F(Configuration, AskingInAMissingSectionCreatesItAndFails) {
+  CCmnConfiguration store(dir().c_str(), "a.conf", false);
+  unsigned int integer = 77;
+  tstr value("untouched");
+  EXPECT_NE(store.getIntegerValue("S", "K", integer), 0);
+  EXPECT_NE(store.getStringValue("T", "K", value), 0);
+  EXPECT_EQ(integer, 77U);
+  EXPECT_STREQ(value.c_str(), "untouched");
+  ASSERT_EQ(store.exportConfig(), 0);
+  const std::string content = read("a.conf");
+  EXPECT_TRUE(content == "[S]\n[T]\n" || content == "[T]\n[S]\n") << content;
+}
+
+TEST_F(Configuration, AskingInANamedSectionMakesItCurrent) {
+  CCmnConfiguration store;
+  ASSERT_EQ(load(store, "[A]\n\"K\"=\"v\"\n\"N\"=dword:00000001\n[B]\n\"K\"=\"w\"\n"), 0);
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("B", key, 0), 0);
+  EXPECT_EQ(text(store, "A", "K"), "v");
+  EXPECT_EQ(store.setStringValue("K2", "x"), 0);
+  EXPECT_EQ(text(store, "A", "K2"), "x");
+  EXPECT_EQ(text(store, "B", "K2"), "(missing)");
+  EXPECT_EQ(number(store, "A", "N"), 1);
+  EXPECT_EQ(store.setIntegerValue("N2", 2), 0);
+  EXPECT_EQ(number(store, "A", "N2"), 2);
+  EXPECT_EQ(number(store, "B", "missing"), -1);
+  EXPECT_EQ(store.setIntegerValue("N3", 3), 0);
+  EXPECT_EQ(number(store, "B", "N3"), 3) << "current even where the value was missing";
+}
+
+TEST_F(Configuration, ASectionThatCannotBeOpenedGivesItsStatus) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  ASSERT_EQ(store.setStringValue("K", "v"), 0);
+  ASSERT_EQ(store.setIntegerValue("N", 1), 0);
+  ACE_Configuration_Section_Key none;
+  const int expected = store.openSection("", none, 1);
+  ASSERT_NE(expected, 0) << "an empty name is no section";
+  tstr value("untouched");
+  unsigned int integer = 77;
+  EXPECT_EQ(store.getStringValue("", "K", value), expected);
+  EXPECT_EQ(store.getIntegerValue("", "N", integer), expected);
+  EXPECT_STREQ(value.c_str(), "untouched") << "the current section is not asked instead";
+  EXPECT_EQ(integer, 77U);
+}
+
+// --- Enumeration
+
+TEST_F(Configuration, EnumerationNamesTheSubsectionsOfOneLevel) {
+  CCmnConfiguration store;
+  ASSERT_EQ(load(store, "[A\\X]\n[A\\Y\\Deep]\n[A\\Z]\n\"K\"=\"v\"\n[B]\n"), 0);
+  ACE_Configuration_Heap& heap = store.configHeap();
+  EXPECT_THAT(plain(store.enumerateSections(heap.root_section())), UnorderedElementsAre("A", "B"));
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("A", key, 0), 0);
+  EXPECT_THAT(plain(store.enumerateSections(key)), UnorderedElementsAre("X", "Y", "Z"));
+  EXPECT_THAT(plain(store.enumerateSections()), UnorderedElementsAre("X", "Y", "Z"));
+  ASSERT_EQ(store.openSection("B", key, 0), 0);
+  EXPECT_THAT(plain(store.enumerateSections()), IsEmpty());
+  EXPECT_THAT(plain(store.enumerateSections(ACE_Configuration_Section_Key())), IsEmpty());
+}
+
+TEST_F(Configuration, EnumerationKeepsTheOrderOfTheHeapAndTheCurrentSection) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key key;
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_EQ(store.openSection(("S" + std::to_string(i)).c_str(), key, 1), 0);
+  }
+  ASSERT_EQ(store.openSection("Current", key, 1), 0);
+  ACE_Configuration_Heap& heap = store.configHeap();
+  std::vector<std::string> expected;
+  ACE_TString name;
+  for (int i = 0; heap.enumerate_sections(heap.root_section(), i, name) == 0; ++i) {
+    expected.emplace_back(name.c_str());
+  }
+  ASSERT_EQ(expected.size(), 51U);
+  EXPECT_EQ(plain(store.enumerateSections(heap.root_section())), expected);
+  ASSERT_EQ(store.setStringValue("K", "v"), 0);
+  EXPECT_EQ(text(store, "Current", "K"), "v");
+}
+
+TEST_F(Configuration, TheHeapItselfIsShared) {
+  CCmnConfiguration store(dir().c_str(), "a.conf", false);
+  ACE_Configuration_Heap& heap = store.configHeap();
+  EXPECT_EQ(&heap, &store.configHeap());
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(heap.open_section(heap.root_section(), "S", true, key), 0);
+  ASSERT_EQ(heap.set_integer_value(key, "N", 5), 0);
+  EXPECT_EQ(number(store, "S", "N"), 5);
+  ASSERT_EQ(store.exportConfig(), 0);
+  EXPECT_EQ(read("a.conf"), "[S]\n\"N\"=dword:00000005\n");
+}
+
+}  // namespace

@@ -1,0 +1,173 @@
+#include "cmntraceable.h"
+
+#include "install_root.h"
+#include "scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <type_traits>
+
+namespace {
+
+using kelp_cmn_4_4::CCmnContextSingletonAllocator;
+using kelp_cmn_4_4::CCmnSmartPtr;
+using kelp_cmn_4_4::CCmnTraceable;
+using kelp_cmn_4_4::CCmnTraceLog;
+
+using Holder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
+
+class Worker : public CCmnTraceable {
+ public:
+  const Holder& log() const { return m_traceLog; }
+  Holder& log() { return m_traceLog; }
+  bool work() {
+    if (m_traceLog) {
+      m_traceLog->trace(1, "worked %d", 7);
+      return true;
+    }
+    return false;
+  }
+};
+
+class WatchedLog : public CCmnTraceLog {
+ public:
+  explicit WatchedLog(bool& destroyed) : destroyed_(destroyed) {}
+  ~WatchedLog() override { destroyed_ = true; }
+
+ private:
+  bool& destroyed_;
+};
+
+static_assert(std::is_polymorphic_v<CCmnTraceable>);
+static_assert(std::has_virtual_destructor_v<CCmnTraceable>);
+static_assert(sizeof(CCmnTraceable) == sizeof(void*) + sizeof(Holder), "one member");
+
+TEST(Traceable, HoldsNoLogAtFirst) {
+  Worker worker;
+  EXPECT_FALSE(worker.log());
+  EXPECT_FALSE(worker.work());
+}
+
+TEST(Traceable, TakesAShareInARegisteredLog) {
+  const Holder log(new CCmnTraceLog);
+  {
+    Worker worker;
+    worker.registerTraceLog(log);
+    EXPECT_EQ(worker.log(), log);
+    EXPECT_EQ(log->getCount(), 2);
+    Worker other;
+    other.registerTraceLog(log);
+    EXPECT_EQ(log->getCount(), 3);
+  }
+  EXPECT_EQ(log->getCount(), 1) << "destruction gives the shares up";
+}
+
+TEST(Traceable, TheLastShareDestroysTheLog) {
+  bool destroyed = false;
+  {
+    Worker worker;
+    worker.registerTraceLog(Holder(new WatchedLog(destroyed)));
+    EXPECT_EQ(worker.log()->getCount(), 1);
+    EXPECT_FALSE(destroyed);
+  }
+  EXPECT_TRUE(destroyed);
+}
+
+TEST(Traceable, DestructionThroughTheBaseGivesTheShareUp) {
+  const Holder log(new CCmnTraceLog);
+  std::unique_ptr<CCmnTraceable> worker = std::make_unique<Worker>();
+  worker->registerTraceLog(log);
+  EXPECT_EQ(log->getCount(), 2);
+  worker.reset();
+  EXPECT_EQ(log->getCount(), 1);
+}
+
+TEST(Traceable, AnotherLogReplacesTheOldOne) {
+  bool firstDestroyed = false;
+  const Holder second(new CCmnTraceLog);
+  Worker worker;
+  worker.registerTraceLog(Holder(new WatchedLog(firstDestroyed)));
+  worker.registerTraceLog(second);
+  EXPECT_TRUE(firstDestroyed);
+  EXPECT_EQ(worker.log(), second);
+  EXPECT_EQ(second->getCount(), 2);
+}
+
+TEST(Traceable, AnEmptyHolderEndsTracing) {
+  const Holder log(new CCmnTraceLog);
+  Worker worker;
+  worker.registerTraceLog(log);
+  worker.registerTraceLog(Holder());
+  EXPECT_FALSE(worker.log());
+  EXPECT_FALSE(worker.work());
+  EXPECT_EQ(log->getCount(), 1);
+  worker.registerTraceLog(Holder());
+  EXPECT_FALSE(worker.log());
+}
+
+TEST(Traceable, RegisteringItsOwnHolderChangesNothing) {
+  bool destroyed = false;
+  Worker worker;
+  worker.registerTraceLog(Holder(new WatchedLog(destroyed)));
+  worker.registerTraceLog(worker.log());
+  EXPECT_FALSE(destroyed);
+  ASSERT_TRUE(worker.log());
+  EXPECT_EQ(worker.log()->getCount(), 1);
+}
+
+TEST(Traceable, RegisteringTheSameLogAgainKeepsTheCount) {
+  const Holder log(new CCmnTraceLog);
+  const Holder again(log);
+  Worker worker;
+  worker.registerTraceLog(log);
+  worker.registerTraceLog(again);
+  EXPECT_EQ(worker.log(), log);
+  EXPECT_EQ(log->getCount(), 3);
+}
+
+TEST(Traceable, TheProcesssOneLogServesAllWorkers) {
+  Worker first;
+  Worker second;
+  first.registerTraceLog(Holder::create());
+  second.registerTraceLog(Holder::create());
+  EXPECT_EQ(first.log(), second.log());
+  EXPECT_EQ(first.log()->getCount(), 2);
+}
+
+TEST(Traceable, RegisteringCanBeOverridden) {
+  class Refusing : public Worker {
+   public:
+    void registerTraceLog(const Holder& /*log*/) override {}
+  };
+  const Holder log(new CCmnTraceLog);
+  Refusing refusing;
+  CCmnTraceable& base = refusing;
+  base.registerTraceLog(log);
+  EXPECT_FALSE(refusing.log());
+}
+
+// The platform's C++ ABI: a pointer to a virtual member function holds one more than the byte
+// offset of its slot.
+TEST(Traceable, TheDestructorsSlotsComeBeforeRegistering) {
+  void (CCmnTraceable::*member)(const Holder&) = &CCmnTraceable::registerTraceLog;
+  std::intptr_t representation = 0;
+  std::memcpy(&representation, &member, sizeof representation);
+  EXPECT_EQ(representation, static_cast<std::intptr_t>(2 * sizeof(void*) + 1));
+}
+
+TEST(Traceable, WritesThroughItsLog) {
+  const kelp_test::InstallRoot root;
+  kelp_test::InstallRoot::makeProductTree();
+  const Holder log(new CCmnTraceLog);
+  log->initialize("vault", "", "", 1, false);
+  Worker worker;
+  worker.registerTraceLog(log);
+  EXPECT_TRUE(worker.work());
+  const std::string traced = kelp_test::readFile("/usr/tulsk/krellvane/logs/zorvt/vault.log");
+  EXPECT_EQ(traced.substr(traced.find("worked")), "worked 7\n");
+}
+
+}  // namespace
