@@ -559,8 +559,8 @@ class CommaLocale {
                          "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\n"
                          "END LC_NUMERIC\n");
     const std::string command = "cd " + scratch_.path() + " && localedef -c -i source ./comma";
-    // It warns about the missing categories, and its status says so.
-    static_cast<void>(std::system((command + " >/dev/null 2>&1").c_str()));
+    // It warns about the missing categories, and its status says so: only setlocale tells.
+    [[maybe_unused]] const int status = std::system((command + " >/dev/null 2>&1").c_str());
     setenv("LOCPATH", scratch_.path().c_str(), 1);
     isSet_ = setlocale(LC_NUMERIC, "comma") != nullptr;
   }
