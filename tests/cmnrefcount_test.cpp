@@ -1,0 +1,79 @@
+#include "cmnrefcount.h"
+
+#include <gtest/gtest.h>
+
+#include <type_traits>
+
+namespace {
+
+using kelp_cmn_4_4::CCmnRefCount;
+
+static_assert(!std::is_copy_constructible_v<CCmnRefCount>);
+static_assert(!std::is_copy_assignable_v<CCmnRefCount>);
+static_assert(std::has_virtual_destructor_v<CCmnRefCount>);
+
+class Exposed : public CCmnRefCount {
+ public:
+  explicit Exposed(bool* destroyed = nullptr) : destroyed_(destroyed) {}
+  ~Exposed() override {
+    if (destroyed_ != nullptr) {
+      *destroyed_ = true;
+    }
+  }
+  volatile int& count() { return m_count; }
+
+ private:
+  bool* destroyed_;
+};
+
+TEST(RefCount, StartsAtZero) {
+  CCmnRefCount object;
+  EXPECT_EQ(object.getCount(), 0);
+}
+
+TEST(RefCount, IncrementAddsOneAndReturnsTheNewCount) {
+  CCmnRefCount object;
+  EXPECT_EQ(object.increment(), 1);
+  EXPECT_EQ(object.increment(), 2);
+  EXPECT_EQ(object.getCount(), 2);
+}
+
+TEST(RefCount, DecrementTakesOneAndReturnsTheNewCount) {
+  CCmnRefCount object;
+  object.increment();
+  object.increment();
+  EXPECT_EQ(object.decrement(), 1);
+  EXPECT_EQ(object.decrement(), 0);
+  EXPECT_EQ(object.getCount(), 0);
+}
+
+TEST(RefCount, DecrementDeletesNothingAtZeroNorBelow) {
+  bool destroyed = false;
+  Exposed* object = new Exposed(&destroyed);
+  object->increment();
+  EXPECT_EQ(object->decrement(), 0);
+  EXPECT_FALSE(destroyed);
+  EXPECT_EQ(object->decrement(), -1);
+  EXPECT_FALSE(destroyed);
+  EXPECT_EQ(object->getCount(), -1);
+  delete object;
+}
+
+TEST(RefCount, KeepsTheCountInItsField) {
+  Exposed object;
+  object.increment();
+  EXPECT_EQ(object.count(), 1);
+  object.count() = 41;
+  EXPECT_EQ(object.getCount(), 41);
+  EXPECT_EQ(object.increment(), 42);
+}
+
+TEST(RefCount, IsDeletedThroughItsVirtualDestructor) {
+  bool destroyed = false;
+  CCmnRefCount* object = new Exposed(&destroyed);
+  object->increment();
+  delete object;
+  EXPECT_TRUE(destroyed);
+}
+
+}  // namespace

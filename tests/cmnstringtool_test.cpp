@@ -1,0 +1,1324 @@
+#include "cmnstringtool.h"
+
+#include "scratch.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdlib>
+#include <cstring>
+#include <cwctype>
+#include <limits>
+#include <memory>
+#include <new>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#ifdef __SANITIZE_ADDRESS__
+extern "C" void* __interceptor_malloc(size_t size);
+extern "C" void* __interceptor_calloc(size_t count, size_t size);
+#else
+extern "C" void* __libc_malloc(size_t size);
+extern "C" void* __libc_calloc(size_t count, size_t size);
+#endif
+
+namespace {
+
+struct Heap {
+  bool watched;
+  int failAt;  // the number of the watched allocation that fails, from 1; 0 for none
+  int count;
+  size_t sizes[8];
+};
+Heap heap;
+
+bool heapAllows(size_t size) {
+  if (!heap.watched) {
+    return true;
+  }
+  if (heap.count < 8) {
+    heap.sizes[heap.count] = size;
+  }
+  return ++heap.count != heap.failAt;
+}
+
+}  // namespace
+
+// They stand in front of the platform's, so that a test sees what is asked for and can refuse it.
+extern "C" {
+
+void* malloc(size_t size) noexcept {
+  if (!heapAllows(size)) {
+    return nullptr;
+  }
+#ifdef __SANITIZE_ADDRESS__
+  return __interceptor_malloc(size);
+#else
+  return __libc_malloc(size);
+#endif
+}
+
+// Compilers turn malloc and a memset to zero into this.
+void* calloc(size_t count, size_t size) noexcept {
+  if (!heapAllows(count * size)) {
+    return nullptr;
+  }
+#ifdef __SANITIZE_ADDRESS__
+  return __interceptor_calloc(count, size);
+#else
+  return __libc_calloc(count, size);
+#endif
+}
+
+}  // extern "C"
+
+namespace {
+
+using kelp_cmn_4_4::CCmnStringTool;
+using kelp_cmn_4_4::tstr;
+using kelp_test::ScopedLocale;
+using testing::ElementsAre;
+
+class WatchedHeap {
+ public:
+  explicit WatchedHeap(int failAt = 0) { heap = {true, failAt, 0, {}}; }
+  ~WatchedHeap() { heap.watched = false; }
+  WatchedHeap(const WatchedHeap&) = delete;
+  WatchedHeap& operator=(const WatchedHeap&) = delete;
+};
+
+const char* const bothLocales[] = {"C", "C.utf8"};
+
+// With its zero bytes.
+template <class Char, size_t size>
+std::basic_string<Char> whole(const Char (&literal)[size]) {
+  return std::basic_string<Char>(literal, size - 1);
+}
+
+tstr wholeTstr(const std::string& bytes) { return tstr(bytes.data(), bytes.size()); }
+
+icu::UnicodeString units(const std::u16string& text) {
+  return icu::UnicodeString(text.data(), static_cast<int32_t>(text.size()));
+}
+
+std::u16string unitsOf(const icu::UnicodeString& text) {
+  return std::u16string(text.getBuffer(), static_cast<size_t>(text.length()));
+}
+
+std::u16string str2units(std::string bytes) { return unitsOf(CCmnStringTool::str2ustr(bytes)); }
+
+std::string units2str(const std::u16string& text) {
+  icu::UnicodeString argument = units(text);
+  return CCmnStringTool::ustr2str(argument);
+}
+
+// The encoding forms, written out.
+std::string utf8(char32_t c) {
+  const auto tail = [c](int shift) { return static_cast<char>(0x80 | ((c >> shift) & 0x3f)); };
+  if (c < 0x80) {
+    return {static_cast<char>(c)};
+  }
+  if (c < 0x800) {
+    return {static_cast<char>(0xc0 | (c >> 6)), tail(0)};
+  }
+  if (c < 0x10000) {
+    return {static_cast<char>(0xe0 | (c >> 12)), tail(6), tail(0)};
+  }
+  return {static_cast<char>(0xf0 | (c >> 18)), tail(12), tail(6), tail(0)};
+}
+
+std::u16string utf16(char32_t c) {
+  if (c < 0x10000) {
+    return {static_cast<char16_t>(c)};
+  }
+  return {static_cast<char16_t>(0xd800 + ((c - 0x10000) >> 10)),
+          static_cast<char16_t>(0xdc00 + ((c - 0x10000) & 0x3ff))};
+}
+
+// Every character near an edge of the encodings, and a spread over the rest; no surrogates, not 0.
+std::vector<char32_t> manyCharacters() {
+  std::vector<char32_t> result;
+  for (char32_t c = 1; c <= 0x10ffff; c += (c < 0x900 ? 1 : 61)) {
+    result.push_back(c);
+  }
+  for (const unsigned int edge : {0x80U, 0x800U, 0xd800U, 0xe000U, 0x10000U, 0x20000U, 0x110000U}) {
+    for (char32_t c = edge - 4; c < edge + 4; ++c) {
+      result.push_back(c);
+    }
+  }
+  result.erase(
+      std::remove_if(result.begin(), result.end(),
+                     [](char32_t c) { return (c >= 0xd800 && c < 0xe000) || c > 0x10ffff; }),
+      result.end());
+  return result;
+}
+
+// All texts over an alphabet up to a length, the empty one first.
+std::vector<std::string> allTexts(const std::string& alphabet, size_t maxLength) {
+  std::vector<std::string> result{""};
+  size_t begin = 0;
+  for (size_t length = 1; length <= maxLength; ++length) {
+    const size_t end = result.size();
+    for (; begin < end; ++begin) {
+      for (const char c : alphabet) {
+        result.push_back(result[begin] + c);
+      }
+    }
+  }
+  return result;
+}
+
+std::string shown(const std::string& text) { return testing::PrintToString(text); }
+
+std::string euros(size_t count) {
+  std::string result;
+  while (count-- > 0) {
+    result += "\xe2\x82\xac";
+  }
+  return result;
+}
+
+// ---- signatures ---------------------------------------------------------------------------------
+
+using Tool = CCmnStringTool;
+using Alloc = void* (*)(unsigned long);
+static_assert(!std::is_default_constructible_v<Tool>);
+static_assert(std::is_same_v<decltype(&Tool::str2ustr), icu::UnicodeString (*)(std::string&)>);
+static_assert(std::is_same_v<decltype(&Tool::ustr2str), std::string (*)(icu::UnicodeString&)>);
+static_assert(std::is_same_v<decltype(&Tool::tstr2ustr), icu::UnicodeString (*)(tstr&)>);
+static_assert(std::is_same_v<decltype(&Tool::ustr2tstr), tstr (*)(icu::UnicodeString&)>);
+static_assert(std::is_same_v<decltype(&Tool::strdup), char* (*)(const std::string&, Alloc)>);
+static_assert(std::is_same_v<decltype(&Tool::wstrdup), wchar_t* (*)(const std::wstring&, Alloc)>);
+static_assert(std::is_same_v<decltype(&Tool::tstrdup), char* (*)(const tstr&, Alloc)>);
+static_assert(std::is_same_v<decltype(&Tool::tstrduplist), char** (*)(const std::vector<tstr>&)>);
+static_assert(std::is_same_v<decltype(&Tool::tstrfreelist), void (*)(char**&)>);
+static_assert(
+    std::is_same_v<decltype(&Tool::find), unsigned long (*)(const std::vector<std::string>&,
+                                                            const char*, unsigned long&, bool)>);
+
+// ---- narrow to wide -----------------------------------------------------------------------------
+
+TEST(Str2wstr, ConvertsAsciiInEveryLocale) {
+  for (const char* locale : bothLocales) {
+    const ScopedLocale scope(locale);
+    EXPECT_EQ(Tool::str2wstr(std::string("a1 ~\n")), L"a1 ~\n") << locale;
+    EXPECT_EQ(Tool::str2wstr(std::string()), L"") << locale;
+  }
+}
+
+TEST(Str2wstr, DecodesTheLocalesCharacters) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::str2wstr(std::string("a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80z")),
+            L"a\u00e9\u20ac\U0001f600z");
+  for (const char32_t c : manyCharacters()) {
+    ASSERT_EQ(Tool::str2wstr(utf8(c)), std::wstring(1, static_cast<wchar_t>(c)))
+        << "character " << static_cast<unsigned long>(c);
+  }
+}
+
+TEST(Str2wstr, GivesNothingForTextWithAnyInvalidByte) {
+  const ScopedLocale scope("C.utf8");
+  for (const char* text :
+       {"\xff", "abc\xff",
+        "\xff"
+        "abc",
+        "a\x80", "a\xe2\x82", "\xe2\x82z", "\xf0\x9f\x98", "\xc3", "\xc0\x80", "\xed\xa0\x80"}) {
+    EXPECT_EQ(Tool::str2wstr(std::string(text)), L"") << shown(text);
+  }
+}
+
+TEST(Str2wstr, EndsAtAZeroByte) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::str2wstr(whole("ab\0cd")), L"ab");
+  EXPECT_EQ(Tool::str2wstr(whole("\0cd")), L"");
+  EXPECT_EQ(Tool::str2wstr(whole("ab\0\xff")), L"ab");
+}
+
+TEST(Str2wstr, ConvertsAMillionCharacters) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::str2wstr(euros(1000000)), std::wstring(1000000, L'\u20ac'));
+}
+
+TEST(Str2wstr, AllocatesFourBytesPerCharacterAndTheTerminator) {
+  const ScopedLocale scope("C.utf8");
+  const std::string text = "\xe2\x82\xac\xe2\x82\xac";
+  std::wstring result;
+  {
+    const WatchedHeap watched;
+    result = Tool::str2wstr(text);
+  }
+  EXPECT_EQ(result, L"\u20ac\u20ac");
+  EXPECT_EQ(heap.count, 1);
+  EXPECT_EQ(heap.sizes[0], 4 * 2 + 4U);
+}
+
+TEST(Str2wstr, ThrowsWhenItsBufferCannotBeAllocated) {
+  const std::string text = "abc";
+  EXPECT_THROW(
+      {
+        const WatchedHeap refused(1);
+        Tool::str2wstr(text);
+      },
+      std::bad_alloc);
+}
+
+TEST(Str2wstr, CopiesAWideTextAsItIs) {
+  const ScopedLocale scope("C");
+  const std::wstring text = whole(L"a\0\u20ac\xd800\0");
+  EXPECT_EQ(Tool::str2wstr(text), text);
+}
+
+TEST(Mbs2wcs, IsStr2wstr) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::mbs2wcs("a\xe2\x82\xac"), L"a\u20ac");
+  EXPECT_EQ(Tool::mbs2wcs("a\xff"), L"");
+  EXPECT_EQ(Tool::mbs2wcs(whole("a\0b")), L"a");
+}
+
+// ---- wide to narrow -----------------------------------------------------------------------------
+
+TEST(Wstr2str, ConvertsAsciiInEveryLocale) {
+  for (const char* locale : bothLocales) {
+    const ScopedLocale scope(locale);
+    EXPECT_EQ(Tool::wstr2str(std::wstring(L"a1 ~\n")), "a1 ~\n") << locale;
+    EXPECT_EQ(Tool::wstr2str(std::wstring()), "") << locale;
+  }
+}
+
+TEST(Wstr2str, EncodesTheLocalesCharacters) {
+  const ScopedLocale scope("C.utf8");
+  for (const char32_t c : manyCharacters()) {
+    ASSERT_EQ(Tool::wstr2str(std::wstring(1, static_cast<wchar_t>(c))), utf8(c))
+        << "character " << static_cast<unsigned long>(c);
+  }
+}
+
+TEST(Wstr2str, CutsAtTwoBytesPerCharacterAndTwoMoreBetweenCharacters) {
+  const ScopedLocale scope("C.utf8");
+  for (const char32_t c : {U'a', U'\u00e9', U'\u20ac', U'\U0001f600'}) {
+    const std::string encoded = utf8(c);
+    for (size_t length = 0; length <= 60; ++length) {
+      const size_t fitting = std::min(length, (2 * length + 2) / encoded.size());
+      std::string expected;
+      for (size_t i = 0; i < fitting; ++i) {
+        expected += encoded;
+      }
+      EXPECT_EQ(Tool::wstr2str(std::wstring(length, static_cast<wchar_t>(c))), expected)
+          << length << " characters of " << encoded.size() << " bytes";
+    }
+  }
+}
+
+TEST(Wstr2str, CutsMixedTextWhereTheBudgetEnds) {
+  const ScopedLocale scope("C.utf8");
+  const struct {
+    std::wstring text;
+    std::string expected;
+  } rows[] = {
+      {L"\u20ac\u20ac\u20ac"
+       L"a",
+       euros(3) + "a"},  // 10 of 10 bytes
+      {L"\u20ac\u20ac\u20ac\u20ac"
+       L"a",
+       euros(4)},  // 12 of 12, none left
+      {L"\u20ac\u20ac\u20ac\u20ac\u20ac"
+       L"a",
+       euros(4)},  // the fifth does not fit, and what follows it does not come either
+      {L"\u00e9\U0001f600", "\xc3\xa9\xf0\x9f\x98\x80"},
+      {L"\U0001f600\U0001f600"
+       L"ab",
+       "\xf0\x9f\x98\x80\xf0\x9f\x98\x80"
+       "ab"},
+      {L"\U0001f600\U0001f600"
+       L"a",
+       "\xf0\x9f\x98\x80\xf0\x9f\x98\x80"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Tool::wstr2str(row.text), row.expected) << shown(row.expected);
+  }
+}
+
+TEST(Wstr2str, CountsItsBudgetByTheWholeLengthOfTheText) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::wstr2str(whole(L"\u20ac\u20ac\u20ac\0xxxxx")), euros(3));
+}
+
+TEST(Wstr2str, KeepsWhatStandsBeforeACharacterTheLocaleDoesNotHave) {
+  {
+    const ScopedLocale scope("C");
+    EXPECT_EQ(Tool::wstr2str(std::wstring(L"ab\u20ac"
+                                          L"cd")),
+              "ab");
+    EXPECT_EQ(Tool::wstr2str(std::wstring(L"\u20ac"
+                                          L"cd")),
+              "");
+  }
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::wstr2str(whole(L"a\u20ac\xd800z")), "a\xe2\x82\xac");
+  EXPECT_EQ(Tool::wstr2str(whole(L"\xd800z")), "");
+}
+
+// Leaves the heap's next block of this size full of marks, up to what the block really holds.
+void soilTheHeap(size_t size) {
+  void* block = std::malloc(size);
+  volatile char* bytes = static_cast<volatile char*>(block);
+  for (size_t i = 0; i < malloc_usable_size(block); ++i) {
+    bytes[i] = '#';
+  }
+  std::free(block);
+}
+
+TEST(Wstr2str, AddsNothingToWhatWasConvertedBeforeAnError) {
+  const ScopedLocale scope("C");
+  const std::wstring text = std::wstring(40, L'a') + L'\u20ac' + std::wstring(40, L'b');
+  soilTheHeap(2 * text.length() + 2);
+  EXPECT_EQ(Tool::wstr2str(text), std::string(40, 'a'));
+}
+
+TEST(Wstr2str, AddsNothingToTextThatUsesItsBudgetUp) {
+  const ScopedLocale scope("C.utf8");
+  const std::wstring text(41, L'\u20ac');
+  soilTheHeap(2 * text.length() + 2);
+  EXPECT_EQ(Tool::wstr2str(text), euros(28));  // 84 of 84 bytes
+}
+
+TEST(Wstr2str, EndsAtAZeroCharacter) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::wstr2str(whole(L"ab\0cd")), "ab");
+  EXPECT_EQ(Tool::wstr2str(whole(L"\0cd")), "");
+}
+
+TEST(Wstr2str, ConvertsAMillionCharacters) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::wstr2str(std::wstring(1000000, L'a')), std::string(1000000, 'a'));
+  EXPECT_EQ(Tool::wstr2str(std::wstring(1000000, L'\u20ac')), euros(2000002 / 3));
+}
+
+TEST(Wstr2str, AllocatesTwoBytesPerCharacterAndTwoMore) {
+  const std::wstring text(5, L'a');
+  std::string result;
+  {
+    const WatchedHeap watched;
+    result = Tool::wstr2str(text);
+  }
+  EXPECT_EQ(result, "aaaaa");
+  EXPECT_EQ(heap.count, 1);
+  EXPECT_EQ(heap.sizes[0], 2 * 5 + 2U);
+}
+
+TEST(Wstr2str, ThrowsWhenItsBufferCannotBeAllocated) {
+  const std::wstring text = L"abc";
+  EXPECT_THROW(
+      {
+        const WatchedHeap refused(1);
+        Tool::wstr2str(text);
+      },
+      std::bad_alloc);
+}
+
+TEST(Wstr2str, CopiesANarrowTextAsItIs) {
+  const ScopedLocale scope("C.utf8");
+  const std::string text = whole("a\0\xff\xe2\x82\0");
+  EXPECT_EQ(Tool::wstr2str(text), text);
+}
+
+TEST(Wcs2mbs, IsWstr2str) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::wcs2mbs(L"a\u20ac"), "a\xe2\x82\xac");
+  EXPECT_EQ(Tool::wcs2mbs(whole(L"a\0b")), "a");
+  EXPECT_EQ(Tool::wcs2mbs(std::wstring(3, L'\U0001f600')), utf8(U'\U0001f600') + utf8(0x1f600));
+}
+
+// ---- ACE strings --------------------------------------------------------------------------------
+
+TEST(Str2tstr, CopiesUpToAZeroByte) {
+  const struct {
+    std::string text;
+    std::string expected;
+  } rows[] = {{"", ""},
+              {"abc", "abc"},
+              {"a\xff\x80", "a\xff\x80"},
+              {whole("ab\0cd"), "ab"},
+              {whole("\0cd"), ""},
+              {std::string(100000, 'x'), std::string(100000, 'x')}};
+  for (const auto& row : rows) {
+    const tstr result = Tool::str2tstr(row.text);
+    EXPECT_EQ(result.length(), row.expected.size());
+    EXPECT_STREQ(result.c_str(), row.expected.c_str());
+  }
+}
+
+TEST(Str2tstr, GivesATextOfItsOwn) {
+  std::string text = "abc";
+  const tstr result = Tool::str2tstr(text);
+  text[0] = '#';
+  EXPECT_STREQ(result.c_str(), "abc");
+}
+
+TEST(Tstr2str, CopiesUpToAZeroByte) {
+  EXPECT_EQ(Tool::tstr2str(tstr()), "");
+  EXPECT_EQ(Tool::tstr2str("a\xff"), "a\xff");
+  EXPECT_EQ(Tool::tstr2str(wholeTstr(whole("ab\0cd"))), "ab");
+  EXPECT_EQ(Tool::tstr2str(wholeTstr(whole("\0cd"))), "");
+  EXPECT_EQ(Tool::tstr2str(tstr(static_cast<const char*>(nullptr))), "");
+}
+
+TEST(Tstr2wstr, ConvertsByTheLocale) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::tstr2wstr(tstr()), L"");
+  EXPECT_EQ(Tool::tstr2wstr("a\xe2\x82\xac"), L"a\u20ac");
+  EXPECT_EQ(Tool::tstr2wstr("a\xff"), L"");
+  EXPECT_EQ(Tool::tstr2wstr(wholeTstr(whole("ab\0\xff"))), L"ab");
+}
+
+TEST(Wstr2tstr, ConvertsByTheLocale) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_STREQ(Tool::wstr2tstr(L"").c_str(), "");
+  EXPECT_STREQ(Tool::wstr2tstr(L"a\u20ac").c_str(), "a\xe2\x82\xac");
+  EXPECT_STREQ(Tool::wstr2tstr(std::wstring(3, L'\u20ac')).c_str(), euros(2).c_str());
+  const tstr result = Tool::wstr2tstr(whole(L"ab\0cd"));
+  EXPECT_STREQ(result.c_str(), "ab");
+  EXPECT_EQ(result.length(), 2U);
+}
+
+// ---- ICU strings --------------------------------------------------------------------------------
+
+TEST(Str2ustr, DecodesUtf8InEveryLocale) {
+  for (const char* locale : bothLocales) {
+    const ScopedLocale scope(locale);
+    EXPECT_EQ(str2units(""), u"");
+    EXPECT_EQ(str2units("a\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80z"), u"a\u00e9\u20ac\U0001f600z");
+    for (const char32_t c : manyCharacters()) {
+      ASSERT_EQ(str2units(utf8(c)), utf16(c)) << "character " << static_cast<unsigned long>(c);
+    }
+  }
+}
+
+TEST(Str2ustr, GivesNothingForMalformedUtf8) {
+  for (const char* text : {"\xff", "abc\xff",
+                           "\xff"
+                           "abc",
+                           "a\x80", "a\xe2\x82", "\xe2\x82z", "\xf0\x9f\x98", "\xc3", "\xc0\x80",
+                           "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xf8\x88\x80\x80\x80"}) {
+    std::string argument = text;
+    const icu::UnicodeString result = Tool::str2ustr(argument);
+    EXPECT_TRUE(result.isEmpty()) << shown(text);
+    EXPECT_FALSE(result.isBogus()) << shown(text);
+  }
+}
+
+TEST(Str2ustr, EndsAtAZeroByte) {
+  EXPECT_EQ(str2units(whole("ab\0cd")), u"ab");
+  EXPECT_EQ(str2units(whole("\0cd")), u"");
+  EXPECT_EQ(str2units(whole("ab\0\xff")), u"ab");
+}
+
+TEST(Str2ustr, LeavesItsArgumentAsItIs) {
+  for (const std::string& text : {whole("ab\0cd"), whole("a\xff"), whole("\xe2\x82\xac")}) {
+    std::string argument = text;
+    Tool::str2ustr(argument);
+    EXPECT_EQ(argument, text);
+  }
+}
+
+TEST(Str2ustr, ConvertsAMillionCharacters) {
+  EXPECT_EQ(str2units(euros(1000000)), std::u16string(1000000, u'\u20ac'));
+}
+
+TEST(Ustr2str, EncodesUtf8InEveryLocale) {
+  for (const char* locale : bothLocales) {
+    const ScopedLocale scope(locale);
+    EXPECT_EQ(units2str(u""), "");
+    EXPECT_EQ(units2str(u"\u00e9"), "\xc3\xa9");
+    EXPECT_EQ(units2str(u"a\u20ac\U0001f600z"), "a\xe2\x82\xac\xf0\x9f\x98\x80z");
+    for (const char32_t c : manyCharacters()) {
+      ASSERT_EQ(units2str(utf16(c)), utf8(c)) << "character " << static_cast<unsigned long>(c);
+    }
+  }
+}
+
+TEST(Ustr2str, GivesNothingForABogusString) {
+  icu::UnicodeString text("abc");
+  text.setToBogus();
+  EXPECT_EQ(Tool::ustr2str(text), "");
+  EXPECT_TRUE(text.isBogus());
+}
+
+TEST(Ustr2str, GivesNothingForAnUnpairedSurrogate) {
+  for (const std::u16string& text :
+       {std::u16string{0xd83d}, std::u16string{0xde00}, std::u16string{'a', 0xd83d},
+        std::u16string{'a', 0xd83d, 'b'}, std::u16string{'a', 0xde00, 0xd83d, 'b'},
+        std::u16string{'a', 0, 0xd83d}}) {
+    EXPECT_EQ(units2str(text), "");
+  }
+}
+
+TEST(Ustr2str, EndsAtAZeroCharacter) {
+  EXPECT_EQ(units2str(whole(u"ab\0cd")), "ab");
+  EXPECT_EQ(units2str(whole(u"\0cd")), "");
+}
+
+TEST(Ustr2str, LeavesTheTextOfItsArgumentAsItIs) {
+  const std::u16string text = whole(u"ab\0\u20ac");
+  icu::UnicodeString argument = units(text);
+  Tool::ustr2str(argument);
+  EXPECT_EQ(unitsOf(argument), text);
+}
+
+TEST(Ustr2str, ReadsABufferWithoutTerminator) {
+  const char16_t buffer[] = {'a', 'b', 'c', 'd'};
+  icu::UnicodeString argument(false, buffer, 2);
+  EXPECT_EQ(Tool::ustr2str(argument), "ab");
+  EXPECT_EQ(unitsOf(argument), u"ab");
+}
+
+TEST(Ustr2str, ConvertsAMillionCharacters) {
+  EXPECT_EQ(units2str(std::u16string(1000000, u'\u20ac')), euros(1000000));
+}
+
+TEST(Tstr2ustr, DecodesUtf8) {
+  const ScopedLocale scope("C");
+  tstr text = "a\xe2\x82\xac";
+  EXPECT_EQ(unitsOf(Tool::tstr2ustr(text)), u"a\u20ac");
+  EXPECT_STREQ(text.c_str(), "a\xe2\x82\xac");
+  tstr cut = wholeTstr(whole("ab\0\xff"));
+  EXPECT_EQ(unitsOf(Tool::tstr2ustr(cut)), u"ab");
+  EXPECT_EQ(cut.length(), 4U);
+  tstr malformed = "a\xff";
+  EXPECT_TRUE(Tool::tstr2ustr(malformed).isEmpty());
+  tstr empty;
+  EXPECT_TRUE(Tool::tstr2ustr(empty).isEmpty());
+}
+
+TEST(Ustr2tstr, EncodesUtf8) {
+  const ScopedLocale scope("C");
+  icu::UnicodeString text = units(u"a\u20ac");
+  EXPECT_STREQ(Tool::ustr2tstr(text).c_str(), "a\xe2\x82\xac");
+  icu::UnicodeString cut = units(whole(u"ab\0cd"));
+  EXPECT_EQ(Tool::ustr2tstr(cut).length(), 2U);
+  EXPECT_STREQ(Tool::ustr2tstr(cut).c_str(), "ab");
+  icu::UnicodeString malformed = units(std::u16string{'a', 0xd83d});
+  EXPECT_EQ(Tool::ustr2tstr(malformed).length(), 0U);
+}
+
+// ---- numbers to text ----------------------------------------------------------------------------
+
+TEST(NumbersToText, AreDecimal) {
+  EXPECT_EQ(Tool::int2str(0), "0");
+  EXPECT_EQ(Tool::int2str(-42), "-42");
+  EXPECT_EQ(Tool::int2str(INT_MAX), "2147483647");
+  EXPECT_EQ(Tool::int2str(INT_MIN), "-2147483648");
+  EXPECT_EQ(Tool::int2str(0L), "0");
+  EXPECT_EQ(Tool::int2str(LONG_MAX), "9223372036854775807");
+  EXPECT_EQ(Tool::int2str(LONG_MIN), "-9223372036854775808");
+  EXPECT_EQ(Tool::uint2str(0U), "0");
+  EXPECT_EQ(Tool::uint2str(UINT_MAX), "4294967295");
+  EXPECT_EQ(Tool::uint2str(0UL), "0");
+  EXPECT_EQ(Tool::uint2str(ULONG_MAX), "18446744073709551615");
+}
+
+TEST(NumbersToText, AreTheSameInWideText) {
+  EXPECT_EQ(Tool::int2wstr(-42), L"-42");
+  EXPECT_EQ(Tool::int2wstr(INT_MIN), L"-2147483648");
+  EXPECT_EQ(Tool::int2wstr(LONG_MAX), L"9223372036854775807");
+  EXPECT_EQ(Tool::int2wstr(LONG_MIN), L"-9223372036854775808");
+  EXPECT_EQ(Tool::uint2wstr(UINT_MAX), L"4294967295");
+  EXPECT_EQ(Tool::uint2wstr(ULONG_MAX), L"18446744073709551615");
+}
+
+TEST(NumbersToText, GiveDoublesSixSignificantDigits) {
+  const struct {
+    double number;
+    const char* text;
+  } rows[] = {{0.0, "0"},
+              {-0.0, "-0"},
+              {0.1, "0.1"},
+              {0.5, "0.5"},
+              {-2.25, "-2.25"},
+              {1.0 / 3, "0.333333"},
+              {100000.0, "100000"},
+              {1000000.0, "1e+06"},
+              {1234567.0, "1.23457e+06"},
+              {0.0001, "0.0001"},
+              {0.00001, "1e-05"},
+              {-1.5e300, "-1.5e+300"},
+              {std::numeric_limits<double>::infinity(), "inf"},
+              {-std::numeric_limits<double>::infinity(), "-inf"},
+              {std::numeric_limits<double>::quiet_NaN(), "nan"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(Tool::double2str(row.number), row.text);
+  }
+}
+
+TEST(NumbersToText, NameTruthValues) {
+  EXPECT_EQ(Tool::bool2str(true), "true");
+  EXPECT_EQ(Tool::bool2str(false), "false");
+}
+
+// ---- text to numbers ----------------------------------------------------------------------------
+
+TEST(TextToNumbers, ReadsSignedNumbers) {
+  const struct {
+    std::string text;
+    int number;
+  } rows[] = {{"0", 0},
+              {"42", 42},
+              {" 42abc", 42},
+              {"\t\n\v\f\r 7", 7},
+              {"-42", -42},
+              {"+42", 42},
+              {"- 42", 0},
+              {"abc", 0},
+              {"   ", 0},
+              {"-", 0},
+              {"010", 10},
+              {"0x10", 0},
+              {"3.9", 3},
+              {whole("12\0"
+                     "34"),
+               12},
+              {whole("\0"
+                     "34"),
+               0},
+              {"2147483647", INT_MAX},
+              {"2147483648", INT_MIN},  // narrowed, not clamped
+              {"4294967295", -1},
+              {"4294967297", 1},
+              {"9223372036854775807", -1},
+              {"9223372036854775808", -1},  // beyond long: its largest, narrowed
+              {"-9223372036854775809", 0}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(Tool::str2int(row.text), row.number) << shown(row.text);
+    int number = 77;
+    EXPECT_EQ(Tool::str2int(row.text, number), 0) << shown(row.text);
+    EXPECT_EQ(number, row.number) << shown(row.text);
+  }
+}
+
+TEST(TextToNumbers, ReadsUnsignedNumbersAsSignedOnesAndKeepsTheLowHalf) {
+  const struct {
+    std::string text;
+    unsigned int number;
+  } rows[] = {{"0", 0},
+              {" +42abc", 42},
+              {"abc", 0},
+              {"  ", 0},
+              {whole("12\0"
+                     "34"),
+               12},
+              {"4294967295", 4294967295U},
+              {"-1", 4294967295U},
+              {"-2147483648", 2147483648U},
+              {"4294967296", 0},
+              {"4294967299", 3},
+              // Beyond long: 2^63 - 1 by the signed parse, whose low half has all bits.
+              {"9223372036854775808", 4294967295U},
+              {"18446744073709551616", 4294967295U},
+              {"-9223372036854775808", 0},
+              {"-9223372036854775809", 0}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(Tool::str2uint(row.text), row.number) << shown(row.text);
+    unsigned int number = 77;
+    EXPECT_EQ(Tool::str2uint(row.text, number), 0) << shown(row.text);
+    EXPECT_EQ(number, row.number) << shown(row.text);
+  }
+}
+
+TEST(TextToNumbers, Reads64BitsUnsigned) {
+  const struct {
+    std::string text;
+    unsigned long number;
+  } rows[] = {{"0", 0},
+              {" +42abc", 42},
+              {"abc", 0},
+              {"  ", 0},
+              {"0x10", 0},
+              {whole("12\0"
+                     "34"),
+               12},
+              {"4294967296", 4294967296UL},
+              {"9223372036854775808", 9223372036854775808UL},
+              {"18446744073709551615", ULONG_MAX},
+              {"18446744073709551616", ULONG_MAX},
+              {"-1", ULONG_MAX}};
+  for (const auto& row : rows) {
+    unsigned long number = 77;
+    EXPECT_EQ(Tool::str2uint64(row.text, number), 0) << shown(row.text);
+    EXPECT_EQ(number, row.number) << shown(row.text);
+  }
+}
+
+TEST(TextToNumbers, ReadsDoubles) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  const struct {
+    std::string text;
+    double number;
+  } rows[] = {{"0", 0.0},
+              {" -2.5x", -2.5},
+              {"+1e3", 1000.0},
+              {"1e", 1.0},
+              {".5", 0.5},
+              {"abc", 0.0},
+              {"  ", 0.0},
+              {"0x1p3", 8.0},
+              {"inf", infinity},
+              {"-1e999", -infinity},
+              {"1e-999", 0.0},
+              {"1,5", 1.0},
+              {whole("1\0"
+                     "2"),
+               1.0},
+              {"0.1", 0.1}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(Tool::str2double(row.text), row.number) << shown(row.text);
+    double number = 77.0;
+    EXPECT_EQ(Tool::str2double(row.text, number), 0) << shown(row.text);
+    EXPECT_EQ(number, row.number) << shown(row.text);
+  }
+}
+
+TEST(TextToNumbers, GivesZeroForAnEmptyText) {
+  EXPECT_EQ(Tool::str2int(""), 0);
+  EXPECT_EQ(Tool::str2uint(""), 0U);
+  EXPECT_EQ(Tool::str2double(""), 0.0);
+}
+
+TEST(TextToNumbers, RefusesAnEmptyTextAndLeavesTheNumber) {
+  int signedNumber = 77;
+  EXPECT_EQ(Tool::str2int("", signedNumber), -1);
+  EXPECT_EQ(signedNumber, 77);
+  unsigned int unsignedNumber = 77;
+  EXPECT_EQ(Tool::str2uint("", unsignedNumber), -1);
+  EXPECT_EQ(unsignedNumber, 77U);
+  unsigned long longNumber = 77;
+  EXPECT_EQ(Tool::str2uint64("", longNumber), -1);
+  EXPECT_EQ(longNumber, 77UL);
+  double doubleNumber = 77.0;
+  EXPECT_EQ(Tool::str2double("", doubleNumber), -1);
+  EXPECT_EQ(doubleNumber, 77.0);
+}
+
+// ---- inspection, comparison and case ------------------------------------------------------------
+
+TEST(IsDigit, HoldsForTheTenDigitsOnly) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const bool digit = byte >= 48 && byte <= 57;
+    const std::string c(1, static_cast<char>(byte));
+    EXPECT_EQ(Tool::isDigit(c), digit) << byte;
+    EXPECT_EQ(Tool::isDigit(c + "12"), digit) << byte;
+    EXPECT_EQ(Tool::isDigit("1" + c + "2"), digit) << byte;
+    EXPECT_EQ(Tool::isDigit("12" + c), digit) << byte;
+  }
+  EXPECT_TRUE(Tool::isDigit("0123456789"));
+  EXPECT_FALSE(Tool::isDigit("12a"));
+  EXPECT_FALSE(Tool::isDigit(" 1"));
+}
+
+TEST(IsDigit, HoldsForAnEmptyText) { EXPECT_TRUE(Tool::isDigit("")); }
+
+bool asciiLetter(int c) { return (c >= 65 && c <= 90) || (c >= 97 && c <= 122); }
+int asciiUpper(int c) { return c >= 97 && c <= 122 ? c - 32 : c; }
+int asciiLower(int c) { return c >= 65 && c <= 90 ? c + 32 : c; }
+
+TEST(CompareNoCase, AgreesWithTheRuleOnAllPairsOfBytes) {
+  const ScopedLocale scope("C");
+  for (int a = 0; a < 256; ++a) {
+    for (int b = 0; b < 256; ++b) {
+      const bool equal = asciiLetter(a) && asciiLetter(b) ? asciiUpper(a) == asciiUpper(b) : a == b;
+      ASSERT_EQ(Tool::CompareNoCase(std::string(1, static_cast<char>(a)),
+                                    std::string(1, static_cast<char>(b))),
+                equal)
+          << a << " " << b;
+      ASSERT_EQ(Tool::CompareNoCase(std::wstring(1, static_cast<wchar_t>(a)),
+                                    std::wstring(1, static_cast<wchar_t>(b))),
+                equal)
+          << a << " " << b;
+    }
+  }
+}
+
+TEST(CompareNoCase, AgreesWithTheRuleOnPairsOfTheLocalesCharacters) {
+  const ScopedLocale scope("C.utf8");
+  for (wint_t a = 0x80; a < 0x180; ++a) {
+    for (wint_t b = 0x80; b < 0x180; ++b) {
+      const bool letters = std::iswalpha(a) != 0 && std::iswalpha(b) != 0;
+      ASSERT_EQ(Tool::CompareNoCase(std::wstring(1, static_cast<wchar_t>(a)),
+                                    std::wstring(1, static_cast<wchar_t>(b))),
+                letters ? std::towupper(a) == std::towupper(b) : a == b)
+          << a << " " << b;
+    }
+  }
+}
+
+TEST(CompareNoCase, ComparesPositionByPosition) {
+  const struct {
+    std::string first;
+    std::string second;
+    bool equal;
+  } rows[] = {{"Host1", "hOST1", true},
+              {"", "", true},
+              {"a", "ab", false},
+              {"ab", "a", false},
+              {"", "a", false},
+              {"abc", "Xbc", false},
+              {"abc", "aXc", false},
+              {"abc", "abX", false},
+              {"ab-c", "AB-C", true},
+              {whole("a\0b"), whole("A\0B"), true},
+              {whole("a\0b"), whole("A\0C"), false},
+              {whole("a\0"), "a", false},
+              // The bytes of these letters are none by themselves.
+              {"\xc3\xa9", "\xc3\x89", false},
+              {std::string(1000000, 'a'), std::string(1000000, 'A'), true},
+              {std::string(1000000, 'a') + "b", std::string(1000000, 'A') + "c", false}};
+  for (const char* locale : bothLocales) {
+    const ScopedLocale scope(locale);
+    for (const auto& row : rows) {
+      EXPECT_EQ(Tool::CompareNoCase(row.first, row.second), row.equal)
+          << row.first.substr(0, 10) << " " << row.second.substr(0, 10);
+    }
+  }
+}
+
+TEST(CompareNoCase, ComparesWideTextByTheLocale) {
+  {
+    const ScopedLocale scope("C.utf8");
+    EXPECT_TRUE(Tool::CompareNoCase(std::wstring(L"caf\u00e9"), std::wstring(L"CAF\u00c9")));
+  }
+  const ScopedLocale scope("C");
+  EXPECT_FALSE(Tool::CompareNoCase(std::wstring(L"caf\u00e9"), std::wstring(L"CAF\u00c9")));
+  EXPECT_TRUE(Tool::CompareNoCase(std::wstring(), std::wstring()));
+  EXPECT_FALSE(Tool::CompareNoCase(std::wstring(L"a"), std::wstring(L"ab")));
+  EXPECT_TRUE(Tool::CompareNoCase(whole(L"a\0b"), whole(L"A\0B")));
+  EXPECT_FALSE(Tool::CompareNoCase(whole(L"a\0b"), whole(L"A\0C")));
+}
+
+TEST(Case, MapsTheLettersOfAllBytes) {
+  std::string text;
+  std::string lower;
+  std::string upper;
+  for (int byte = 0; byte < 256; ++byte) {
+    text += static_cast<char>(byte);
+    lower += static_cast<char>(asciiLower(byte));
+    upper += static_cast<char>(asciiUpper(byte));
+  }
+  for (const char* locale : bothLocales) {  // no byte above 0x7f is a letter in either
+    const ScopedLocale scope(locale);
+    EXPECT_EQ(Tool::tostrlower(text), lower);
+    EXPECT_EQ(Tool::tostrupper(text), upper);
+    EXPECT_EQ(Tool::tostrlower(std::string()), "");
+    EXPECT_EQ(Tool::tostrupper(std::string()), "");
+  }
+}
+
+TEST(Case, MapsTheLettersOfWideTextByTheLocale) {
+  for (const char* locale : bothLocales) {
+    const ScopedLocale scope(locale);
+    std::wstring text;
+    std::wstring lower;
+    std::wstring upper;
+    for (wint_t c = 0; c < 0x11000; ++c) {
+      const bool letter = std::iswalpha(c) != 0;
+      text += static_cast<wchar_t>(c);
+      lower += static_cast<wchar_t>(letter ? std::towlower(c) : c);
+      upper += static_cast<wchar_t>(letter ? std::towupper(c) : c);
+    }
+    EXPECT_TRUE(Tool::tostrlower(text) == lower) << locale;
+    EXPECT_TRUE(Tool::tostrupper(text) == upper) << locale;
+  }
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::tostrupper(std::wstring(L"caf\u00e9-1")), L"CAF\u00c9-1");
+  EXPECT_EQ(Tool::tostrlower(std::wstring(L"CAF\u00c9-1")), L"caf\u00e9-1");
+}
+
+TEST(Case, MapsAMillionCharacters) {
+  EXPECT_EQ(Tool::tostrlower(std::string(1000000, 'A')), std::string(1000000, 'a'));
+  EXPECT_EQ(Tool::tostrupper(std::string(1000000, 'a')), std::string(1000000, 'A'));
+}
+
+// ---- trimming -----------------------------------------------------------------------------------
+
+bool verbatim(const std::string& text, const char* set) {
+  return text.empty() || set == nullptr || *set == '\0';
+}
+
+bool inSet(char c, const char* set) {
+  for (; *set != '\0'; ++set) {
+    if (*set == c) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::string slowLtrim(std::string text, const char* set) {
+  if (verbatim(text, set)) {
+    return text;
+  }
+  while (!text.empty() && inSet(text.front(), set)) {
+    text.erase(0, 1);
+  }
+  return text.c_str();
+}
+
+std::string slowRtrim(std::string text, const char* set) {
+  if (verbatim(text, set)) {
+    return text;
+  }
+  while (!text.empty() && inSet(text.back(), set)) {
+    text.pop_back();
+  }
+  return text;
+}
+
+TEST(Trim, AgreesWithTheSlowFormOnAllShortTexts) {
+  for (const std::string& text : allTexts(whole("xa\0"), 6)) {
+    for (const char* set : {static_cast<const char*>(nullptr), "", "x", "a", "ax", "xax", "q"}) {
+      SCOPED_TRACE(shown(text) + " by " + (set == nullptr ? "null" : set));
+      ASSERT_EQ(Tool::ltrim(text, set), slowLtrim(text, set));
+      ASSERT_EQ(Tool::rtrim(text, set), slowRtrim(text, set));
+      ASSERT_EQ(Tool::trim(text, set), slowRtrim(slowLtrim(text, set), set));
+    }
+  }
+}
+
+TEST(Trim, RemovesTheSetsBytesAtTheEnds) {
+  EXPECT_EQ(Tool::trim("  a b \t", " \t"), "a b");
+  EXPECT_EQ(Tool::ltrim("  a b \t", " \t"), "a b \t");
+  EXPECT_EQ(Tool::rtrim("  a b \t", " \t"), "  a b");
+  EXPECT_EQ(Tool::trim("xxx", "x"), "");
+  EXPECT_EQ(Tool::ltrim("xxx", "x"), "");
+  EXPECT_EQ(Tool::rtrim("xxx", "x"), "");
+  EXPECT_EQ(Tool::ltrim("abc", nullptr), "abc");
+  EXPECT_EQ(Tool::trim("\xff\xfe"
+                       "a\xff",
+                       "\xff\xfe"),
+            "a");
+}
+
+TEST(Trim, RemovesTheLibrarysWhiteSpaceByDefault) {
+  const std::string text = " \n\t\r\v \f\r\t\n ";
+  EXPECT_EQ(Tool::ltrim(text), "\v \f\r\t\n ");
+  EXPECT_EQ(Tool::rtrim(text), " \n\t\r\v \f");
+  EXPECT_EQ(Tool::trim(text), "\v \f");
+}
+
+TEST(Trim, EndsAtAKeptZeroByteOnlyWhereItTrimsOnTheLeft) {
+  const std::string text = whole(" a\0b ");
+  EXPECT_EQ(Tool::ltrim(text, " "), "a");
+  EXPECT_EQ(Tool::trim(text, " "), "a");
+  EXPECT_EQ(Tool::rtrim(text, " "), whole(" a\0b"));
+  EXPECT_EQ(Tool::ltrim(whole("a\0b"), "x"), "a");  // nothing to remove, and yet
+  EXPECT_EQ(Tool::ltrim(whole("a\0b"), ""), whole("a\0b"));
+  EXPECT_EQ(Tool::ltrim(whole("a\0b"), nullptr), whole("a\0b"));
+}
+
+TEST(Trim, TakesAMillionCharacters) {
+  const std::string blanks(1000000, ' ');
+  EXPECT_EQ(Tool::ltrim(blanks + "a"), "a");
+  EXPECT_EQ(Tool::rtrim("a" + blanks), "a");
+  EXPECT_EQ(Tool::trim(blanks + "a" + blanks), "a");
+  EXPECT_EQ(Tool::trim(blanks), "");
+}
+
+// ---- find ---------------------------------------------------------------------------------------
+
+struct Found {
+  unsigned long position;
+  unsigned long index;
+  bool operator==(const Found& other) const {
+    return position == other.position && index == other.index;
+  }
+};
+void PrintTo(const Found& found, std::ostream* out) {
+  *out << "position " << found.position << " of " << found.index;
+}
+
+constexpr unsigned long nowhere = std::string::npos;
+
+Found findIn(const std::vector<std::string>& list, const char* pattern, unsigned long index,
+             bool trimRight = false) {
+  const unsigned long position = Tool::find(list, pattern, index, trimRight);
+  return {position, index};
+}
+
+TEST(Find, GivesTheFirstTextThatContainsThePattern) {
+  const std::vector<std::string> list{"abc", "xbcbc", "bc"};
+  EXPECT_EQ(findIn(list, "bc", 0), (Found{1, 0}));
+  EXPECT_EQ(findIn(list, "bc", 1), (Found{1, 1}));
+  EXPECT_EQ(findIn(list, "bc", 2), (Found{0, 2}));
+  EXPECT_EQ(findIn(list, "xb", 0), (Found{0, 1}));
+  EXPECT_EQ(findIn(list, "bcb", 0), (Found{1, 1}));
+}
+
+TEST(Find, SetsTheIndexToTheSizeWhenNothingMatches) {
+  EXPECT_EQ(findIn({"abc", "xyz"}, "q", 0), (Found{nowhere, 2}));
+  EXPECT_EQ(findIn({"abc", "xyz"}, "BC", 0), (Found{nowhere, 2}));
+  EXPECT_EQ(findIn({"abc", "xyz"}, "bc", 1), (Found{nowhere, 2}));
+  EXPECT_EQ(findIn({"abc", "xyz"}, "bc", 2), (Found{nowhere, 2}));
+  EXPECT_EQ(findIn({}, "bc", 0), (Found{nowhere, 0}));
+}
+
+TEST(Find, LeavesAnIndexThatLiesPastTheEnd) {
+  EXPECT_EQ(findIn({"abc", "xyz"}, "bc", 3), (Found{nowhere, 3}));
+  EXPECT_EQ(findIn({"abc", "xyz"}, "bc", ULONG_MAX), (Found{nowhere, ULONG_MAX}));
+  EXPECT_EQ(findIn({}, "bc", 5), (Found{nowhere, 5}));
+}
+
+TEST(Find, GoesOnWhenCalledWithTheNextIndex) {
+  const std::vector<std::string> list{"a1", "b", "xa", "c", "a"};
+  std::vector<unsigned long> found;
+  unsigned long index = 0;
+  while (Tool::find(list, "a", index, false) != nowhere) {
+    found.push_back(index++);
+  }
+  EXPECT_THAT(found, ElementsAre(0, 2, 4));
+  EXPECT_EQ(index, 5UL);
+}
+
+TEST(Find, SearchesWithoutTrailingWhiteSpaceWhereAskedTo) {
+  const std::vector<std::string> list{"abc  ", "xyz"};
+  EXPECT_EQ(findIn(list, "c  ", 0, true), (Found{nowhere, 2}));
+  EXPECT_EQ(findIn(list, "c  ", 0, false), (Found{2, 0}));
+  EXPECT_EQ(findIn(list, "c", 0, true), (Found{2, 0}));
+  EXPECT_EQ(findIn({"  a b \n\t\r "}, "a b", 0, true), (Found{2, 0}));
+  for (const char* blank : {"a ", "a\n", "a\t", "a\r"}) {
+    EXPECT_EQ(findIn({blank}, blank, 0, true), (Found{nowhere, 1})) << shown(blank);
+  }
+  for (const char* other : {"a\v", "a\f"}) {
+    EXPECT_EQ(findIn({other}, other, 0, true), (Found{0, 0})) << shown(other);
+  }
+  EXPECT_EQ(findIn({" \t "}, " ", 0, true), (Found{nowhere, 1}));
+}
+
+TEST(Find, FindsAnEmptyPatternEverywhere) {
+  EXPECT_EQ(findIn({"abc"}, "", 0), (Found{0, 0}));
+  EXPECT_EQ(findIn({""}, "", 0), (Found{0, 0}));
+  EXPECT_EQ(findIn({"  "}, "", 0, true), (Found{0, 0}));
+  EXPECT_EQ(findIn({}, "", 0), (Found{nowhere, 0}));
+}
+
+TEST(Find, LooksBeyondZeroBytes) {
+  EXPECT_EQ(findIn({whole("a\0b")}, "b", 0), (Found{2, 0}));
+  EXPECT_EQ(findIn({whole("a\0b ")}, "b", 0, true), (Found{2, 0}));
+}
+
+// ---- searchreplace ------------------------------------------------------------------------------
+
+std::string slowReplace(const std::string& text, const std::string& from, const std::string& to) {
+  std::string result;
+  for (size_t i = 0; i < text.size();) {
+    if (!from.empty() && text.compare(i, from.size(), from) == 0) {
+      result += to;
+      i += from.size();
+    } else {
+      result += text[i++];
+    }
+  }
+  return result;
+}
+
+TEST(Searchreplace, AgreesWithTheSlowFormOnAllShortTexts) {
+  for (const std::string& text : allTexts("ab", 7)) {
+    for (const std::string& from : allTexts("ab", 3)) {
+      for (const std::string& to : allTexts("ab", 2)) {
+        ASSERT_EQ(Tool::searchreplace(text, from, to), slowReplace(text, from, to))
+            << text << ": " << from << " by " << to;
+      }
+    }
+  }
+}
+
+TEST(Searchreplace, ReplacesFromLeftToRightWithoutOverlap) {
+  EXPECT_EQ(Tool::searchreplace("aaa", "aa", "b"), "ba");
+  EXPECT_EQ(Tool::searchreplace("a&b&c", "&", "&amp;"), "a&amp;b&amp;c");
+  EXPECT_EQ(Tool::searchreplace("abcabc", "abc", ""), "");
+  EXPECT_EQ(Tool::searchreplace("abc", "abcd", "x"), "abc");
+  EXPECT_EQ(Tool::searchreplace("\xff\xfe", "\xfe", "\x80"), "\xff\x80");
+}
+
+TEST(Searchreplace, GivesNothingForAnEmptyText) {
+  EXPECT_EQ(Tool::searchreplace("", "a", "b"), "");
+  EXPECT_EQ(Tool::searchreplace("", "", "b"), "");
+}
+
+TEST(Searchreplace, CopiesTheTextAsItIsWhenThereIsNothingToSearchFor) {
+  EXPECT_EQ(Tool::searchreplace("abc", "", "x"), "abc");
+  EXPECT_EQ(Tool::searchreplace(whole("a\0b"), "", "x"), whole("a\0b"));
+}
+
+TEST(Searchreplace, EndsItsResultAtAZeroByte) {
+  EXPECT_EQ(Tool::searchreplace(whole("ab\0ab"), "b", "c"), "ac");
+  EXPECT_EQ(Tool::searchreplace(whole("ab\0ab"), "q", "c"), "ab");  // nothing replaced, and yet
+  EXPECT_EQ(Tool::searchreplace(whole("\0ab"), "b", "c"), "");
+  EXPECT_EQ(Tool::searchreplace("aXb", "X",
+                                whole("1\0"
+                                      "2")),
+            "a1");
+}
+
+TEST(Searchreplace, SearchesForZeroBytesToo) {
+  EXPECT_EQ(Tool::searchreplace(whole("a\0b\0c"), whole("\0"), "-"), "a-b-c");
+  EXPECT_EQ(Tool::searchreplace(whole("a\0b\0c"), whole("\0b"), "-"), "a-");
+  EXPECT_EQ(Tool::searchreplace(whole("a\0b"), whole("a\0"), ""), "b");
+}
+
+TEST(Searchreplace, TakesAMillionCharacters) {
+  const std::string text(1000000, 'a');
+  EXPECT_EQ(Tool::searchreplace(text, std::string(1000, 'a'), "b"), std::string(1000, 'b'));
+  EXPECT_EQ(Tool::searchreplace(text, std::string(1000, 'a'), std::string(2000, 'b')),
+            std::string(2000000, 'b'));
+  EXPECT_EQ(Tool::searchreplace(text, text, ""), "");
+  // Each place matches almost to the end.
+  EXPECT_EQ(Tool::searchreplace(text, std::string(1000, 'a') + "b", "x"), text);
+  EXPECT_EQ(Tool::searchreplace(text, "b" + std::string(1000, 'a'), "x"), text);
+}
+
+TEST(Searchreplace, TakesManyMatches) {
+  const std::string text(20000, 'a');
+  EXPECT_EQ(Tool::searchreplace(text, "a", "bb"), std::string(40000, 'b'));
+  EXPECT_EQ(Tool::searchreplace(text, "aa", "b"), std::string(10000, 'b'));
+  EXPECT_EQ(Tool::searchreplace(text, "a", ""), "");
+}
+
+// ---- duplicates ---------------------------------------------------------------------------------
+
+struct Freed {
+  void operator()(void* block) const { std::free(block); }
+};
+template <class Char>
+using Duplicate = std::unique_ptr<Char[], Freed>;
+
+std::vector<unsigned long> askedFor;
+alignas(wchar_t) char arena[256];
+
+void* fromArena(unsigned long size) {
+  askedFor.push_back(size);
+  std::memset(arena, '#', sizeof arena);
+  return arena;
+}
+
+TEST(Strdup, CopiesTheTextWithItsTerminatorIntoTheAllocatorsBlock) {
+  for (const std::string& text :
+       {std::string(), std::string("abc"), whole("a\0b"), whole("\xff\0")}) {
+    askedFor.clear();
+    EXPECT_EQ(Tool::strdup(text, fromArena), arena);
+    EXPECT_THAT(askedFor, ElementsAre(text.size() + 1));
+    EXPECT_EQ(std::string(arena, text.size() + 2), text + '\0' + '#') << shown(text);
+  }
+}
+
+TEST(Wstrdup, CopiesTheTextWithItsTerminatorIntoTheAllocatorsBlock) {
+  for (const std::wstring& text : {std::wstring(), std::wstring(L"ab\u20ac"), whole(L"a\0b")}) {
+    askedFor.clear();
+    EXPECT_EQ(static_cast<void*>(Tool::wstrdup(text, fromArena)), static_cast<void*>(arena));
+    EXPECT_THAT(askedFor, ElementsAre((text.size() + 1) * 4));
+    EXPECT_EQ(std::memcmp(arena, text.c_str(), (text.size() + 1) * 4), 0);
+    EXPECT_EQ(arena[(text.size() + 1) * 4], '#');
+  }
+}
+
+TEST(Tstrdup, CopiesUpToAZeroByteIntoTheAllocatorsBlock) {
+  askedFor.clear();
+  EXPECT_EQ(Tool::tstrdup(wholeTstr(whole("ab\0cd")), fromArena), arena);
+  EXPECT_THAT(askedFor, ElementsAre(3));
+  EXPECT_EQ(std::string(arena, 4), whole("ab\0#"));
+  askedFor.clear();
+  Tool::tstrdup(tstr(), fromArena);
+  EXPECT_THAT(askedFor, ElementsAre(1));
+  EXPECT_EQ(std::string(arena, 2), whole("\0#"));
+}
+
+TEST(Duplicates, ComeFromMallocWithoutAnAllocator) {
+  const std::string text = "abc";
+  const std::wstring wideText = L"abc";
+  const tstr aceText = "abc";
+  Duplicate<char> narrow;
+  Duplicate<wchar_t> wide;
+  Duplicate<char> ace;
+  {
+    const WatchedHeap watched;
+    narrow.reset(Tool::strdup(text, nullptr));
+    wide.reset(Tool::wstrdup(wideText, nullptr));
+    ace.reset(Tool::tstrdup(aceText, nullptr));
+  }
+  EXPECT_EQ(heap.count, 3);
+  EXPECT_EQ(heap.sizes[0], 4U);
+  EXPECT_EQ(heap.sizes[1], 16U);
+  EXPECT_EQ(heap.sizes[2], 4U);
+  EXPECT_STREQ(narrow.get(), "abc");
+  EXPECT_STREQ(wide.get(), L"abc");
+  EXPECT_STREQ(ace.get(), "abc");
+}
+
+TEST(Duplicates, TakeAMillionCharacters) {
+  const std::string text(1000000, 'a');
+  const Duplicate<char> copy(Tool::strdup(text, nullptr));
+  EXPECT_EQ(copy.get(), text);
+}
+
+TEST(Tstrduplist, CopiesTheTextsInOrderAndEndsWithNull) {
+  const std::vector<tstr> list{tstr("one"), tstr(), wholeTstr(whole("two\0three")), tstr("one")};
+  char** copies = nullptr;
+  {
+    const WatchedHeap watched;
+    copies = Tool::tstrduplist(list);
+  }
+  EXPECT_EQ(heap.count, 5);
+  EXPECT_EQ(heap.sizes[0], 5 * sizeof(char*));
+  EXPECT_EQ(heap.sizes[1], 4U);
+  EXPECT_EQ(heap.sizes[2], 1U);
+  EXPECT_EQ(heap.sizes[3], 4U);
+  ASSERT_NE(copies, nullptr);
+  EXPECT_STREQ(copies[0], "one");
+  EXPECT_STREQ(copies[1], "");
+  EXPECT_STREQ(copies[2], "two");
+  EXPECT_STREQ(copies[3], "one");
+  EXPECT_NE(copies[0], copies[3]);
+  EXPECT_EQ(copies[4], nullptr);
+  Tool::tstrfreelist(copies);
+  EXPECT_EQ(copies, nullptr);
+}
+
+TEST(Tstrduplist, GivesAnArrayOfOneNullForNoTexts) {
+  char** copies = Tool::tstrduplist({});
+  ASSERT_NE(copies, nullptr);
+  EXPECT_EQ(copies[0], nullptr);
+  Tool::tstrfreelist(copies);
+  EXPECT_EQ(copies, nullptr);
+}
+
+TEST(Tstrduplist, GivesNullWhenTheArrayCannotBeAllocated) {
+  const std::vector<tstr> list{tstr("one")};
+  char** copies = nullptr;
+  {
+    const WatchedHeap refused(1);
+    copies = Tool::tstrduplist(list);
+  }
+  EXPECT_EQ(copies, nullptr);
+  EXPECT_EQ(heap.count, 1);
+}
+
+TEST(Tstrfreelist, DoesNothingWithNull) {
+  char** list = nullptr;
+  Tool::tstrfreelist(list);
+  EXPECT_EQ(list, nullptr);
+}
+
+TEST(Tstrfreelist, FreesUpToTheFirstNull) {
+  char** list = static_cast<char**>(std::malloc(3 * sizeof(char*)));
+  char untouched[] = "not from the heap";
+  list[0] = Tool::strdup("a", nullptr);
+  list[1] = nullptr;
+  list[2] = untouched;
+  Tool::tstrfreelist(list);
+  EXPECT_EQ(list, nullptr);
+}
+
+}  // namespace
