@@ -150,7 +150,7 @@ TEST_F(ExecPipeHandler, KeepsErrno) {
 
 TEST_F(ExecPipeHandler, AllocatesNothing) {
   const RunningChildren running;
-  const ScopedFailure noNew(Call::operatorNew, ENOMEM, 1, kelp_test::Times::onwards);
+  const ScopedFailure noNew(Call::throwingNew, ENOMEM, 1, kelp_test::Times::onwards);
   const ScopedFailure noMalloc(Call::malloc, ENOMEM, 1, kelp_test::Times::onwards);
   for (int i = 0; i < 1000; ++i) {
     tell(fakePid + i, i);

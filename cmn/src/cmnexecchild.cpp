@@ -62,7 +62,8 @@ void connectOutput(const TraceLogHolder& log, int writeEnd) {
   }
 }
 
-// An end that has become a standard descriptor, because the host had that one closed, stays open.
+// An end that is a standard descriptor, because the host had that one closed and there was no room
+// to move it, stays open.
 void closeEnd(const TraceLogHolder& log, int fd, const char* failure) {
   if (fd > STDERR_FILENO && close(fd) < 0) {
     traceTo(log, traceError, failure, errno);
@@ -99,11 +100,12 @@ bool setEnvironment() {
 void runExecChild(const TraceLogHolder& log, const int (&pipeEnds)[2], const std::string& stdinFile,
                   char** argv) {
   const int readEnd = outOfTheWay(pipeEnds[0]);
+  const int writeEnd = outOfTheWay(pipeEnds[1]);
   connectInput(log, stdinFile);
-  connectOutput(log, pipeEnds[1]);
+  connectOutput(log, writeEnd);
   closeEnd(log, readEnd,
            "CCmnExecPipePosix::ExecPipe ERROR: child close(pipe[0]) failed, errno %d");
-  closeEnd(log, pipeEnds[1],
+  closeEnd(log, writeEnd,
            "CCmnExecPipePosix::ExecPipe ERROR: child close(pipe[1]) failed, errno %d");
   if (!setEnvironment()) {
     traceTo(log, traceError, "CCmnExecPipePosix::ExecPipe locale modification failed, errno %d",

@@ -217,7 +217,11 @@ CCmnExecPipePosix::CCmnExecPipePosix(std::vector<std::string> hostList)
 }
 
 CCmnExecPipePosix::~CCmnExecPipePosix() {
-  CCmnExecPipePosix::Close(destructorTimeoutSeconds);
+  try {
+    CCmnExecPipePosix::Close(destructorTimeoutSeconds);
+  } catch (const std::bad_alloc&) {
+    // There was no memory to record how the child ended, which nobody can ask any more.
+  }
   ClearArgsList();
 }
 
@@ -467,20 +471,21 @@ int CCmnExecPipePosix::WaitPid(long timeoutSeconds) {
 int CCmnExecPipePosix::Close(long timeoutSeconds) {
   int result = execPipeOk;
   if (m_readFd != -1) {
-    if (close(m_readFd) != 0) {
+    const int fd = std::exchange(m_readFd, -1);
+    if (close(fd) != 0) {
       const int error = errno;
       m_lastError =
-          ECmnExecPipe(m_commandLine, failureText("close(%d) failed, errno %d", m_readFd, error),
+          ECmnExecPipe(m_commandLine, failureText("close(%d) failed, errno %d", fd, error),
                        execPipeCloseFailed, error);
       result = execPipeCloseFailed;
     }
-    m_readFd = -1;
   }
   if (m_childPid == -1) {
     return result;
   }
-  const ECmnExecPipe failure = decodeStatus(m_commandLine, WaitPid(timeoutSeconds));
+  const int status = WaitPid(timeoutSeconds);
   m_childPid = -1;
+  const ECmnExecPipe failure = decodeStatus(m_commandLine, status);
   if (failure.m_code == execPipeOk) {
     return result;
   }

@@ -5,6 +5,8 @@
 #include "cmnsmartptr.h"
 #include "cmntracelog.h"
 
+#include <new>
+
 namespace kelp_cmn_4_4 {
 
 using TraceLogHolder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
@@ -12,11 +14,17 @@ using TraceLogHolder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<
 constexpr int traceError = 1;
 constexpr int traceDetail = 3;
 
-// An errno among the arguments is read before the trace can change it.
+// An errno among the arguments is read before the trace can change it. A line for which there is no
+// memory is lost: what it tells of has to be dealt with all the same.
 template <class... Args>
 void traceTo(const TraceLogHolder& log, int level, const char* format, Args... args) {
-  if (log) {
+  if (!log) {
+    return;
+  }
+  try {
     log->trace(level, format, args...);
+  } catch (const std::bad_alloc&) {
+    return;
   }
 }
 

@@ -164,9 +164,11 @@ int ScopedFailure::calls() const { return armed(call_).calls; }
 
 int ScopedFailure::failed() const { return armed(call_).failed; }
 
-ScopedReplacements::ScopedReplacements(const Replacements& replacements) { current = replacements; }
+ScopedReplacements::ScopedReplacements(const Replacements& replacements) : old_(current) {
+  current = replacements;
+}
 
-ScopedReplacements::~ScopedReplacements() { current = Replacements(); }
+ScopedReplacements::~ScopedReplacements() { current = old_; }
 
 const RealCalls& realCalls() { return real(); }
 
@@ -311,7 +313,7 @@ void* realloc(void* block, size_t size) noexcept {
 }  // extern "C"
 
 void* operator new(size_t size) {
-  if (fails(Call::operatorNew)) {
+  if (fails(Call::throwingNew)) {
     throw std::bad_alloc();
   }
   kelp_test::lookOn(size);
@@ -319,7 +321,7 @@ void* operator new(size_t size) {
 }
 
 void* operator new[](size_t size) {
-  if (fails(Call::operatorNew)) {
+  if (fails(Call::throwingNew)) {
     throw std::bad_alloc();
   }
   kelp_test::lookOn(size);
@@ -327,7 +329,7 @@ void* operator new[](size_t size) {
 }
 
 void* operator new(size_t size, const std::nothrow_t& tag) noexcept {
-  if (fails(Call::operatorNew)) {
+  if (fails(Call::nothrowNew)) {
     return nullptr;
   }
   kelp_test::lookOn(size);
@@ -335,7 +337,7 @@ void* operator new(size_t size, const std::nothrow_t& tag) noexcept {
 }
 
 void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
-  if (fails(Call::operatorNew)) {
+  if (fails(Call::nothrowNew)) {
     return nullptr;
   }
   kelp_test::lookOn(size);

@@ -32,9 +32,10 @@ enum class Call {
   sleep,
   time,
   fcntl,
-  operatorNew,  // all forms; the throwing ones throw
+  throwingNew,  // operator new in its ordinary forms
+  nothrowNew,   // and in those that give null
 };
-constexpr size_t callCount = static_cast<size_t>(Call::operatorNew) + 1;
+constexpr size_t callCount = static_cast<size_t>(Call::nothrowNew) + 1;
 
 // Which processes a failure concerns: the one that armed it, its children, or both.
 enum class Where { here, child, anywhere };
@@ -73,13 +74,16 @@ struct Replacements {
   void (*operatorNew)(size_t size) = nullptr;  // looks on before the allocation
 };
 
-// Sets replacements for as long as it lives.
+// Sets replacements, all of them, for as long as it lives; then those of before hold again.
 class ScopedReplacements {
  public:
   explicit ScopedReplacements(const Replacements& replacements);
   ~ScopedReplacements();
   ScopedReplacements(const ScopedReplacements&) = delete;
   ScopedReplacements& operator=(const ScopedReplacements&) = delete;
+
+ private:
+  Replacements old_;
 };
 
 // The calls themselves.

@@ -1,0 +1,757 @@
+// Every call that the exec pipe makes fails: once, and from then on.
+#include "exec_fixture.h"
+#include "interposed_calls.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <new>
+
+namespace {
+
+using kelp_cmn_4_4::CCmnExecPipePosix;
+using kelp_test::BlockedChildSignal;
+using kelp_test::Call;
+using kelp_test::hostile;
+using kelp_test::ProbedPipe;
+using kelp_test::realCalls;
+using kelp_test::Replacements;
+using kelp_test::ScopedFailure;
+using kelp_test::ScopedReplacements;
+using kelp_test::Times;
+using kelp_test::Where;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using Lines = std::vector<std::string>;
+
+const std::string launching = "CCmnExecPipePosix::ExecPipe ";
+
+// The library polls ten times a second; these tests cannot wait so long.
+Replacements impatient() {
+  Replacements result;
+  result.nanosleep = [](const timespec*, timespec* rest) {
+    constexpr timespec moment{0, 1000000};
+    return realCalls().nanosleep(&moment, rest);
+  };
+  return result;
+}
+
+// Level 1, so that what is traced are the failures.
+class ExecPipeFailures : public kelp_test::ExecTest {
+ protected:
+  void SetUp() override {
+    ExecTest::SetUp();
+    traceAnew();
+  }
+  void traceAnew() {
+    log = openLog(1);
+    pipe.registerTraceLog(log);
+  }
+  int run(const std::string& command, const std::string& stdinFile = "") {
+    return pipe.run(command, output, stdinFile);
+  }
+  void expectLastError(const std::string& command, int code) {
+    const kelp_cmn_4_4::ECmnExecPipe error = pipe.getLastError();
+    EXPECT_EQ(command, error.m_command);
+    EXPECT_EQ(code, error.m_code);
+    EXPECT_EQ(L"", error.m_message) << "on purpose";
+    EXPECT_EQ(0, error.m_detail) << "on purpose";
+  }
+
+  const ScopedReplacements quick{impatient()};
+  const BlockedChildSignal blocked;
+  ProbedPipe pipe;
+  Lines output;
+};
+
+constexpr Times bothTimes[] = {Times::once, Times::onwards};
+
+TEST_F(ExecPipeFailures, WithoutTheHandlerTheCommandRunsAllTheSame) {
+  for (const Times times : bothTimes) {
+    traceAnew();
+    const ScopedFailure failure(Call::sigaction, EINVAL, 1, times);
+    EXPECT_EQ(0, run(hostile("say x")));
+    EXPECT_THAT(output, ElementsAre("x"));
+    EXPECT_THAT(
+        traced(),
+        ElementsAre(launching + "ERROR: sigaction could not register SIGCHLD signal handler"));
+    EXPECT_EQ(1, failure.failed());
+  }
+}
+
+TEST_F(ExecPipeFailures, ALineThatCannotBeSplitGivesSix) {
+  const ScopedFailure noPipe(Call::pipe, EMFILE);
+  for (const char* command : {"", " \t", "prog 'open", "prog \"", "prog \\", "\\"}) {
+    output = {"kept"};
+    EXPECT_EQ(6, run(command));
+    expectLastError(command, 6);
+    EXPECT_EQ(command, pipe.m_commandLine);
+    EXPECT_EQ(-1, pipe.m_readFd);
+    EXPECT_EQ(-1, pipe.m_childPid);
+    EXPECT_THAT(output, ElementsAre("kept"));
+  }
+  EXPECT_EQ(0, noPipe.calls());
+  EXPECT_THAT(traced(), IsEmpty());
+}
+
+TEST_F(ExecPipeFailures, AFileThatIsNotExecutableGivesSeven) {
+  const kelp_test::ScratchDirectory scratch;
+  const std::string plain = scratch.path() + "plain";
+  kelp_test::writeFile(plain, "");
+  chmod(plain.c_str(), 0644);
+  const ScopedFailure noPipe(Call::pipe, EMFILE);
+  for (const std::string& command : {std::string("/no/such/program"), plain, plain + "/x",
+                                     std::string("''"), std::string("hostile_child")}) {
+    output = {"kept"};
+    EXPECT_EQ(7, run(command)) << command;
+    expectLastError(command, 7);
+    EXPECT_THAT(output, ElementsAre("kept"));
+  }
+  EXPECT_EQ(0, noPipe.calls());
+  EXPECT_THAT(traced(), IsEmpty());
+}
+
+TEST_F(ExecPipeFailures, AccessFailingGivesSeven) {
+  for (const int error : {EACCES, ENOENT, ELOOP, ENAMETOOLONG, ETXTBSY, EIO}) {
+    const ScopedFailure failure(Call::access, error);
+    EXPECT_EQ(7, run(hostile("exit 0")));
+    EXPECT_EQ(1, failure.failed());
+    expectLastError(hostile("exit 0"), 7);
+  }
+}
+
+// An executable directory passes the check and fails in the child.
+TEST_F(ExecPipeFailures, ADirectoryFailsInTheChild) {
+  EXPECT_EQ(11, run("/usr"));
+  EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: execv() failed, errno 13"));
+}
+
+TEST_F(ExecPipeFailures, GrowingTheVectorFails) {
+  const std::string command = "a b c d e f g h i j k l m n o p q r s t u";
+  for (int nth = 1; nth <= 3; ++nth) {
+    for (const Times times : bothTimes) {
+      SCOPED_TRACE(nth);
+      traceAnew();
+      {
+        const ScopedFailure failure(Call::realloc, ENOMEM, nth, times);
+        EXPECT_EQ(6, run(command));
+        EXPECT_EQ(1, failure.failed());
+      }
+      expectLastError(command, 6);
+      EXPECT_EQ(10 * (nth - 1), pipe.m_argc) << "the old vector stays";
+      EXPECT_EQ(10 * (nth - 1), pipe.m_argCapacity);
+      if (nth > 1) {
+        EXPECT_EQ("a", pipe.arguments()[0]);
+      }
+      EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::AddArgument ERROR: realloc(" +
+                                        std::to_string(80 * nth) + ") failed, errno 12"));
+    }
+  }
+}
+
+TEST_F(ExecPipeFailures, GrowingForTheClosingNullFails) {
+  const ScopedFailure failure(Call::realloc, ENOMEM, 2);
+  EXPECT_EQ(6, run("a b c d e f g h i j"));
+  EXPECT_EQ(10, pipe.m_argc);
+  EXPECT_THAT(traced(),
+              ElementsAre("CCmnExecPipePosix::AddArgument ERROR: realloc(160) failed, errno 12"));
+}
+
+TEST_F(ExecPipeFailures, AllocatingAnArgumentFails) {
+  ASSERT_TRUE(pipe.AddArgument("first", 5));
+  {
+    const ScopedFailure failure(Call::nothrowNew, ENOMEM);
+    EXPECT_FALSE(pipe.AddArgument("'second'", 8));
+    EXPECT_EQ(1, failure.failed());
+  }
+  EXPECT_THAT(pipe.arguments(), ElementsAre("first"));
+  EXPECT_THAT(traced(),
+              ElementsAre("CCmnExecPipePosix::AddArgument() ERROR: new[9] failed, errno 12"));
+}
+
+TEST_F(ExecPipeFailures, AllocatingAnyArgumentOfALineFails) {
+  pipe.registerTraceLog(Log());
+  for (int nth = 1; nth <= 3; ++nth) {
+    for (const Times times : bothTimes) {
+      const ScopedFailure failure(Call::nothrowNew, ENOMEM, nth, times);
+      EXPECT_EQ(6, run("one two three"));
+      EXPECT_EQ(1, failure.failed());
+      EXPECT_EQ(nth - 1, pipe.m_argc);
+      expectLastError("one two three", 6);
+    }
+  }
+}
+
+TEST_F(ExecPipeFailures, GrowingFailsSilentlyWithoutATraceLog) {
+  pipe.registerTraceLog(Log());
+  const ScopedFailure failure(Call::realloc, ENOMEM);
+  EXPECT_FALSE(pipe.AddArgument("x", 1));
+  EXPECT_EQ(0, pipe.m_argCapacity);
+}
+
+long pipeAddress = 0;
+int pipeError = 0;
+
+TEST_F(ExecPipeFailures, PipeFailingGivesOne) {
+  for (const int error : {EMFILE, ENFILE, EFAULT}) {
+    traceAnew();
+    pipeError = error;
+    Replacements replacements = impatient();
+    replacements.pipe = [](int* ends) {
+      std::memcpy(&pipeAddress, &ends, sizeof pipeAddress);
+      errno = pipeError;
+      return -1;
+    };
+    {
+      const ScopedReplacements scope(replacements);
+      EXPECT_EQ(1, run(hostile("exit 0")));
+    }
+    expectLastError(hostile("exit 0"), 1);
+    EXPECT_EQ(-1, pipe.m_readFd);
+    EXPECT_EQ(-1, pipe.m_childPid);
+    EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: pipe(" +
+                                      std::to_string(static_cast<int>(pipeAddress)) +
+                                      ") failed, errno " + std::to_string(error)));
+  }
+}
+
+TEST_F(ExecPipeFailures, ForkFailingGivesFourAndReleasesThePipe) {
+  for (const int error : {EAGAIN, ENOMEM}) {
+    traceAnew();
+    const ScopedFailure failure(Call::fork, error);
+    EXPECT_EQ(4, run(hostile("exit 0")));
+    EXPECT_EQ(1, failure.failed());
+    EXPECT_LT(pipe.m_childPid, 0);
+    expectLastError(hostile("exit 0"), 4);
+    EXPECT_THAT(traced(),
+                ElementsAre(launching + "ERROR: fork() failed, errno " + std::to_string(error)));
+    EXPECT_EQ(0, pipe.Close(10));
+  }
+}
+
+TEST_F(ExecPipeFailures, ClosingAfterAFailedForkFailsToo) {
+  const std::string readEnd =
+      launching + "ERROR: failed fork close(pipe[0]) failed, errno " + std::to_string(EIO);
+  const std::string writeEnd =
+      launching + "ERROR: failed fork close(pipe[1]) failed, errno " + std::to_string(EIO);
+  const std::string forked = launching + "ERROR: fork() failed, errno " + std::to_string(EAGAIN);
+  const struct {
+    int nth;
+    Times times;
+    Lines lines;
+  } cases[] = {{1, Times::once, {readEnd, forked}},
+               {2, Times::once, {writeEnd, forked}},
+               {1, Times::onwards, {readEnd, writeEnd, forked}}};
+  for (const auto& c : cases) {
+    traceAnew();
+    {
+      const ScopedFailure noFork(Call::fork, EAGAIN);
+      const ScopedFailure noClose(Call::close, EIO, c.nth, c.times);
+      EXPECT_EQ(4, pipe.ExecPipe(hostile("exit 0"), ""));
+      EXPECT_EQ(2, noClose.calls());
+    }
+    EXPECT_EQ(c.lines, traced());
+    expectLastError(hostile("exit 0"), 4);
+  }
+}
+
+TEST_F(ExecPipeFailures, TheParentsCloseFailingIsOnlyTraced) {
+  for (const int error : {EIO, EINTR}) {
+    traceAnew();
+    {
+      const ScopedFailure failure(Call::close, error, 1);
+      ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
+      EXPECT_EQ(1, failure.failed());
+    }
+    EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: parent close(pipe[1]) failed, errno " +
+                                      std::to_string(error)));
+    EXPECT_EQ(0, pipe.Close(10));
+  }
+}
+
+TEST_F(ExecPipeFailures, ReadFailingEndsTheOutputAndDropsTheLine) {
+  for (const int error : {EIO, EINTR, EAGAIN, EBADF}) {
+    traceAnew();
+    ASSERT_EQ(0, pipe.ExecPipe(hostile("say 'one\\npart'"), ""));
+    char line[64];
+    unsigned char timedOut = 77;
+    ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+    std::memset(line, '#', sizeof line);
+    {
+      const ScopedFailure failure(Call::read, error);
+      EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+      EXPECT_EQ(1, failure.failed());
+    }
+    EXPECT_EQ(0, timedOut);
+    EXPECT_EQ(std::string("part#"), std::string(line, 5)) << "no terminator, on purpose";
+    EXPECT_EQ(-1, pipe.m_bufferCount) << "kept, on purpose";
+    EXPECT_EQ(-1, pipe.m_readFd);
+    EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::ReadLine ERROR: read() failed, errno " +
+                                      std::to_string(error)));
+    EXPECT_EQ(0, pipe.Close(10));
+    EXPECT_EQ(0, run(hostile("say next")));
+    EXPECT_THAT(output, ElementsAre("next")) << "nothing of it is left";
+  }
+}
+
+TEST_F(ExecPipeFailures, ReadFailingInTheMiddleOfExec) {
+  const std::string line = std::string(511, 'x') + "\\n";
+  for (int nth = 1; nth <= 3; ++nth) {
+    for (const Times times : bothTimes) {
+      traceAnew();
+      {
+        const ScopedFailure failure(Call::read, EIO, nth, times, Where::here);
+        EXPECT_EQ(0, run(hostile("say '" + line + line + "'"))) << nth;
+        EXPECT_EQ(1, failure.failed());
+      }
+      EXPECT_EQ(static_cast<size_t>(nth - 1), output.size());
+      EXPECT_EQ(1U, traced().size());
+    }
+  }
+}
+
+TEST_F(ExecPipeFailures, CloseFailingAtTheEndOfTheOutputIsOnlyTraced) {
+  for (const bool endOfFile : {true, false}) {
+    traceAnew();
+    ASSERT_EQ(0, pipe.ExecPipe(hostile(endOfFile ? "exit 0" : "stay"), ""));
+    const std::string fd = std::to_string(pipe.m_readFd);
+    char line[64];
+    unsigned char timedOut = 0;
+    if (!endOfFile) {
+      ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+    }
+    {
+      const ScopedFailure failure(Call::close, EIO);
+      EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, endOfFile ? 60 : 0));
+      EXPECT_EQ(1, failure.failed());
+    }
+    EXPECT_EQ(endOfFile ? 0 : 1, timedOut);
+    EXPECT_EQ(-1, pipe.m_readFd);
+    // "Readline" is meant.
+    EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::Readline ERROR: close(" + fd +
+                                      ") failed, errno 5"));
+    if (!endOfFile) {
+      kill(pipe.m_childPid, SIGKILL);
+    }
+    EXPECT_EQ(endOfFile ? 0 : 12, pipe.Close(10));
+  }
+}
+
+TEST_F(ExecPipeFailures, CloseFailingInCloseGivesThree) {
+  for (const int error : {EIO, EINTR, EBADF}) {
+    traceAnew();
+    ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
+    {
+      const ScopedFailure failure(Call::close, error);
+      EXPECT_EQ(3, pipe.Close(10));
+      EXPECT_EQ(1, failure.failed());
+    }
+    EXPECT_EQ(-1, pipe.m_readFd);
+    EXPECT_EQ(-1, pipe.m_childPid);
+    expectLastError(hostile("exit 0"), 3);
+    EXPECT_THAT(traced(), IsEmpty());
+    EXPECT_EQ(0, pipe.Close(10)) << "only once";
+  }
+}
+
+TEST_F(ExecPipeFailures, CloseFailingWithoutAChildGivesThree) {
+  int ends[2];
+  ASSERT_EQ(0, ::pipe(ends));
+  close(ends[1]);
+  pipe.m_readFd = ends[0];
+  const ScopedFailure failure(Call::close, EIO);
+  EXPECT_EQ(3, pipe.Close(10));
+  expectLastError("", 3);
+}
+
+TEST_F(ExecPipeFailures, TheChildsFailureGoesBeforeThatOfClosing) {
+  const struct {
+    const char* mode;
+    int code;
+  } cases[] = {{"exit 3", 11}, {"die 9", 12}};
+  for (const auto& c : cases) {
+    ASSERT_EQ(0, pipe.ExecPipe(hostile(c.mode), ""));
+    const ScopedFailure failure(Call::close, EIO);
+    EXPECT_EQ(c.code, pipe.Close(10));
+    expectLastError(hostile(c.mode), c.code);
+  }
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
+  ASSERT_EQ(pipe.m_childPid, waitpid(pipe.m_childPid, nullptr, 0));
+  const ScopedFailure failure(Call::close, EIO);
+  EXPECT_EQ(8, pipe.Close(10));
+  expectLastError(hostile("exit 0"), 8);
+}
+
+TEST_F(ExecPipeFailures, EveryCodeLeavesCommandAndCodeOnly) {
+  EXPECT_EQ(11, run(hostile("exit 3")));
+  expectLastError(hostile("exit 3"), 11);
+  EXPECT_EQ(12, run(hostile("die 9")));
+  expectLastError(hostile("die 9"), 12);
+  EXPECT_EQ(0, run(hostile("exit 0")));
+  expectLastError(hostile("die 9"), 12);
+}
+
+// ---- in the child ----
+
+struct ChildFailure {
+  Call call;
+  int nth;
+  int error;
+  const char* stdinFile;
+  const char* traced;  // without the errno
+  bool ends;           // the child
+};
+
+constexpr char noFile[] = "";
+constexpr char aFile[] = "/etc/passwd";
+
+const ChildFailure childFailures[] = {
+    {Call::open, 1, EMFILE, noFile, "ERROR: Could not open /dev/null for reading", true},
+    {Call::open, 1, ENOENT, noFile, "ERROR: Could not open /dev/null for reading", true},
+    {Call::open, 1, EACCES, aFile, "ERROR: Could not open '/etc/passwd' for reading", true},
+    {Call::open, 1, EINTR, aFile, "ERROR: Could not open '/etc/passwd' for reading", true},
+    {Call::dup2, 1, EMFILE, noFile, "ERROR: dup2(stdin) failed", true},
+    {Call::dup2, 1, EINTR, aFile, "ERROR: dup2(stdin) failed", true},
+    {Call::dup2, 2, EBUSY, noFile, "ERROR: dup2(stdout) failed", true},
+    {Call::dup2, 3, EBADF, noFile, "ERROR: dup2(stderr) failed", true},
+    {Call::close, 1, EIO, noFile, nullptr, false},  // the input's number, of which nothing is told
+    {Call::close, 2, EIO, noFile, "ERROR: child close(pipe[0]) failed", false},
+    {Call::close, 3, EINTR, noFile, "ERROR: child close(pipe[1]) failed", false},
+    {Call::execv, 1, ENOEXEC, noFile, "ERROR: execv() failed", true},
+    {Call::execv, 1, E2BIG, noFile, "ERROR: execv() failed", true},
+    {Call::execv, 1, ENOMEM, noFile, "ERROR: execv() failed", true},
+    {Call::execv, 1, ETXTBSY, noFile, "ERROR: execv() failed", true},
+    {Call::execv, 1, EACCES, noFile, "ERROR: execv() failed", true},
+};
+
+TEST_F(ExecPipeFailures, InTheChildAreTracedThereAndGiveStatusOne) {
+  for (const ChildFailure& c : childFailures) {
+    SCOPED_TRACE(std::to_string(static_cast<int>(c.call)) + "/" + std::to_string(c.nth));
+    traceAnew();
+    const ScopedFailure failure(c.call, c.error, c.nth, Times::once, Where::child);
+    EXPECT_EQ(c.ends ? 11 : 0, run(hostile("say x"), c.stdinFile));
+    EXPECT_EQ(c.ends ? Lines() : Lines{"x"}, output);
+    EXPECT_EQ(1, failure.failed());
+    Lines expected;
+    if (c.traced != nullptr) {
+      expected.push_back(launching + c.traced + ", errno " + std::to_string(c.error));
+    }
+    EXPECT_EQ(expected, traced());
+  }
+}
+
+TEST_F(ExecPipeFailures, InTheChildFromThenOn) {
+  for (const ChildFailure& c : childFailures) {
+    if (!c.ends) {
+      continue;
+    }
+    traceAnew();
+    const ScopedFailure failure(c.call, c.error, c.nth, Times::onwards, Where::child);
+    EXPECT_EQ(11, run(hostile("say x"), c.stdinFile));
+    EXPECT_EQ(1, failure.failed()) << "nothing more is tried";
+    EXPECT_EQ(1U, traced().size());
+  }
+  traceAnew();
+  const ScopedFailure failure(Call::close, EIO, 1, Times::onwards, Where::child);
+  EXPECT_EQ(0, run(hostile("say x")));
+  EXPECT_EQ(3, failure.failed());
+  EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: child close(pipe[0]) failed, errno 5",
+                                    launching + "ERROR: child close(pipe[1]) failed, errno 5"));
+}
+
+// The child really ends with status 1.
+TEST_F(ExecPipeFailures, InTheChildEndItWithStatusOne) {
+  const ScopedFailure failure(Call::execv, EACCES, 1, Times::once, Where::child);
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
+  EXPECT_EQ(1 << 8, pipe.WaitPid(60));
+  pipe.m_childPid = -1;
+}
+
+TEST_F(ExecPipeFailures, InTheChildAreSilentWithoutATraceLog) {
+  pipe.registerTraceLog(Log());
+  for (const ChildFailure& c : childFailures) {
+    const ScopedFailure failure(c.call, c.error, c.nth, Times::once, Where::child);
+    EXPECT_EQ(c.ends ? 11 : 0, run(hostile("say x"), c.stdinFile));
+  }
+  EXPECT_THAT(traced(), IsEmpty());
+}
+
+const char* const environmentStep[] = {
+    "LANG",    "LC_ALL", "LC_COLLATE", "LC_CTYPE", "LC_MESSAGES", "LC_MONETARY", "LC_NUMERIC",
+    "LC_TIME", "CDPATH", "EDITOR",     "ENV",      "FPATH",       "IFS"};
+
+// Gives all thirteen variables a value that the child would see unchanged.
+class InheritedVariables {
+ public:
+  InheritedVariables() {
+    for (const char* name : environmentStep) {
+      const char* value = getenv(name);
+      old_.emplace_back(value != nullptr, value != nullptr ? value : "");
+      setenv(name, "inherited", 1);
+    }
+  }
+  ~InheritedVariables() {
+    for (size_t i = 0; i < old_.size(); ++i) {
+      old_[i].first ? setenv(environmentStep[i], old_[i].second.c_str(), 1)
+                    : unsetenv(environmentStep[i]);
+    }
+  }
+  InheritedVariables(const InheritedVariables&) = delete;
+  InheritedVariables& operator=(const InheritedVariables&) = delete;
+
+ private:
+  std::vector<std::pair<bool, std::string>> old_;
+};
+
+// What the environment holds when the step stopped at the n-th variable.
+void expectStoppedAt(int nth, const Lines& output) {
+  for (int i = 1; i <= 13; ++i) {
+    const std::string name = environmentStep[i - 1];
+    const std::string expected = name + (i >= nth ? "=inherited\n" : i <= 8 ? "=C\n" : "=\n");
+    EXPECT_THAT(output, testing::Contains(expected));
+  }
+}
+
+TEST_F(ExecPipeFailures, TheEnvironmentStepStopsAtItsFirstFailure) {
+  const InheritedVariables inherited;
+  for (const Call call : {Call::putenv, Call::malloc}) {
+    for (int nth = 1; nth <= 13; ++nth) {
+      SCOPED_TRACE(nth);
+      traceAnew();
+      const ScopedFailure failure(call, ENOMEM, nth, Times::once, Where::child);
+      EXPECT_EQ(0, run(hostile("env")));
+      EXPECT_EQ(1, failure.failed());
+      if (call == Call::putenv) {
+        EXPECT_EQ(nth, failure.calls()) << "went on after the failure";
+      }
+      EXPECT_THAT(traced(), ElementsAre(launching + "locale modification failed, errno 12"));
+      expectStoppedAt(nth, output);
+    }
+  }
+  traceAnew();
+  EXPECT_EQ(0, run(hostile("env")));
+  expectStoppedAt(14, output);
+  EXPECT_THAT(traced(), IsEmpty());
+}
+
+TEST_F(ExecPipeFailures, WithoutAnyMemoryTheChildStillExecutes) {
+  pipe.registerTraceLog(Log());
+  const InheritedVariables inherited;
+  const ScopedFailure failure(Call::malloc, ENOMEM, 5, Times::onwards, Where::child);
+  EXPECT_EQ(0, run(hostile("env")));
+  expectStoppedAt(5, output);
+  EXPECT_EQ(1, failure.failed());
+}
+
+// ---- in the child of a host whose standard descriptors are closed ----
+
+// Runs in another process, with the given standard descriptor closed, and tells whether all went
+// well.
+template <class Body>
+void inAnotherProcess(int closed, Body body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    close(closed);
+    _exit(body() ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(0, status) << closed;
+}
+
+TEST_F(ExecPipeFailures, NoRoomToMoveAPipeEndLosesNoOutput) {
+  for (int closed = 0; closed < 3; ++closed) {
+    inAnotherProcess(closed, [this] {
+      const ScopedFailure failure(Call::fcntl, EMFILE, 1, Times::onwards, Where::child);
+      return run(hostile("both")) == 0 && output.size() == 6 && failure.failed() >= 1;
+    });
+  }
+}
+
+// As it comes when another thread uses descriptors at the same time.
+TEST_F(ExecPipeFailures, AWriteEndThatHasBecomeStandardInputLosesNoOutput) {
+  inAnotherProcess(0, [this] {
+    Replacements replacements = impatient();
+    replacements.pipe = [](int* ends) {
+      if (realCalls().pipe(ends) != 0) {
+        return -1;
+      }
+      const int spare = fcntl(ends[0], F_DUPFD, 3);
+      if (ends[0] != 0 || dup2(ends[1], 0) != 0) {
+        return -1;
+      }
+      close(ends[1]);
+      ends[0] = spare;
+      ends[1] = 0;
+      return 0;
+    };
+    const ScopedReplacements scope(replacements);
+    return run(hostile("both")) == 0 && output.size() == 6;
+  });
+}
+
+// ---- no memory ----
+
+// Every allocation of a run fails, one after the other. What leaves is only std::bad_alloc, in the
+// process that called, and the object can be used again.
+TEST_F(ExecPipeFailures, RunningOutOfMemoryLeavesNothingBehind) {
+  for (const bool withLog : {false, true}) {
+    pipe.registerTraceLog(withLog ? log : Log());
+    bool passed = false;
+    for (int nth = 1; !passed; ++nth) {
+      SCOPED_TRACE(nth);
+      ASSERT_LT(nth, 200);
+      const std::string command = hostile("say 'a line that is too long for a short string\\n' 3");
+      const auto before = kelp_test::ProcessState::capture().descriptors;
+      int code = -1;
+      const pid_t self = getpid();
+      {
+        const ScopedFailure failure(Call::throwingNew, ENOMEM, nth, Times::once, Where::here);
+        try {
+          code = run(command);
+        } catch (const std::bad_alloc&) {
+          code = -2;
+        }
+        passed = failure.failed() == 0;
+      }
+      if (getpid() != self) {
+        _exit(77);
+      }
+      EXPECT_TRUE(code == -2 || code == 6 || code == 11 || !passed) << code;
+      pipe.Close(60);
+      EXPECT_EQ(before, kelp_test::ProcessState::capture().descriptors);
+      EXPECT_EQ(-1, pipe.m_childPid);
+      EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << "a child is left";
+    }
+  }
+}
+
+// Records that wait for memory are kept; starting a command neither throws nor loses the pipe
+// because of them.
+TEST_F(ExecPipeFailures, NoMemoryForWaitingRecordsDoesNotKeepACommandFromStarting) {
+  constexpr int fakePid = 10000000;
+  {
+    Replacements replacements = impatient();
+    replacements.waitpid = [](pid_t, int*, int) { return 0; };
+    const ScopedReplacements scope(replacements);
+    for (int i = 0; i < 500; ++i) {
+      siginfo_t info{};
+      info.si_pid = fakePid + i;
+      info.si_status = i % 256;
+      CCmnExecPipePosix::GetChildStatus(SIGCHLD, &info, nullptr);
+    }
+  }
+  Replacements replacements = impatient();
+  static std::unique_ptr<ScopedFailure> noMemory;
+  replacements.pipe = [](int* ends) {
+    noMemory = std::make_unique<ScopedFailure>(Call::throwingNew, ENOMEM, 1, Times::onwards);
+    return realCalls().pipe(ends);
+  };
+  int code = -1;
+  {
+    const ScopedReplacements scope(replacements);
+    try {
+      code = pipe.ExecPipe(hostile("exit 0"), "");
+    } catch (const std::bad_alloc&) {
+      code = -2;
+    }
+  }
+  EXPECT_GT(noMemory->failed(), 0);
+  noMemory.reset();
+  EXPECT_EQ(0, code);
+  EXPECT_EQ(0, pipe.Close(60));
+  pipe.registerTraceLog(Log());
+  for (int i = 0; i < 500; ++i) {
+    int status = -1;
+    ASSERT_TRUE(pipe.CheckChildStatusMap(fakePid + i, &status)) << i;
+    ASSERT_EQ(i % 256, status);
+  }
+}
+
+// In the child, a failure that cannot even be traced ends it all the same: nothing there gets back
+// into the host's code.
+TEST_F(ExecPipeFailures, WithoutMemoryTheChildNeverReturnsIntoTheHost) {
+  const pid_t self = getpid();
+  for (const ChildFailure& c : childFailures) {
+    const ScopedFailure failure(c.call, c.error, c.nth, Times::once, Where::child);
+    const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards, Where::child);
+    int code = -1;
+    try {
+      code = pipe.ExecPipe(hostile("exit 0"), "");
+    } catch (const std::bad_alloc&) {
+      code = -2;
+    }
+    if (getpid() != self) {
+      _exit(77);
+    }
+    ASSERT_EQ(0, code);
+    EXPECT_EQ(c.ends ? 1 << 8 : 0, pipe.WaitPid(60));
+    EXPECT_EQ(c.traced != nullptr, noMemory.failed() > 0);
+    pipe.m_childPid = -1;
+    pipe.Close(0);
+  }
+}
+
+// A failure that cannot be traced is dealt with as any other.
+TEST_F(ExecPipeFailures, WithoutMemoryTheOutputStillEnds) {
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
+  Replacements replacements = impatient();
+  static std::unique_ptr<ScopedFailure> noMemory;
+  replacements.read = [](int, void*, size_t) -> ssize_t {
+    noMemory = std::make_unique<ScopedFailure>(Call::throwingNew, ENOMEM, 1, Times::onwards);
+    errno = EIO;
+    return -1;
+  };
+  char line[16];
+  unsigned char timedOut = 0;
+  {
+    const ScopedReplacements scope(replacements);
+    EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  }
+  EXPECT_GT(noMemory->failed(), 0);
+  noMemory.reset();
+  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(0, pipe.Close(60));
+}
+
+// A child once reaped is not waited for again, and a closed descriptor not closed again.
+TEST_F(ExecPipeFailures, WithoutMemoryForTheRecordCloseIsDoneAllTheSame) {
+  pipe.registerTraceLog(Log());
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("say 'a command too long for a short string' 3"), ""));
+  {
+    const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
+    EXPECT_THROW(pipe.Close(60), std::bad_alloc);
+  }
+  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(-1, pipe.m_childPid);
+  int ends[2];
+  ASSERT_EQ(0, ::pipe(ends));
+  close(ends[1]);
+  pipe.m_readFd = ends[0];
+  {
+    const ScopedFailure failure(Call::close, EIO);
+    const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
+    EXPECT_THROW(pipe.Close(60), std::bad_alloc);
+  }
+  EXPECT_EQ(-1, pipe.m_readFd);
+}
+
+// The destructor has no caller to tell.
+TEST_F(ExecPipeFailures, WithoutMemoryTheDestructorStillReaps) {
+  auto other = std::make_unique<ProbedPipe>();
+  ASSERT_EQ(0, other->ExecPipe(hostile("exit 3"), ""));
+  const pid_t child = other->m_childPid;
+  const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
+  other.reset();
+  EXPECT_GT(noMemory.calls(), 0);
+  EXPECT_EQ(-1, kill(child, 0));
+}
+
+}  // namespace
