@@ -72,6 +72,7 @@ void ChildStatusRecorder::record(Map& statuses, int pid, int status) {
   }
   if (!m_ring.push({pid, status})) {
     drain(statuses);  // may re-enter malloc; better than to lose the child
+    topUp();
     placePrepared(statuses, {pid, status});
   }
 }
@@ -101,10 +102,13 @@ void ChildStatusRecorder::drainPrepared(Map& statuses) {
 }
 
 void ChildStatusRecorder::drain(Map& statuses) {
-  topUp();
-  while (m_ring.front() != nullptr && !m_prepared.empty()) {
-    drainPrepared(statuses);
+  drainPrepared(statuses);
+  while (m_ring.front() != nullptr) {
     topUp();
+    if (m_prepared.empty()) {
+      return;
+    }
+    drainPrepared(statuses);
   }
 }
 
@@ -133,6 +137,7 @@ bool ChildStatusRecorder::take(Map& statuses, int pid, int& status) {
       m_prepared.insert(std::move(node));
     }
   }
+  topUp();
   return known;
 }
 
@@ -140,6 +145,7 @@ void ChildStatusRecorder::prepare(Map& statuses) {
   const MapUse use(*this, awaitMap());
   if (use) {
     drain(statuses);
+    topUp();
   }
 }
 
