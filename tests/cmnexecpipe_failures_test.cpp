@@ -108,7 +108,7 @@ TEST_F(ExecPipeFailures, AFileThatIsNotExecutableGivesSeven) {
   chmod(plain.c_str(), 0644);
   const ScopedFailure noPipe(Call::pipe, EMFILE);
   for (const std::string& command : {std::string("/no/such/program"), plain, plain + "/x",
-                                     std::string("''"), std::string("hostile_child")}) {
+                                     std::string("''"), std::string("sh")}) {
     output = {"kept"};
     EXPECT_EQ(7, run(command)) << command;
     expectLastError(command, 7);

@@ -270,7 +270,7 @@ std::wstring CCmnStringTool::tostrupper(const std::wstring& text) {
 }
 
 std::string CCmnStringTool::ltrim(const std::string& text, const char* set) {
-  if (text.empty() || set == nullptr || *set == '\0') {
+  if (set == nullptr || *set == '\0') {
     return text;
   }
   const size_t start = text.find_first_not_of(set);
@@ -279,11 +279,11 @@ std::string CCmnStringTool::ltrim(const std::string& text, const char* set) {
 }
 
 std::string CCmnStringTool::rtrim(const std::string& text, const char* set) {
-  if (text.empty() || set == nullptr || *set == '\0') {
+  if (set == nullptr) {
     return text;
   }
   const size_t last = text.find_last_not_of(set);
-  return last == std::string::npos ? std::string() : text.substr(0, last + 1);
+  return text.substr(0, last + 1);  // npos + 1 is 0
 }
 
 std::string CCmnStringTool::trim(const std::string& text, const char* set) {
