@@ -59,6 +59,8 @@ void* operator new(size_t size) {
   }
   return block;
 }
+// Whatever operator delete releases must have come from malloc.
+void* operator new(size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
 void operator delete(void* block) noexcept { std::free(block); }
 void operator delete(void* block, size_t) noexcept { std::free(block); }
 

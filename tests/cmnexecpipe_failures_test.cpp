@@ -552,13 +552,17 @@ TEST_F(ExecPipeFailures, WithoutAnyMemoryTheChildStillExecutes) {
 
 // ---- in the child of a host whose standard descriptors are closed ----
 
-// Runs in another process, with the given standard descriptor closed, and tells whether all went
-// well.
+// Runs in another process, with the standard descriptors named by the bits closed, and tells
+// whether all went well.
 template <class Body>
 void inAnotherProcess(int closed, Body body) {
   const pid_t child = fork();
   if (child == 0) {
-    close(closed);
+    for (int fd = 0; fd < 3; ++fd) {
+      if ((closed >> fd & 1) != 0) {
+        close(fd);
+      }
+    }
     _exit(body() ? 0 : 1);
   }
   int status = -1;
@@ -567,7 +571,7 @@ void inAnotherProcess(int closed, Body body) {
 }
 
 TEST_F(ExecPipeFailures, NoRoomToMoveAPipeEndLosesNoOutput) {
-  for (int closed = 0; closed < 3; ++closed) {
+  for (int closed = 1; closed < 8; ++closed) {
     inAnotherProcess(closed, [this] {
       const ScopedFailure failure(Call::fcntl, EMFILE, 1, Times::onwards, Where::child);
       return run(hostile("both")) == 0 && output.size() == 6 && failure.failed() >= 1;
@@ -575,9 +579,33 @@ TEST_F(ExecPipeFailures, NoRoomToMoveAPipeEndLosesNoOutput) {
   }
 }
 
+// The input's number is 0 from the start then, and stays open.
+TEST_F(ExecPipeFailures, AnInputThatIsStandardInputAlreadyIsLeftThere) {
+  const kelp_test::ScratchDirectory scratch;
+  const std::string file = scratch.path() + "in";
+  kelp_test::writeFile(file, "input\n");
+  inAnotherProcess(1, [this, &file] {
+    Replacements replacements = impatient();
+    replacements.pipe = [](int* ends) {
+      int low[2];
+      if (realCalls().pipe(low) != 0) {
+        return -1;
+      }
+      for (int i = 0; i < 2; ++i) {
+        ends[i] = fcntl(low[i], F_DUPFD, 10);
+        close(low[i]);
+      }
+      return 0;
+    };
+    const ScopedReplacements scope(replacements);
+    const ScopedFailure dup2Calls(Call::dup2, EIO, 3, Times::onwards, Where::child);
+    return run(hostile("echo"), file) == 0 && output == Lines{"input\n"} && dup2Calls.calls() == 2;
+  });
+}
+
 // As it comes when another thread uses descriptors at the same time.
 TEST_F(ExecPipeFailures, AWriteEndThatHasBecomeStandardInputLosesNoOutput) {
-  inAnotherProcess(0, [this] {
+  inAnotherProcess(1, [this] {
     Replacements replacements = impatient();
     replacements.pipe = [](int* ends) {
       if (realCalls().pipe(ends) != 0) {

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -190,11 +191,10 @@ TEST_F(ExecPipeHandler, TheLastStatusOfANumberWinsHoweverManyRecordsWait) {
     SCOPED_TRACE(count);
     {
       const RunningChildren running;
-      for (int i = 0; i < count; ++i) {
-        tell(fakePid + i, 255 - i % 256);
-      }
-      for (int i = 0; i < count; ++i) {
-        tell(fakePid + i, i % 256);
+      for (const int older : {2, 1, 0}) {
+        for (int i = 0; i < count; ++i) {
+          tell(fakePid + i, (i + older) % 256);
+        }
       }
     }
     expectAllFound(pipe, count);
@@ -222,6 +222,69 @@ TEST_F(ExecPipeHandler, StartingACommandTakesWaitingRecordsIntoTheMap) {
   Lines output;
   EXPECT_EQ(0, pipe.run(hostile("exit 0"), output));
   EXPECT_EQ(500U, ProbedPipe::m_childStatusMap.size());
+}
+
+// The hook runs while the main line is in the map, as a signal may come there.
+TEST_F(ExecPipeHandler, KeepsARecordThatComesWhileTheMapIsInUse) {
+  const RunningChildren running;
+  tell(fakePid, 1);  // takes a prepared node, which has to be made good
+  static bool come;
+  come = false;
+  int status = -1;
+  {
+    Replacements replacements;
+    replacements.waitpid = reapedNothing;
+    replacements.operatorNew = [](size_t) {
+      if (!come) {
+        come = true;
+        tell(fakePid + 1, 2);
+      }
+    };
+    const ScopedReplacements scope(replacements);
+    EXPECT_FALSE(pipe.CheckChildStatusMap(fakePid + 2, &status));
+  }
+  ASSERT_TRUE(come);
+  EXPECT_EQ(0U, ProbedPipe::m_childStatusMap.count(fakePid + 1)) << "nobody else may change it";
+  EXPECT_TRUE(pipe.CheckChildStatusMap(fakePid + 1, &status));
+  EXPECT_EQ(2, status);
+  EXPECT_TRUE(pipe.CheckChildStatusMap(fakePid, &status));
+  EXPECT_EQ(1, status);
+}
+
+// ---- a child that ends when the process has destroyed the library's static objects ----
+
+bool checkedAtExit = false;
+int waitsAtExit = 0;
+
+// Runs last of all when the process exits, because it is registered first of all.
+void checkAtExit(int, void*) {
+  if (checkedAtExit) {
+    tell(fakePid, 1);
+    _exit(waitsAtExit == 0 ? 42 : 1);
+  }
+}
+
+// Not with atexit, which would bind it to the end of this program's own static objects.
+void registerCheck() { on_exit(checkAtExit, nullptr); }
+
+// What stands here is called before any library is initialized.
+__attribute__((section(".preinit_array"), used)) void (*const beforeAnything)() = registerCheck;
+
+TEST_F(ExecPipeHandler, DoesNothingOnceTheMapIsDestroyed) {
+  const pid_t child = fork();
+  if (child == 0) {
+    checkedAtExit = true;
+    Replacements replacements;
+    replacements.waitpid = [](pid_t, int*, int) {
+      ++waitsAtExit;
+      return 0;
+    };
+    new ScopedReplacements(replacements);
+    std::exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(42 << 8, status);
 }
 
 TEST_F(ExecPipeHandler, RecordsTheHostsOwnChildrenToo) {

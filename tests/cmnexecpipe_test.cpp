@@ -1264,6 +1264,7 @@ TEST_F(ExecPipeRun, InstallsTheHandlerWithItsFlags) {
     }
     EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, ProbedPipe::m_act.sa_sigaction);
     EXPECT_EQ(SA_SIGINFO | SA_NOCLDSTOP, ProbedPipe::m_act.sa_flags);
+    EXPECT_EQ(nullptr, ProbedPipe::m_act.sa_restorer) << "cleared first";
     std::memset(static_cast<void*>(&ProbedPipe::m_act), 0x5a, sizeof ProbedPipe::m_act);
   }
 }

@@ -250,7 +250,7 @@ int CCmnExecPipePosix::ExecCommandInChildContext(std::string command,
   if (length == 0) {
     return result;
   }
-  char* line = length < 0 ? nullptr : text;
+  char* line = text;
   int handedOut = 0;
   while (line != nullptr && handedOut < length) {
     char* newline = std::strchr(line, '\n');
