@@ -46,7 +46,7 @@ class CountingAllocations {
 
 }  // namespace
 
-void* operator new(size_t size) {
+__attribute__((noinline)) void* operator new(size_t size) {
   if (counting) {
     ++allocations;
   }
@@ -61,8 +61,8 @@ void* operator new(size_t size) {
 }
 // Whatever operator delete releases must have come from malloc.
 void* operator new(size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, size_t) noexcept { std::free(block); }
+__attribute__((noinline)) void operator delete(void* block) noexcept { std::free(block); }
+__attribute__((noinline)) void operator delete(void* block, size_t) noexcept { std::free(block); }
 
 namespace kelp_cmn_4_4 {
 namespace {

@@ -245,6 +245,9 @@ TEST_F(ExecPipeHandler, KeepsARecordThatComesWhileTheMapIsInUse) {
   }
   ASSERT_TRUE(come);
   EXPECT_EQ(0U, ProbedPipe::m_childStatusMap.count(fakePid + 1)) << "nobody else may change it";
+  tell(fakePid + 3, 3);  // the next one takes it along
+  EXPECT_EQ(1U, ProbedPipe::m_childStatusMap.count(fakePid + 1));
+  EXPECT_EQ(1U, ProbedPipe::m_childStatusMap.count(fakePid + 3));
   EXPECT_TRUE(pipe.CheckChildStatusMap(fakePid + 1, &status));
   EXPECT_EQ(2, status);
   EXPECT_TRUE(pipe.CheckChildStatusMap(fakePid, &status));
