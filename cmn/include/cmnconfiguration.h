@@ -21,9 +21,10 @@ namespace kelp_cmn_4_4 {
  * The file format is that of `ACE_Registry_ImpExp`: a line with a section's path in square
  * brackets, nested names separated by backslashes, then a line for each value: the name in double
  * quotes, "=", and a text in double quotes or `dword:` with eight hexadecimal digits. What ACE does
- * with such a file holds here too: the last line needs its line end, a malformed line ends the
- * import with what came before it already applied, and a line end inside a value breaks the file
- * that it is exported to.
+ * with such a file holds here too: the last line needs its line end; a section line without its
+ * closing bracket, or a value before any section, ends the import with what came before it already
+ * applied; other lines that are no values are passed over; and a line end inside a value breaks the
+ * file that it is exported to.
  *
  * The store remembers the file that it was loaded from and the section last opened, on which the
  * one-name getters and setters work. Nothing is written unless exportConfig() is called.
@@ -34,8 +35,11 @@ namespace kelp_cmn_4_4 {
  */
 class KELP_CMN_API CCmnConfiguration {
  public:
-  /** Opens an empty store. A failure shows in getLastError() only: "Failed to open configuration
-   * heap". */
+  /**
+   * Opens an empty store. A failure shows in getLastError() only, as "Failed to open configuration
+   * heap"; such a store must not be used any further, because ACE's heap does not check whether it
+   * is open.
+   */
   CCmnConfiguration();
 
   /**
