@@ -17,6 +17,7 @@ if(KELP_COVERAGE)
   # Only in its own dialect does the compiler save the counters of a child before it calls execv.
   set(CMAKE_CXX_EXTENSIONS ON)
   target_compile_options(kelp_build_modes INTERFACE --coverage -fprofile-update=atomic)
+  target_compile_definitions(kelp_build_modes INTERFACE KELP_COVERAGE)
   target_link_options(kelp_build_modes INTERFACE --coverage)
 endif()
 
