@@ -151,7 +151,7 @@ TEST(Error, IdentifiersNameTheComponentInUpperCase) {
   } rows[] = {
       {"", "MSG_ERROR__0003"},
       {"CONFIG", "MSG_ERROR_CONFIG_0003"},
-      {"my-Part 2_x", "MSG_ERROR_MY-PART 2_X_0003"},
+      {"my-Module 2_x", "MSG_ERROR_MY-MODULE 2_X_0003"},
       {"%d", "MSG_ERROR_%D_0003"},
   };
   for (const auto& row : rows) {

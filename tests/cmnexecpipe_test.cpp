@@ -88,41 +88,6 @@ TEST(ExecPipeObject, KeepsTheHostsList) {
   expectFresh(pipe);
 }
 
-TEST(ExecPipeObject, FieldsLieInOrder) {
-  const ProbedPipe pipe;
-  const void* const fields[] = {&pipe.m_stdinFile,   &pipe.m_childPid,    &pipe.m_readBuffer,
-                                &pipe.m_bufferCount, &pipe.m_bufferPos,   &pipe.m_readFd,
-                                &pipe.m_argc,        &pipe.m_argCapacity, &pipe.m_argv,
-                                &pipe.m_commandLine};
-  for (size_t i = 1; i < std::size(fields); ++i) {
-    EXPECT_TRUE(std::less<>()(fields[i - 1], fields[i])) << i;
-  }
-}
-
-// The number of a virtual operation in the class's table, by the platform's C++ ABI; -1 when it is
-// not virtual.
-template <class Member>
-long slotOf(Member member) {
-  long words[2];
-  static_assert(sizeof member == sizeof words);
-  std::memcpy(words, &member, sizeof words);
-  return words[0] % 2 == 1 ? words[0] / static_cast<long>(sizeof(void*)) : -1;
-}
-
-TEST(ExecPipeObject, AddsNoVirtualOperation) {
-  EXPECT_EQ(3, slotOf(&CCmnExecPipePosix::ExecPipe));
-  EXPECT_EQ(4, slotOf(&CCmnExecPipePosix::WaitPid));
-  EXPECT_EQ(5, slotOf(&CCmnExecPipePosix::Close));
-  EXPECT_EQ(6, slotOf(&CCmnExecPipePosix::ReadLine));
-  EXPECT_EQ(8, slotOf(&CCmnExecPipePosix::IsChildContext));
-  EXPECT_EQ(9, slotOf(&CCmnExecPipePosix::ExecCommandInChildContext));
-  EXPECT_EQ(12, slotOf(&CCmnExecPipePosix::Init));
-  EXPECT_EQ(-1, slotOf(&CCmnExecPipePosix::ClearArgsList));
-  EXPECT_EQ(-1, slotOf(&CCmnExecPipePosix::AddArgument));
-  EXPECT_EQ(-1, slotOf(&CCmnExecPipePosix::ParseCommand));
-  EXPECT_EQ(-1, slotOf(&CCmnExecPipePosix::CheckChildStatusMap));
-}
-
 TEST(ExecPipeObject, InitForgetsWithoutReleasing) {
   ProbedPipe pipe;
   ASSERT_TRUE(pipe.ParseCommand("one two"));

@@ -295,42 +295,6 @@ TEST(ExecPipeBase, ConstructionCallsNoOperation) {
   EXPECT_TRUE(ScriptedPipe(Lines{"x"}).calls.empty());
 }
 
-TEST(ExecPipeBase, FieldsLieInOrder) {
-  const ScriptedPipe pipe;
-  const void* const fields[] = {
-      &pipe.m_traceLog,       &pipe.m_abortRequested, &pipe.m_hostList,  &pipe.m_pfnIsChildContext,
-      &pipe.m_pfnExecInChild, &pipe.m_pfnFreeOutput,  &pipe.m_lastError, &pipe.m_hostString1,
-      &pipe.m_hostString2,    &pipe.m_stdinFile};
-  for (size_t i = 1; i < std::size(fields); ++i) {
-    EXPECT_TRUE(std::less<>()(fields[i - 1], fields[i])) << i;
-  }
-}
-
-// The number of a virtual operation in the class's table, by the platform's C++ ABI.
-template <class Member>
-long slotOf(Member member) {
-  long words[2];
-  static_assert(sizeof member == sizeof words);
-  std::memcpy(words, &member, sizeof words);
-  return words[0] % 2 == 1 ? words[0] / static_cast<long>(sizeof(void*)) : -1;
-}
-
-TEST(ExecPipeBase, OperationsKeepTheirSlots) {
-  // The two forms of the destructor take 0 and 1.
-  EXPECT_EQ(2, slotOf(&CCmnTraceable::registerTraceLog));
-  EXPECT_EQ(3, slotOf(&CCmnExecPipeBase::ExecPipe));
-  EXPECT_EQ(4, slotOf(&CCmnExecPipeBase::WaitPid));
-  EXPECT_EQ(5, slotOf(&CCmnExecPipeBase::Close));
-  EXPECT_EQ(6, slotOf(&CCmnExecPipeBase::ReadLine));
-  EXPECT_EQ(7, slotOf(&CCmnExecPipeBase::IsAbortRequested));
-  EXPECT_EQ(8, slotOf(&CCmnExecPipeBase::IsChildContext));
-  EXPECT_EQ(9, slotOf(&CCmnExecPipeBase::ExecCommandInChildContext));
-  EXPECT_EQ(10, slotOf(&CCmnExecPipeBase::Exec));
-  EXPECT_EQ(11, slotOf(&CCmnExecPipeBase::Abort));
-  EXPECT_EQ(12, slotOf(&CCmnExecPipeBase::Init));
-  EXPECT_EQ(13, slotOf(&CCmnExecPipeBase::getLastError));
-}
-
 TEST(ExecPipeBase, ChildContextDoesNothingByItself) {
   PlainPipe pipe;
   Lines output{"kept"};

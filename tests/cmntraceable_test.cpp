@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstring>
 #include <memory>
 #include <type_traits>
 
@@ -147,15 +145,6 @@ TEST(Traceable, RegisteringCanBeOverridden) {
   CCmnTraceable& base = refusing;
   base.registerTraceLog(log);
   EXPECT_FALSE(refusing.log());
-}
-
-// The platform's C++ ABI: a pointer to a virtual member function holds one more than the byte
-// offset of its slot.
-TEST(Traceable, TheDestructorsSlotsComeBeforeRegistering) {
-  void (CCmnTraceable::*member)(const Holder&) = &CCmnTraceable::registerTraceLog;
-  std::intptr_t representation = 0;
-  std::memcpy(&representation, &member, sizeof representation);
-  EXPECT_EQ(representation, static_cast<std::intptr_t>(2 * sizeof(void*) + 1));
 }
 
 TEST(Traceable, WritesThroughItsLog) {

@@ -22,6 +22,12 @@ void createIfMissing(const tstr& dir) {
   }
 }
 
+void placeBelowInstallRoot(const char* subdirectory, tstr& dir) {
+  CCmnPathTool::getInstallPath(dir);
+  dir += subdirectory;
+  createIfMissing(dir);
+}
+
 tstr joined(const tstr& first, const tstr& second) {
   tstr result(first.c_str());
   result += second.c_str();
@@ -39,9 +45,7 @@ int CCmnPathTool::getInstallPath(tstr& path) {
 
 int CCmnPathTool::getMessageFileInfo(const tstr& component, tstr& dir, tstr& file) {
   file = joined(messageFilePrefix, component);
-  getInstallPath(dir);
-  dir += resourcesSubdirectory;
-  createIfMissing(dir);
+  placeBelowInstallRoot(resourcesSubdirectory, dir);
   return 0;
 }
 
@@ -57,9 +61,7 @@ int CCmnPathTool::getTraceFileInfo(const tstr& component, tstr& dir, tstr& file)
 
 int CCmnPathTool::getConfigFileInfo(const tstr& component, tstr& dir, tstr& file) {
   file = joined(component, configFileSuffix);
-  getInstallPath(dir);
-  dir += configSubdirectory;
-  createIfMissing(dir);
+  placeBelowInstallRoot(configSubdirectory, dir);
   return 0;
 }
 
