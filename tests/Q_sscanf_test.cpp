@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <dlfcn.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -23,6 +24,26 @@
 #include <string>
 #include <type_traits>
 #include <vector>
+
+namespace {
+
+bool everythingIsUpperCase = false;
+
+// As in a locale with more upper-case letters.
+struct UpperCaseEverywhere {
+  UpperCaseEverywhere() { everythingIsUpperCase = true; }
+  ~UpperCaseEverywhere() { everythingIsUpperCase = false; }
+  UpperCaseEverywhere(const UpperCaseEverywhere&) = delete;
+  UpperCaseEverywhere& operator=(const UpperCaseEverywhere&) = delete;
+};
+
+}  // namespace
+
+// In front of the platform's.
+extern "C" int isupper(int c) noexcept {
+  static const auto platform = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "isupper"));
+  return everythingIsUpperCase ? 1 : platform(c);
+}
 
 namespace {
 
@@ -435,6 +456,15 @@ TEST(Sscanf, AnyOtherConversionCharacterReadsADecimalInteger) {
       EXPECT_EQ(Q_sscanf("42 77", ("%*" + conversion + "%d").c_str(), &next, 4), 1);
       EXPECT_EQ(Q_sscanf("4277", ("%2" + conversion + "%d").c_str(), &slot, 8, &next, 4), 2);
     }
+  }
+}
+
+TEST(Sscanf, OnlyAToZAreLongInEveryLocale) {
+  const UpperCaseEverywhere letters;
+  for (const char letter : {'\xc0', 'a', '?'}) {
+    Slot slot;
+    EXPECT_EQ(Q_sscanf("42", (std::string("%") + letter).c_str(), &slot, 8), 1);
+    EXPECT_EQ(slot, Slot::holding(42));
   }
 }
 

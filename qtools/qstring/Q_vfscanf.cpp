@@ -285,7 +285,8 @@ Modifier integerModifier(const Conversion& conversion) {
   if (isOneOf(conversion.letter, "dinouxX")) {
     return conversion.modifier;
   }
-  const bool isLong = std::isupper(static_cast<unsigned char>(conversion.letter)) != 0;
+  // Not isupper: what is stored must not depend on the locale.
+  const bool isLong = conversion.letter >= 'A' && conversion.letter <= 'Z';
   return isLong ? Modifier::l : Modifier::none;
 }
 

@@ -67,7 +67,7 @@ typedef struct ScanSource {
  * | s | characters up to white space | a terminated text |
  * | [ | characters of a set up to "]", or after "^" not of it | a terminated text |
  * | n | nothing | int: the characters consumed so far |
- * | any other | a decimal integer; modifiers change nothing | long for upper case, else int |
+ * | any other | a decimal integer; modifiers change nothing | long for A to Z, else int |
  *
  * Every conversion but c, [ and n skips white space first. In a set "]" may stand first, and "a-z"
  * is a range; "-" stands for itself first, last, and between characters that fall. The modifiers
