@@ -47,11 +47,14 @@ class CCmnSmartPtr {
   /**
    * Lets go of what is held, then takes a share in what `other` held when the call began. Assigning
    * a holder to itself does nothing.
+   * @warning The new object must not be kept alive only by the object being let go: where `head`
+   * holds the last share of a list's first element, `head = head->next` uses what has been
+   * destroyed. Copy `other` first, and assign the copy.
    */
   CCmnSmartPtr& operator=(const CCmnSmartPtr& other) {
     if (this != &other) {
       T* const object = other.m_object;
-      release();
+      release();  // before the new share is taken, which is meant
       hold(object);
     }
     return *this;
@@ -132,7 +135,8 @@ class KELP_CMN_API CCmnContextSingletonAllocator {
  public:
   /**
    * @return the instance, made with `new T` if there is none: on first need, and after the last
-   * holder let the old one go. It belongs to the holders it is put into.
+   * holder let the old one go. It belongs to the holders it is put into, which must have this
+   * policy: another would delete it, and leave its address here.
    */
   static T* allocate() {
     if (s_instance == nullptr) {

@@ -23,14 +23,15 @@ namespace kelp_cmn_4_4 {
  *
  * | name | type | content |
  * |---|---|---|
- * | str | std::string | bytes: the locale's multibyte encoding where wide strings are met, UTF-8
- * where ICU is | | wstr | std::wstring | 32-bit wide characters, as the platform's functions make
- * them | | tstr | the ACE string | bytes, always read as a NUL-terminated text: a zero byte inside
- * ends it | | ustr | icu::UnicodeString | UTF-16 |
+ * | str | std::string | bytes: with wstr in the locale's multibyte encoding, with ustr UTF-8 |
+ * | wstr | std::wstring | 32-bit wide characters, as the platform's functions make them |
+ * | tstr | the ACE string | bytes, always read as a NUL-terminated text |
+ * | ustr | icu::UnicodeString | UTF-16 |
  *
- * A conversion that changes the type reads its input up to the first zero byte or character. The
- * locale is the process locale (LC_CTYPE); it is only read. The ICU conversions are UTF-8 whatever
- * the locale.
+ * A conversion that changes the type reads its input up to the first zero byte or character; but
+ * ustr2str() and ustr2tstr() read all of it, and cut only the result at its first zero byte. The
+ * locale is the process locale, LC_CTYPE and for doubles LC_NUMERIC; it is only read. The ICU
+ * conversions are UTF-8 whatever the locale.
  *
  * Nothing throws on bad text; allocation failures are std::bad_alloc. All functions are reentrant
  * and may be called from any thread. Only strdup(), wstrdup(), tstrdup() and tstrduplist() return
@@ -55,8 +56,9 @@ class KELP_CMN_API CCmnStringTool {
   /**
    * @param text  wide text
    * @return the text in the locale's multibyte encoding, up to the first character that the locale
-   *         cannot represent. At most 2 * length + 2 bytes are made, on purpose: text that needs
-   * more is cut there, between two characters.
+   *         cannot represent. At most 2 * text.length() + 2 bytes are made, on purpose: text that
+   *         needs more is cut there, between two characters. What stands behind a zero character
+   *         is not converted, but counts in that length.
    */
   static std::string wstr2str(const std::wstring& text);
 
@@ -98,8 +100,8 @@ class KELP_CMN_API CCmnStringTool {
 
   /**
    * @param text  UTF-16; its content is not changed, but its buffer may be given a terminator
-   * @return the text in UTF-8; empty if any of it is malformed (an unpaired surrogate), or if it is
-   * bogus
+   * @return the text in UTF-8, up to its first zero byte; empty if any of it is malformed (an
+   *         unpaired surrogate), also behind a zero character, or if it is bogus
    */
   static std::string ustr2str(icu::UnicodeString& text);
 
@@ -122,7 +124,10 @@ class KELP_CMN_API CCmnStringTool {
   /** @return the number in decimal */
   static std::string uint2str(unsigned long number);
 
-  /** @return the number by "%g": six significant digits; the decimal point is the locale's */
+  /**
+   * @return the number by "%g": six significant digits, with the decimal point of the locale
+   *         (LC_NUMERIC); "inf" and "nan", with their sign, for what is not finite
+   */
   static std::string double2str(double number);
 
   /** @return "true" or "false" */
@@ -154,7 +159,10 @@ class KELP_CMN_API CCmnStringTool {
   /** @return as str2int(), unsigned. So "-1" is 4294967295 and "4294967296" is 0, on purpose. */
   static unsigned int str2uint(const std::string& text);
 
-  /** @return the text read by `strtod`; 0.0 for an empty text */
+  /**
+   * @return the text read by `strtod`, with the decimal point of the locale (LC_NUMERIC); "inf",
+   *         "nan" and hexadecimal numbers ("0x1p4") are read, too. 0.0 for an empty text.
+   */
   static double str2double(const std::string& text);
 
   /**
@@ -201,10 +209,13 @@ class KELP_CMN_API CCmnStringTool {
   /** The same for wide texts. */
   static bool CompareNoCase(const std::wstring& first, const std::wstring& second);
 
-  /** @return a copy with every letter in lower case; bytes of multibyte characters stay */
+  /**
+   * @return a copy with every letter in lower case. Every byte is looked at by itself: in UTF-8 the
+   *         bytes of multibyte characters stay.
+   */
   static std::string tostrlower(const std::string& text);
 
-  /** @return a copy with every letter in upper case; bytes of multibyte characters stay */
+  /** @return a copy with every letter in upper case, byte by byte as in tostrlower() */
   static std::string tostrupper(const std::string& text);
 
   /** @return a copy with every letter in lower case */
@@ -267,8 +278,8 @@ class KELP_CMN_API CCmnStringTool {
   /**
    * @name Duplicates as NUL-terminated arrays
    *
-   * The caller frees them. `alloc` is called once with a number of bytes, as `malloc` is; null
-   * means `malloc`. It must not fail.
+   * `alloc` is called once with a number of bytes, as `malloc` is; null means `malloc`. It must not
+   * fail. The caller frees the array with the counterpart of `alloc`, with `free` for null.
    */
   ///@{
 

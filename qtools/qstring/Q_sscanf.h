@@ -21,9 +21,9 @@ extern "C" {
  * char word[16];
  * const int assigned = Q_sscanf("12 apples", "%d %s", &number, 4, word, 16);  // 2
  * @endcode
- * @param text    a NUL-terminated text, not changed; of a text longer than INT_MAX the rest is not
- *                seen
- * @param format  the format
+ * @param text    a NUL-terminated text, not null, not changed; of a text longer than INT_MAX the
+ *                rest is not seen
+ * @param format  the format, not null
  * @return the number of values assigned; -1 when the text ended before the first conversion, or the
  *         format is cut off inside one
  */

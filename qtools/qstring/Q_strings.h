@@ -135,8 +135,8 @@ KELP_CMN_API int Q_snwprintf(wchar_t* dst, size_t size, const wchar_t* format, .
  * Resizes a block with `realloc`, and frees it where that fails: the caller never keeps a stale
  * one.
  * @param block  the address of the block, which may be null; receives the new one, null on failure
- * @param size   the new size in bytes; 0 is passed on, and the platform then frees an existing
- * block
+ * @param size   the new size in bytes; 0 is passed on, too: the platform then frees an existing
+ *               block and returns null, and gives a fresh block where there was none
  * @return the new block, owned by the caller and freed with `free`; null on failure, or when
  * `block` itself is null
  */

@@ -82,8 +82,13 @@ typedef struct ScanSource {
  *
  * **Numbers.** The longest text that can still become a number is consumed, whatever its length. So
  * "0x" reads as 0 and "1e+" as 1, while "-", "." and ".e5" are consumed and do not match. Integers
- * that do not fit are limited to `intmax_t` or `uintmax_t`, then cut to the type stored; `errno` is
- * then ERANGE, and carries no other result.
+ * that do not fit are limited to `intmax_t` or `uintmax_t`, then cut to the type stored. Floating
+ * numbers are read by `strtod`; out of the range of double they are what it gives, infinity or
+ * about 0, and then made the type stored.
+ *
+ * **errno.** A stored number out of range of intmax_t, uintmax_t or double sets ERANGE; one that is
+ * read with "*" sets nothing. Fetching more input leaves what the platform or the callback leaves.
+ * `errno` carries no other result.
  *
  * @param source  the input; must not be null. Its position and count are left after what was
  *                consumed; a stream is moved there with updateFILE()
