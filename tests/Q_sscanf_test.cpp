@@ -131,6 +131,17 @@ TEST(Sscanf, WhiteSpaceMatchesAnyRunAndNeverFails) {
   EXPECT_EQ(Q_sscanf("", "  "), 0);
 }
 
+TEST(Sscanf, EveryWhiteSpaceCharacterOfTheFormatMatchesARun) {
+  for (const char space : {' ', '\t', '\n', '\v', '\f', '\r'}) {
+    SCOPED_TRACE(static_cast<int>(space));
+    int value = 0;
+    int n = 0;
+    EXPECT_EQ(Q_sscanf("1  x", (std::string("%d") + space + "%n").c_str(), &value, 4, &n, 4), 1);
+    EXPECT_EQ(value, 1);
+    EXPECT_EQ(n, 3);
+  }
+}
+
 TEST(Sscanf, OrdinaryCharactersMatchThemselves) {
   int a = 0;
   int n = -1;
@@ -431,6 +442,44 @@ TEST(Sscanf, UpperCaseDAndOAreLong) {
   unsigned long greatest = 0;
   EXPECT_EQ(Q_sscanf("1777777777777777777777", "%O", &greatest, 8), 1);
   EXPECT_EQ(greatest, ULONG_MAX);
+}
+
+TEST(Sscanf, ReadsOctalNumbersUnsigned) {
+  unsigned long greatest = 0;
+  errno = 0;
+  EXPECT_EQ(Q_sscanf("1777777777777777777777", "%lo", &greatest, 8), 1);
+  EXPECT_EQ(greatest, ULONG_MAX);
+  EXPECT_EQ(errno, 0);
+}
+
+TEST(Sscanf, SetsErrnoForStoredNumbersOutOfRangeOnly) {
+  const struct {
+    const char* text;
+    const char* format;
+    int expected;
+  } rows[] = {{"99999999999999999999", "%d", ERANGE},
+              {"4294967338", "%d", 0},
+              {"99999999999999999999", "%*d", 0},
+              {"1e999", "%lf", ERANGE},
+              {"1e-999", "%lf", ERANGE},
+              {"1e300", "%f", 0},
+              {"1e999", "%*f", 0},
+              {"word", "%d", 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.format) + " on " + row.text);
+    Slot slot;
+    errno = 0;
+    Q_sscanf(row.text, row.format, &slot, 8);
+    EXPECT_EQ(errno, row.expected);
+  }
+}
+
+TEST(Sscanf, GivesInfinityOrZeroForDoublesOutOfRange) {
+  double great = 0;
+  double small = 1;
+  EXPECT_EQ(Q_sscanf("-1e999 1e-999", "%lf%lf", &great, 8, &small, 8), 2);
+  EXPECT_EQ(great, -std::numeric_limits<double>::infinity());
+  EXPECT_EQ(small, 0.0);
 }
 
 // ---- unknown conversion characters

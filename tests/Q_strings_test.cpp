@@ -637,6 +637,14 @@ TEST(DumbRealloc, AllocatesWhereThereIsNoBlock) {
   std::free(block);
 }
 
+TEST(DumbRealloc, AllocatesABlockOfSizeZeroWhereThereIsNone) {
+  void* block = nullptr;
+  void* const result = Q_dumb_realloc(&block, 0);
+  EXPECT_NE(result, nullptr);
+  EXPECT_EQ(block, result);
+  std::free(result);
+}
+
 TEST(DumbRealloc, KeepsTheContentWhenItResizes) {
   void* block = std::malloc(4);
   std::memcpy(block, "abc", 4);

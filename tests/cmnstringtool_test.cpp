@@ -24,9 +24,11 @@
 #ifdef __SANITIZE_ADDRESS__
 extern "C" void* __interceptor_malloc(size_t size);
 extern "C" void* __interceptor_calloc(size_t count, size_t size);
+extern "C" void __interceptor_free(void* block);
 #else
 extern "C" void* __libc_malloc(size_t size);
 extern "C" void* __libc_calloc(size_t count, size_t size);
+extern "C" void __libc_free(void* block);
 #endif
 
 namespace {
@@ -35,6 +37,7 @@ struct Heap {
   bool watched;
   int failAt;  // the number of the watched allocation that fails, from 1; 0 for none
   int count;
+  int freed;
   size_t sizes[8];
 };
 Heap heap;
@@ -79,7 +82,31 @@ __attribute__((no_sanitize("address", "undefined"))) void* calloc(size_t count,
 #endif
 }
 
+__attribute__((no_sanitize("address", "undefined"))) void free(void* block) noexcept {
+  if (heap.watched && block != nullptr) {
+    ++heap.freed;
+  }
+#ifdef __SANITIZE_ADDRESS__
+  __interceptor_free(block);
+#else
+  __libc_free(block);
+#endif
+}
+
 }  // extern "C"
+
+// The sanitizer's own do not ask malloc.
+void* operator new(size_t size) {
+  void* const block = malloc(size);
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
+  return block;
+}
+
+void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept { return malloc(size); }
+void operator delete(void* block) noexcept { free(block); }
+void operator delete(void* block, size_t /*size*/) noexcept { free(block); }
 
 namespace {
 
@@ -118,7 +145,7 @@ using testing::ElementsAre;
 
 class WatchedHeap {
  public:
-  explicit WatchedHeap(int failAt = 0) { heap = {true, failAt, 0, {}}; }
+  explicit WatchedHeap(int failAt = 0) { heap = {true, failAt, 0, 0, {}}; }
   ~WatchedHeap() { heap.watched = false; }
   WatchedHeap(const WatchedHeap&) = delete;
   WatchedHeap& operator=(const WatchedHeap&) = delete;
@@ -679,6 +706,7 @@ TEST(NumbersToText, GiveDoublesSixSignificantDigits) {
               {0.0001, "0.0001"},
               {0.00001, "1e-05"},
               {-1.5e300, "-1.5e+300"},
+              {-1.23457e-300, "-1.23457e-300"},
               {std::numeric_limits<double>::infinity(), "inf"},
               {-std::numeric_limits<double>::infinity(), "-inf"},
               {std::numeric_limits<double>::quiet_NaN(), "nan"}};
@@ -1372,6 +1400,26 @@ TEST(Tstrduplist, GivesNullWhenTheArrayCannotBeAllocated) {
   }
   EXPECT_EQ(copies, nullptr);
   EXPECT_EQ(heap.count, 1);
+}
+
+TEST(Tstrduplist, FreesWhatItHasCopiedWhenACopyThrows) {
+  // Only the long text needs a block of its own on its way: the fourth, after array and copies.
+  const std::vector<tstr> list{tstr("one"), tstr("two"), tstr(std::string(40, 'x').c_str()),
+                               tstr("four")};
+  bool thrown = false;
+  {
+    const WatchedHeap refused(4);
+    try {
+      Tool::tstrduplist(list);
+    } catch (const std::bad_alloc&) {
+      thrown = true;
+    }
+  }
+  EXPECT_TRUE(thrown);
+  EXPECT_EQ(heap.sizes[3], 41U);
+  // All but the refused one; the exception is the last.
+  EXPECT_EQ(heap.count, 5);
+  EXPECT_EQ(heap.freed, 4);
 }
 
 TEST(Tstrfreelist, DoesNothingWithNull) {
