@@ -4,10 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <memory>
 #include <new>
 #include <thread>
 #include <vector>
@@ -93,6 +95,7 @@ TEST(StatusRing, GivesRecordsBackInTheirOrderHoweverOftenItGoesRound) {
 }
 
 TEST(StatusRing, TakesItsCapacityAndNotOneMore) {
+  EXPECT_EQ(ringCapacity, 1024);
   StatusRing ring;
   EXPECT_TRUE(ring.empty());
   EXPECT_EQ(ring.front(), nullptr);
@@ -135,6 +138,47 @@ TEST(StatusRing, LosesNothingAmongProducersInSeveralThreads) {
     thread.join();
   }
   EXPECT_TRUE(ring.empty());
+}
+
+// The ring is never full here, so no record may be refused; a producer that is overtaken between
+// two looks must not mistake that for a full ring.
+TEST(StatusRing, RefusesNothingWhileThereIsRoom) {
+  constexpr int records = 200000;
+  const auto ring = std::make_unique<StatusRing>();
+  std::atomic<int> waiting{0};
+  std::atomic<int> refused{0};
+  const auto produce = [&](int first) {
+    for (int i = 0; i < records; ++i) {
+      while (waiting.fetch_add(1) >= 900) {
+        waiting.fetch_sub(1);
+        std::this_thread::yield();
+      }
+      if (!ring->push({first + i, i})) {
+        ++refused;
+        waiting.fetch_sub(1);
+      }
+    }
+  };
+  std::thread one(produce, 0);
+  std::thread two(produce, records);
+  std::vector<bool> seen(2 * records);
+  int last[2] = {-1, -1};
+  for (int taken = 0; taken + refused.load() < 2 * records;) {
+    if (const StatusRing::Record* const record = ring->front()) {
+      const int producer = record->pid / records;
+      ASSERT_LT(last[producer], record->status) << "out of order";
+      last[producer] = record->status;
+      seen[static_cast<size_t>(record->pid)] = true;
+      ring->pop();
+      waiting.fetch_sub(1);
+      ++taken;
+    }
+  }
+  one.join();
+  two.join();
+  EXPECT_EQ(0, refused);
+  EXPECT_TRUE(ring->empty());
+  EXPECT_EQ(2 * records, std::count(seen.begin(), seen.end(), true));
 }
 
 TEST(ChildStatusRecorder, ShowsARecordInTheMapAtOnceWhilePreparedNodesLast) {

@@ -1,5 +1,4 @@
 // How ended children are recorded, waited for and reported.
-#include "../cmn/src/cmnstatusring.h"
 #include "exec_fixture.h"
 #include "interposed_calls.h"
 
@@ -8,14 +7,10 @@
 
 #include <sys/wait.h>
 
-#include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <thread>
 
 namespace {
 
@@ -354,71 +349,6 @@ TEST_F(ExecPipeHandler, WorksWithoutATraceLog) {
   int status = 0;
   EXPECT_TRUE(pipe.CheckChildStatusMap(4711, &status));
   EXPECT_EQ(-1, pipe.WaitPid(0));
-}
-
-// The ring is never full here, so no record may be refused; a producer that is overtaken between
-// two looks must not mistake that for a full ring.
-TEST(StatusRing, RefusesNothingWhileThereIsRoom) {
-  using kelp_cmn_4_4::StatusRing;
-  constexpr int records = 200000;
-  const auto ring = std::make_unique<StatusRing>();
-  std::atomic<int> waiting{0};
-  std::atomic<int> refused{0};
-  const auto produce = [&](int first) {
-    for (int i = 0; i < records; ++i) {
-      while (waiting.fetch_add(1) >= 900) {
-        waiting.fetch_sub(1);
-        std::this_thread::yield();
-      }
-      if (!ring->push({first + i, i})) {
-        ++refused;
-        waiting.fetch_sub(1);
-      }
-    }
-  };
-  std::thread one(produce, 0);
-  std::thread two(produce, records);
-  std::vector<bool> seen(2 * records);
-  int last[2] = {-1, -1};
-  for (int taken = 0; taken + refused.load() < 2 * records;) {
-    if (const StatusRing::Record* const record = ring->front()) {
-      const int producer = record->pid / records;
-      ASSERT_LT(last[producer], record->status) << "out of order";
-      last[producer] = record->status;
-      seen[static_cast<size_t>(record->pid)] = true;
-      ring->pop();
-      waiting.fetch_sub(1);
-      ++taken;
-    }
-  }
-  one.join();
-  two.join();
-  EXPECT_EQ(0, refused);
-  EXPECT_TRUE(ring->empty());
-  EXPECT_EQ(2 * records, std::count(seen.begin(), seen.end(), true));
-}
-
-TEST(StatusRing, IsFullAtItsCapacityAndKeepsTheOrder) {
-  using kelp_cmn_4_4::StatusRing;
-  const auto ring = std::make_unique<StatusRing>();
-  constexpr int capacity = static_cast<int>(StatusRing::capacity);
-  EXPECT_EQ(1024, capacity);
-  for (int round = 0; round < 3; ++round) {
-    EXPECT_TRUE(ring->empty());
-    EXPECT_EQ(nullptr, ring->front());
-    for (int i = 0; i < capacity; ++i) {
-      ASSERT_TRUE(ring->push({i, round}));
-    }
-    EXPECT_FALSE(ring->push({-1, -1}));
-    ring->pop();
-    EXPECT_TRUE(ring->push({capacity, round}));
-    for (int i = 1; i <= capacity; ++i) {
-      ASSERT_NE(nullptr, ring->front());
-      ASSERT_EQ(i, ring->front()->pid);
-      ASSERT_EQ(round, ring->front()->status);
-      ring->pop();
-    }
-  }
 }
 
 // ---- waiting, by a clock of the test's own ----
