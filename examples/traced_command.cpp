@@ -9,7 +9,10 @@
 
 namespace {
 
-using namespace kelp_cmn_4_4;
+using kelp_cmn_4_4::CCmnContextSingletonAllocator;
+using kelp_cmn_4_4::CCmnExecPipePosix;
+using kelp_cmn_4_4::CCmnSmartPtr;
+using kelp_cmn_4_4::CCmnTraceLog;
 using TraceLog = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
 
 constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
@@ -62,7 +65,7 @@ bool setOption(const std::string& name, const std::string& value, Options& optio
 
 bool parseArguments(const std::vector<std::string>& arguments, Options& options) {
   size_t i = 0;
-  for (; i < arguments.size() && arguments[i].rfind("--", 0) == 0; ++i) {
+  for (; i < arguments.size() && arguments[i].rfind('-', 0) == 0; ++i) {
     if (arguments[i] == "--echo") {
       options.echo = true;
     } else if (i + 1 == arguments.size() || !setOption(arguments[i], arguments[i + 1], options)) {
@@ -79,9 +82,10 @@ bool parseArguments(const std::vector<std::string>& arguments, Options& options)
 }
 
 const char* meaningOf(int code) {
+  using namespace kelp_cmn_4_4;
   switch (code) {
     case execPipeOk:
-      return "the command exited with status 0";
+      return "the command succeeded";
     case execPipePipeFailed:
       return "no pipe could be created";
     case execPipeCloseFailed:
@@ -99,7 +103,7 @@ const char* meaningOf(int code) {
     case execPipeExitStatus:
       return "the command exited with a status other than 0";
     case execPipeSignalled:
-      return "the command was ended by a signal, or exited with a status from 1 to 126";
+      return "the command was ended by a signal, or exited with a status other than 0";
     case execPipeUnexpectedStatus:
       return "the command exited with status 127 or 255, or in an unexpected way";
     default:
@@ -116,10 +120,12 @@ int main(int argc, char** argv) {
     return wrongUsage;
   }
 
-  // One log for the process; empty directory and file mean the configured or default ones.
+  // One log for the process; empty directory and file mean the configured or default ones. The
+  // level counts only until the component's configuration file holds one.
   const TraceLog log = TraceLog::create();
   log->initialize(options.component.c_str(), "", "", options.level, options.echo);
 
+  // Its destructor gives a command that timed out 10 seconds more, then ends it by force.
   CCmnExecPipePosix command;
   command.registerTraceLog(log);
   std::vector<std::string> output;
@@ -132,6 +138,7 @@ int main(int argc, char** argv) {
   std::fflush(stdout);
   std::fprintf(stderr, "result: %d (%s)\n", result, meaningOf(result));
   std::fprintf(stderr, "last error: %s\n", command.getLastError().m_command.c_str());
-  std::fprintf(stderr, "trace file: %s\n", log->getTracePath().c_str());
+  std::fprintf(stderr, "trace file: %s%s\n", log->getTracePath().c_str(),
+               log->isInitialized() ? "" : " (could not be opened)");
   return result;
 }

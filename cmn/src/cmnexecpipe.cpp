@@ -2,6 +2,7 @@
 
 #include "Q_strings.h"
 #include "cmnchildstatus.h"
+#include "cmncommandline.h"
 #include "cmnexecchild.h"
 #include "cmnmillisleep.h"
 #include "cmnstringtool.h"
@@ -42,60 +43,11 @@ struct EndOfRecording {
   ~EndOfRecording() { recorder.close(); }
 } endOfRecording;
 
-bool isBlank(char c) { return c == ' ' || c == '\t'; }
-
-bool isQuote(char c) { return c == '\'' || c == '"'; }
-
 template <class... Args>
 std::wstring failureText(const char* format, Args... args) {
   char text[messageSize];
   Q_snprintf(text, sizeof text, format, args...);
   return CCmnStringTool::str2wstr(std::string(text));
-}
-
-// The end of the word that starts at `word`, or null for an open quote or a backslash at the end.
-const char* endOfWord(const char* word) {
-  char quote = '\0';
-  for (const char* p = word;; ++p) {
-    if (*p == '\0') {
-      return quote == '\0' ? p : nullptr;
-    }
-    if (quote != '\0') {
-      if (*p == quote) {
-        quote = '\0';
-      }
-    } else if (*p == '\\') {
-      if (*++p == '\0') {
-        return nullptr;
-      }
-    } else if (isQuote(*p)) {
-      quote = *p;
-    } else if (isBlank(*p)) {
-      return p;
-    }
-  }
-}
-
-// Removes quotes and backslashes; false, without a terminator, when a backslash is the last byte.
-bool decodeArgument(const char* text, int length, char* out) {
-  char quote = '\0';
-  for (int i = 0; i < length; ++i) {
-    const char c = text[i];
-    if (quote == '\0' && c == '\\') {
-      if (++i == length) {
-        return false;
-      }
-      *out++ = text[i];
-    } else if (quote == '\0' && isQuote(c)) {
-      quote = c;
-    } else if (quote != '\0' && c == quote) {
-      quote = '\0';
-    } else {
-      *out++ = c;
-    }
-  }
-  *out = '\0';
-  return true;
 }
 
 // Whether a time-limited wait found the descriptor readable; tries again as long as select fails
@@ -310,9 +262,7 @@ bool CCmnExecPipePosix::AddArgument(const char* text, int length) {
 bool CCmnExecPipePosix::ParseCommand(const char* commandLine) {
   const char* p = commandLine;
   while (true) {
-    while (isBlank(*p)) {
-      ++p;
-    }
+    p = skipBlanks(p);
     if (*p == '\0') {
       break;
     }
