@@ -31,7 +31,9 @@ namespace kelp_cmn_4_4 {
  *
  * A status of 0 is success; any other is that of the ACE call, or of `access`, that failed, passed
  * through unchanged. Section and value names must not be null. Nothing is thrown but allocation
- * failures. A store is used by one thread at a time. It cannot be copied.
+ * failures. A store is used by one thread at a time. It cannot be copied. Getters leave their out
+ * parameter as it was when they fail. Before any section was opened, the one-name getters and
+ * setters fail and there is nothing to enumerate.
  */
 class KELP_CMN_API CCmnConfiguration {
  public:
@@ -71,8 +73,8 @@ class KELP_CMN_API CCmnConfiguration {
    */
   int importConfig(const char* dir, const char* file);
 
-  /** Writes every section of the heap to the file last named. @return 0, else the status of ACE's
-   * export */
+  /** Writes every section of the heap to the file last named, in place: a crash or a full disk
+   * leaves a cut file. @return 0, else the status of ACE's export */
   int exportConfig();
 
   /**
@@ -80,7 +82,7 @@ class KELP_CMN_API CCmnConfiguration {
    * @param base    the section below which to look
    * @param name    a section's name, or a path of names separated by backslashes
    * @param result  receives the section's key
-   * @param create  1 to create what is missing, 0 not to
+   * @param create  non-zero to create what is missing, 0 not to
    * @return 0, else the heap's status; the current section then stays
    */
   int openSection(const ACE_Configuration_Section_Key& base, const char* name,

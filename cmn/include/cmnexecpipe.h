@@ -27,25 +27,33 @@ namespace kelp_cmn_4_4 {
  * - **A `SIGCHLD` handler** is installed by every ExecPipe() and stays for the life of the process;
  * the library stays loaded as long. It reaps *any* ended child of the process, one for each signal,
  * the host's own children too, and records their numbers and statuses in one map for the whole
- * process. A record that nobody asks for stays there.
+ * process. A record that nobody asks for stays there, and is taken for that of a later child with
+ * the same number. Signals that merge stand for one child only: others stay unreaped until a
+ * `waitpid` asks for them. A handler of the host's is replaced and not called; the host's
+ * `waitpid`, `system` and `pclose` may find their child gone (`ECHILD`); and calls that a signal
+ * interrupts fail with `EINTR` when a child ends, as `SA_RESTART` is not set.
  * - **Statuses.** The map holds a plain exit code or signal number, and Close() reads it as an
  * encoded wait status all the same. So a child that exited with 3 is mostly reported as ended by
  * signal 3 (code 12), one that exited with 127 or 255 as code 13, one that exited with 128 as
  * success. Only when `waitpid` comes before the handler is an exit status reported as such (code
  * 11). This is meant.
- * - **Time-outs** end the reading for good. A grandchild that holds the pipe keeps the reading
- * alive after the child's end.
+ * - **Time-outs** end the reading for good. A grandchild that holds the pipe, or a child of another
+ * object or thread that inherited its write end, keeps the reading alive after the child's end. A
+ * child that writes after the read end was closed gets `SIGPIPE` (or `EPIPE`, where the host
+ * ignores that signal), and mostly ends with code 12.
  * - **Left-over output.** Output that was read ahead but not handed out (after an abort, or a
  * Close() before the end of the output) is handed out first by the next run of the same object.
  * This is meant.
  * - **Descriptors.** The child inherits every descriptor that the host has not marked
- * close-on-exec.
- * - **The environment** is inherited, but for "LANG" and the "LC_" variables, which become "C", and
- * "CDPATH", "EDITOR", "ENV", "FPATH" and "IFS", which become empty.
+ * close-on-exec, and the host's signal mask and ignored signals.
+ * - **The environment** is inherited, but for "LANG", "LC_ALL" and the "LC_" variables of the six
+ * POSIX categories, which become "C", and "CDPATH", "EDITOR", "ENV", "FPATH" and "IFS", which
+ * become empty.
  *
  * Between `fork` and `execv` the child allocates memory, changes its environment and may write to
- * the trace log. Objects in several threads share the handler and the map; each object is used by
- * one thread at a time.
+ * the trace log; in a host with several threads it may so wait for ever for a lock that another
+ * thread held. Objects in several threads share the handler and the map; each object is used by one
+ * thread at a time, and so are all objects with the same trace log together.
  */
 class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
  public:
@@ -55,7 +63,8 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
   /** The same with a list that is kept for the host. */
   explicit CCmnExecPipePosix(std::vector<std::string> hostList);
 
-  /** Calls Close(10): a child that still runs is waited for, and ended by force. */
+  /** Calls Close(10): a child that still runs is waited for, and ended by force; up to half a
+   * minute may pass. */
   ~CCmnExecPipePosix() override;
 
   /**
@@ -63,15 +72,16 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
    * @param command   the command line
    * @param reserved  not used
    * @return 0 with the child running and its output ready to be read; 1, 4, 6 or 7. What fails in
-   * the child makes it exit with status 1.
+   * the child, `execv` of a directory or a damaged file included, makes it exit with status 1.
    */
   int ExecPipe(std::string command, std::string reserved) override;
 
   /**
    * Waits for the child, asking every 100 milliseconds: the map first, then `waitpid`.
    *
-   * After the time-out the child gets `SIGTERM`, and at most 30 seconds later `SIGKILL`; after at
-   * most 30 more it is given up.
+   * After the time-out the child gets `SIGTERM`; after the same time again, but at most 30 seconds,
+   * `SIGKILL`; and after as much again it is given up. The child is not forgotten: that is for
+   * Close().
    * @param timeoutSeconds  how long to wait before `SIGTERM`, measured in the clock's whole
    * seconds; 0 lasts until the clock's second changes, a negative number gives no time at any stage
    * @return the status from the map, or else the raw one from `waitpid`; -1 when there is no child,
@@ -98,7 +108,8 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
    * @param timedOut        receives 1 when waiting for output ran out of time, else 0; must not be
    * null
    * @param timeoutSeconds  how long to wait for each block of output
-   * @return whether a line was stored; otherwise the buffer holds no text
+   * @return whether a line was stored; otherwise the buffer is not terminated. An error drops what
+   * came of the line.
    */
   bool ReadLine(char* buffer, int size, unsigned char* timedOut, long timeoutSeconds) override;
 
@@ -127,7 +138,8 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
    * of them a backslash protects the byte after it.
    * @param text    the argument's bytes, not yet decoded; may be null when `length` is 0
    * @param length  how many; 0 ends the vector with a null instead
-   * @return false when there is no memory, or when a backslash is the last byte
+   * @return false when there is no memory, or when a backslash is the last byte; the argument is
+   * then stored without its terminator
    */
   bool AddArgument(const char* text, int length);
 
@@ -143,8 +155,8 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
    * the signal says of its sender.
    *
    * Safe at any point of the program: it takes no lock and, unless 1,024 records are waiting to be
-   * taken into the map, allocates nothing. Keeps `errno`. Does nothing once the process has begun
-   * to destroy its static objects.
+   * taken into the map, allocates nothing. A record that meets a full queue while the map is in use
+   * is lost. Keeps `errno`. Does nothing once the process has begun to destroy its static objects.
    * @param signalNumber  not used
    * @param info          the child's number and its exit code or signal; nothing is recorded when
    * it is null
@@ -161,8 +173,10 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
   bool CheckChildStatusMap(int pid, int* status);
 
  protected:
-  static struct sigaction m_act;               ///< the handler as last installed
-  static std::map<int, int> m_childStatusMap;  ///< ended child -> exit code or signal number
+  static struct sigaction m_act;  ///< the handler as last installed
+  static std::map<int, int>
+      m_childStatusMap;  ///< ended child -> exit code or signal number; asked through
+                         ///< CheckChildStatusMap() only, lest the handler meet it half changed
 
   int m_childPid;          ///< the running child; -1 for none
   char m_readBuffer[512];  ///< output read ahead

@@ -16,16 +16,16 @@ namespace kelp_cmn_4_4 {
 /** @name Result codes of CCmnExecPipeBase::Exec(), ExecPipe() and Close(). Codes 2, 9 and 10 are
  * never produced. */
 ///@{
-constexpr int execPipeOk = 0;                 ///< success; the child exited with status 0
-constexpr int execPipePipeFailed = 1;         ///< no pipe could be created
-constexpr int execPipeCloseFailed = 3;        ///< the read end could not be closed
-constexpr int execPipeForkFailed = 4;         ///< no child could be created
-constexpr int execPipeReadTimedOut = 5;       ///< no output came in time
-constexpr int execPipeParseFailed = 6;        ///< the command line could not be split
-constexpr int execPipeNotExecutable = 7;      ///< its first word names no executable file
-constexpr int execPipeWaitFailed = 8;         ///< the child could not be waited for
-constexpr int execPipeExitStatus = 11;        ///< the child exited with a non-zero status
-constexpr int execPipeSignalled = 12;         ///< the child was ended by a signal
+constexpr int execPipeOk = 0;             ///< success; the child exited with status 0
+constexpr int execPipePipeFailed = 1;     ///< no pipe could be created
+constexpr int execPipeCloseFailed = 3;    ///< the read end could not be closed
+constexpr int execPipeForkFailed = 4;     ///< no child could be created
+constexpr int execPipeReadTimedOut = 5;   ///< no output came in time
+constexpr int execPipeParseFailed = 6;    ///< the command line could not be split
+constexpr int execPipeNotExecutable = 7;  ///< its first word names no executable file
+constexpr int execPipeWaitFailed = 8;     ///< the child could not be waited for
+constexpr int execPipeExitStatus = 11;    ///< exited with a non-zero status, seen by `waitpid`
+constexpr int execPipeSignalled = 12;  ///< ended by a signal, or a non-zero status from the handler
 constexpr int execPipeUnexpectedStatus = 13;  ///< the wait gave an unexpected status
 ///@}
 
@@ -134,15 +134,17 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
    * which they were written.
    *
    * The child then has 10 seconds to end, before it is ended by force (see WaitPid()). A time-out
-   * returns at once instead: the child is neither waited for nor ended, but left to a later Close()
-   * or to the destructor. An abort ends the reading before the next line.
+   * returns at once instead, with the whole lines that came before it: the child is neither waited
+   * for nor ended, but left to a Close(), which must come before the next run, or to the
+   * destructor. An abort ends the reading before the next line and gives the result of closing. A
+   * child that writes after the read end was closed gets `SIGPIPE`.
    * @param command         the command line
-   * @param output          cleared once the command was started, then receives an element for each
-   * line, its line end included where it had one; a line of more than 8190 bytes comes in pieces of
-   * that size. A zero byte ends an element.
+   * @param output          left as it is when the command cannot be started; else cleared, then
+   * receives an element for each line, its line end included where it had one; a line of more than
+   * 8190 bytes comes in pieces of that size. A zero byte ends an element.
    * @param stdinFile       the file that becomes the child's standard input; empty for "/dev/null"
    * @param timeoutSeconds  how long to wait for more output, each time; not the command's whole
-   * time
+   * time. 0 does not wait; a number beyond `long` counts as negative and has run out at once
    * @param reserved        not used
    * @param hostString1     kept for the host
    * @param hostString2     kept for the host

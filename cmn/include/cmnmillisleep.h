@@ -14,7 +14,7 @@ namespace kelp_cmn_4_4 {
  *
  * Where the system has no `nanosleep` (`ENOSYS`), this and every later call sleep whole seconds
  * instead: the time rounded up, and a second more where it is whole already. May be called from any
- * thread.
+ * thread. May change `errno`.
  * @param milliseconds  how long; not negative
  */
 KELP_CMN_API void millisleep(long milliseconds);

@@ -31,9 +31,10 @@ class KELP_CMN_API CCmnQRBConfiguration {
    * or not.
    *
    * The number is the decimal one after the first "=" of that line, counted from the line's start;
-   * what follows it is ignored. Of a number beyond `int` the low 32 bits are kept. Later lines are
-   * never looked at. Lines are read in pieces of at most 255 bytes, and each piece counts as a line
-   * of its own.
+   * what follows it is ignored. White space and a sign may stand before it. Of a number beyond
+   * `int` the low 32 bits are kept, of one beyond 64 bits those of the nearest 64-bit number. Later
+   * lines are never looked at. Lines are read in pieces of at most 255 bytes, and each piece counts
+   * as a line of its own.
    * @param dir    the file's directory, with its closing "/"; not changed
    * @param file   the file's name; not changed
    * @param level  receives the number; untouched unless 0 is returned

@@ -14,8 +14,8 @@ namespace kelp_cmn_4_4 {
 /**
  * Receives a trace log from the host and keeps it for the derived class.
  *
- * As long as no log is registered the derived class does not trace. An object is used by one thread
- * at a time.
+ * As long as no log is registered the derived class does not trace. An object, and all objects that
+ * share its log, are used by one thread at a time.
  */
 class KELP_CMN_API CCmnTraceable {
  public:

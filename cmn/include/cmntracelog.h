@@ -25,14 +25,15 @@ namespace kelp_cmn_4_4 {
  * | "TRACEDIR" | the trace directory, a text | "/usr/tulsk/krellvane/logs/zorvt/" |
  * | "TRACEFILE" | the trace file's name, a text | the component's name and ".log" |
  * | "TRACELEVEL" | the trace level, a number | the caller's level |
- * | "TRACESTDOUT" | 1 to echo, a number | 1 if the caller asked for echo, else 0 |
+ * | "TRACESTDOUT" | 1 to echo, a number | 0; where only this key is missing, 1 if the caller asked
+ * for echo |
  *
  * and the host product's verbosity (see CCmnQRBConfiguration) can only raise the level. A lower
  * level is more important: 1 is for errors, 3 for details.
  *
  * A log is shared through CCmnSmartPtr holders; CCmnContextSingletonAllocator hands out one per
- * process. It is used by one thread at a time. Several processes may append to one trace file.
- * Nothing is thrown but allocation failures.
+ * process. It is used by one thread at a time, through whichever object that shares it. Several
+ * processes may append to one trace file. Nothing is thrown but allocation failures.
  */
 class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
  public:
@@ -53,8 +54,8 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * @param component  names the trace and configuration files, and stands before echoed lines
    * @param dir        the trace directory; empty for the configured or default one
    * @param file       the trace file's name; empty for the configured or default one. Only where
-   * both are given are they written into the configuration file, and so win; that also sets the
-   * configured echo to 0.
+   * both are given do they count: they are written into the configuration file together with the
+   * level, and so win; that also sets the configured echo to 0.
    * @param level      the level to write where none is configured. The log starts with the
    * configured level, but at most 1, or with 0 where none was configured, unless the host product's
    * verbosity is higher.
@@ -67,9 +68,11 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * ":" stand before it.
    *
    * The message passes if its level is at most the configured "TRACELEVEL" (1 where there is none),
-   * or at most the host product's verbosity where that is 9 or more. Both are read anew by every
-   * call, the verbosity from its file. The trace file is opened for the line and closed at once; a
-   * line that cannot be written or formatted is lost without a report. May change `errno`.
+   * or at most the host product's verbosity where that is 9 or more. "TRACELEVEL" is taken from the
+   * configuration as loaded; the verbosity is read anew from its file by every call. The trace file
+   * is opened for the line and closed at once; a line that cannot be written or formatted is lost
+   * without a report. Nothing is written or echoed before an initialize() that could open the trace
+   * file. May change `errno`.
    * @param level   the message's level
    * @param format  a printf format; null and empty print nothing; its arguments follow
    */
@@ -87,8 +90,8 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
 
   /**
    * Resolves the settings, completing the configuration file where keys are missing, and the echo.
-   * @param dir    receives the effective directory
-   * @param file   receives the effective file name
+   * @param dir receives the effective directory; what it holds is ignored
+   * @param file receives the effective file name; what it holds is ignored
    * @param level  in: the caller's level; out: the larger of the configured level, cut to 1, and
    * the host product's verbosity. A level that had to be written counts as 0.
    */
@@ -104,10 +107,12 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * not read again. */
   void UpdateTraceLevelFromConfigFile();
 
-  /** The level in force. */
+  /** What initialize() computed; from the first trace() on, the loaded "TRACELEVEL" as it is. The
+   * verbosity is not counted in. */
   int getTraceLevel() const { return m_traceLevel; }
 
-  /** The trace file's path; empty before initialize(). */
+  /** The trace file's path, as a rule with a doubled slash before the name; empty before
+   * initialize(). */
   const tstr& getTracePath() const { return m_tracePath; }
 
   /** Whether initialize() could open the trace file. */
