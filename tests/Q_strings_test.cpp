@@ -16,17 +16,6 @@
 #include <string>
 #include <type_traits>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define KELP_TEST_OWN_ALLOCATOR 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define KELP_TEST_OWN_ALLOCATOR 0
-#endif
-#endif
-#ifndef KELP_TEST_OWN_ALLOCATOR
-#define KELP_TEST_OWN_ALLOCATOR 1
-#endif
-
 // What cannot be allocated gives null under the sanitizer, too.
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
@@ -58,12 +47,19 @@ extern "C" int vswprintf(wchar_t* dst, size_t size, const wchar_t* format, va_li
   }
 }
 
-#if KELP_TEST_OWN_ALLOCATOR
+// ---- in front of the platform's allocator, or of the sanitizer's
 
-// ---- in front of the platform's allocator; the sanitizer, which has its own, finds leaks instead
-
+#ifdef __SANITIZE_ADDRESS__
+extern "C" void* __interceptor_malloc(size_t size);
+extern "C" void __interceptor_free(void* block);
+constexpr auto realMalloc = __interceptor_malloc;
+constexpr auto realFree = __interceptor_free;
+#else
 extern "C" void* __libc_malloc(size_t size);
 extern "C" void __libc_free(void* block);
+constexpr auto realMalloc = __libc_malloc;
+constexpr auto realFree = __libc_free;
+#endif
 
 namespace {
 
@@ -76,8 +72,9 @@ void* released = nullptr;
 
 }  // namespace
 
-extern "C" void* malloc(size_t size) noexcept {
-  void* const block = __libc_malloc(size);
+// The first calls come before the sanitizer is ready to check anything.
+extern "C" __attribute__((no_sanitize("address", "undefined"))) void* malloc(size_t size) noexcept {
+  void* const block = realMalloc(size);
   // The formatter itself may allocate: only the first block counts.
   if (watchesAllocator && allocations++ == 0) {
     allocatedSize = size;
@@ -86,15 +83,13 @@ extern "C" void* malloc(size_t size) noexcept {
   return block;
 }
 
-extern "C" void free(void* block) noexcept {
+extern "C" __attribute__((no_sanitize("address", "undefined"))) void free(void* block) noexcept {
   if (watchesAllocator && block != nullptr) {
     ++releases;
     released = block;
   }
-  __libc_free(block);
+  realFree(block);
 }
-
-#endif
 
 namespace {
 
@@ -577,8 +572,6 @@ TEST_P(WideFormatting, StoresAnEmptyTextWhenThePlatformWritesNothing) {
   EXPECT_STREQ(dst, L"");
 }
 
-#if KELP_TEST_OWN_ALLOCATOR
-
 class AllocatorWatch {
  public:
   AllocatorWatch() {
@@ -623,8 +616,6 @@ TEST(DumbRealloc, LeavesTheFreeingToThePlatformWhenTheSizeIsZero) {
   }
   EXPECT_EQ(releases, 0);
 }
-
-#endif
 
 // ---- blocks
 
