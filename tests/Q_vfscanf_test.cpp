@@ -410,10 +410,17 @@ class AnyStream : public testing::TestWithParam<std::tuple<bool, Buffering>> {
     return streamOf(text, std::get<0>(GetParam()), std::get<1>(GetParam()));
   }
 };
-INSTANTIATE_TEST_SUITE_P(FilesAndPipes, AnyStream,
+const auto nameOfStream = [](const auto& stream) {
+  const char* const bufferings[] = {"WithTheUsualBuffer", "WithASmallBuffer", "Unbuffered"};
+  return std::string(std::get<0>(stream.param) ? "Pipe" : "File") +
+         bufferings[static_cast<int>(std::get<1>(stream.param))];
+};
+
+INSTANTIATE_TEST_SUITE_P(Streams, AnyStream,
                          testing::Combine(testing::Bool(),
                                           testing::Values(Buffering::usual, Buffering::small,
-                                                          Buffering::none)));
+                                                          Buffering::none)),
+                         nameOfStream);
 
 TEST_P(AnyStream, ReadsLikeAText) {
   for (const auto& c : pieceCases) {
