@@ -285,6 +285,7 @@ int CCmnExecPipePosix::ExecPipe(std::string command, std::string /*reserved*/) {
             "CCmnExecPipePosix::ExecPipe ERROR: sigaction could not register SIGCHLD signal "
             "handler");
   }
+  // What an abandoned run left in the read-ahead stays there, on purpose.
   m_commandLine = command;
   ClearArgsList();
   if (!ParseCommand(command.c_str())) {

@@ -77,6 +77,7 @@ int CCmnExecPipeBase::Exec(std::string command, std::vector<std::string>& output
     const bool stored =
         ReadLine(line.get(), lineBufferSize - 1, &timedOut, static_cast<long>(timeoutSeconds));
     if (timedOut == 1) {
+      // The child is left to a later Close on purpose.
       m_lastError = ECmnExecPipe(command, execPipeReadTimedOut);
       return execPipeReadTimedOut;
     }

@@ -187,7 +187,7 @@ void CCmnTraceLog::UpdateTraceLevelFromConfigFile() {
   unsigned int configuredLevel = 0;
   if (m_config.openSection(traceSection, section, 1) == 0 &&
       m_config.getIntegerValue(levelKey, configuredLevel) == 0) {
-    m_traceLevel = static_cast<int>(configuredLevel);
+    m_traceLevel = static_cast<int>(configuredLevel);  // not cut here, on purpose
   }
 }
 
