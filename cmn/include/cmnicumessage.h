@@ -1,0 +1,129 @@
+/**
+ * @file cmnicumessage.h
+ * @brief The message whose arguments are ICU values.
+ */
+#ifndef CMNICUMESSAGE_H
+#define CMNICUMESSAGE_H
+
+#include "cmnexport.h"
+#include "cmnmessage.h"
+
+#include <unicode/fmtable.h>
+
+#include <string>
+
+namespace kelp_cmn_4_4 {
+
+/**
+ * A message with a list of typed arguments, put into ICU message patterns (`icu::MessageFormat`).
+ *
+ * Argument i fills the place {i} of the pattern. Its serialized text is
+ * @code{.unparsed}
+ * <SERIALIZED_MESSAGE MSGID=MSG_OPEN_FAILED SEVERITY=2>
+ * <TAB><ARGVALUE INDEX=0 TYPE=3>/tmp/a</ARGVALUE>
+ * <TAB><ARGVALUE INDEX=1 TYPE=2>13</ARGVALUE>
+ * </SERIALIZED_MESSAGE>
+ * @endcode
+ * with one tab character for each `<TAB>`, and a newline after every line. TYPE is the number of
+ * the value's `icu::Formattable::Type`, and the value text is CCmnStringTool's:
+ *
+ * | TYPE | type | value text | read back as |
+ * |---|---|---|---|
+ * | 0 | date | double2str() of its milliseconds | double |
+ * | 1 | double | double2str() | double |
+ * | 2 | long | int2str() | long |
+ * | 3 | string | ustr2str() | string |
+ * | 4, 5, 6 | array, 64-bit integer, object | none | not at all |
+ *
+ * It looks like XML, but nothing is escaped: a string value must not contain "<", and an identifier
+ * no white space.
+ */
+class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
+ public:
+  /** An empty message, ready for deserialize(): no identifier, severity 0, no arguments. */
+  CCmnIcuMessage();
+
+  /**
+   * A message without arguments.
+   * @param messageId   the catalog key; for serialize(), without white space
+   * @param severity    carried along, never interpreted
+   * @param fileName    the source file that raises it
+   * @param lineNumber  the line in it
+   */
+  CCmnIcuMessage(const std::string& messageId, int severity,
+                 const std::string& fileName = std::string(), int lineNumber = 0);
+
+  ~CCmnIcuMessage() override;
+
+  /**
+   * Replaces the arguments.
+   * @param arguments  the values, which are copied; may be null if `count` is 0, and may be the
+   *                   message's own
+   * @param count      their number, 0 or more
+   */
+  void setArguments(const icu::Formattable* arguments, int count);
+
+  /**
+   * Adds an argument behind the others. Each call copies the whole list; setArguments() copies it
+   * once.
+   * @param argument  the value, which is copied; may be one of the message's own. Made as a
+   *                  `double`, an `int` or an `icu::UnicodeString` it survives the way through a
+   *                  serialized text.
+   */
+  void addArgument(const icu::Formattable& argument);
+
+  /** @return the number of arguments */
+  int getArgumentCount() const;
+
+  /**
+   * @param index  from 0 to getArgumentCount() - 1
+   * @return the argument; it is the message's, and valid until the arguments change
+   */
+  const icu::Formattable& getArgument(int index) const;
+
+  /**
+   * Writes the message as told above. The source position is not carried.
+   *
+   * A message without arguments becomes the empty text: not even its identifier is carried, which
+   * is meant. Of an identifier that makes the first line longer than 1,023 bytes, the first line is
+   * cut there, its end and line end included. The length beyond INT_MAX is not meaningful.
+   * @return the message's own record; it and its text are valid until the next serialize() or the
+   *         message's end
+   */
+  SCmnMessageInfo* serialize() override;
+
+  /**
+   * Takes identifier, severity and arguments from a text that serialize() wrote. The arguments are
+   * replaced, also by none; INDEX is read over, they come in the order of the text.
+   *
+   * The reader finds its way by searching, not by grammar. The empty text changes nothing, nor does
+   * one without any character of "<SERIALIZED_MESSAGE". Other text that serialize() did not write
+   * gives an identifier and arguments that are not specified. An identifier is cut to 1,023 bytes.
+   * @param info  a record with a NUL-terminated text, neither of them null; `length` is not looked
+   *              at; nothing is kept
+   * @throw std::out_of_range where the text ends inside an argument; identifier and severity may
+   *        then be the new ones already, the arguments are still the old ones
+   */
+  void deserialize(const SCmnMessageInfo* info) override;
+
+  /**
+   * Puts the arguments into a pattern by `icu::MessageFormat::format`.
+   *
+   * Numbers and dates are written as the default locale (`icu::Locale::getDefault`) has it,
+   * whatever the language of the pattern.
+   * @param pattern  an ICU message pattern, up to its first zero byte, in ICU's default code page:
+   *                 UTF-8 unless the host changed it
+   * @return the text in UTF-8. A pattern that ICU refuses comes back unchanged; no error is
+   *         reported. Where ICU fails midway, what it had written by then.
+   */
+  tstr formatMessage(tstr pattern) override;
+
+ private:
+  icu::Formattable m_arguments;
+  SCmnMessageInfo m_info;
+  std::string m_serialized;
+};
+
+}  // namespace kelp_cmn_4_4
+
+#endif

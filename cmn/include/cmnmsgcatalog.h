@@ -1,0 +1,61 @@
+/**
+ * @file cmnmsgcatalog.h
+ * @brief The abstract message catalog.
+ */
+#ifndef CMNMSGCATALOG_H
+#define CMNMSGCATALOG_H
+
+#include "cmnexport.h"
+#include "cmnrefcount.h"
+#include "cmntypes.h"
+
+#include <string>
+
+namespace kelp_cmn_4_4 {
+
+/**
+ * Turns message identifiers into the localized patterns of one language.
+ *
+ * A host's CCmnMessageCatalogFactory makes catalogs; CCmnMessageCatalogManager calls init() once
+ * and, where that gave 0, asks for texts from then on. Catalogs are shared through CCmnSmartPtr
+ * holders with CCmnNullAllocator, and cannot be copied.
+ */
+class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
+ public:
+  /**
+   * @param language     the language served, an ICU locale name such as "ja"
+   * @param catalogName  the message file's base name, which also stands before every text
+   */
+  CCmnMessageCatalog(const std::string& language, const tstr& catalogName)
+      : m_language(language), m_catalogName(catalogName) {}
+
+  /**
+   * Sets the catalog up. This one needs no setup.
+   * @return 0; a derived catalog that cannot be used returns something else
+   */
+  virtual int init();
+
+  /**
+   * Looks up the pattern of a message. May be called by several threads at once if the derived
+   * catalog says so.
+   * @param id           the identifier
+   * @param defaultText  what to return for an unknown identifier; may be null
+   * @return the pattern; the caller's own
+   */
+  virtual tstr getMessage(const std::string& id, const char* defaultText) const = 0;
+
+  // Declared here, because that is where hosts' virtual tables have it: behind getMessage().
+  ~CCmnMessageCatalog() override;
+
+ protected:
+  /** The language served. */
+  std::string m_language;
+  /** Where the resource bundle is; set by init() of the derived catalog. */
+  tstr m_bundlePath;
+  /** The message file's base name. */
+  tstr m_catalogName;
+};
+
+}  // namespace kelp_cmn_4_4
+
+#endif

@@ -1,0 +1,170 @@
+/**
+ * @file cmnmsgcatalogmgr.h
+ * @brief From message identifiers, messages and serialized messages to localized texts.
+ */
+#ifndef CMNMSGCATALOGMGR_H
+#define CMNMSGCATALOGMGR_H
+
+#include "cmnexport.h"
+#include "cmnmessage.h"
+#include "cmnmsgcatalog.h"
+#include "cmnrefcount.h"
+#include "cmnsmartptr.h"
+#include "cmntypes.h"
+
+#include <map>
+#include <string>
+
+namespace kelp_cmn_4_4 {
+
+/**
+ * What a host implements so that a CCmnMessageCatalogManager can make catalogs and messages.
+ *
+ * @code
+ * class Factory : public CCmnMessageCatalogFactory {
+ *  public:
+ *   CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>> createCatalog(
+ *       const char* language) override {
+ *     return new CCmnIcuMessageCatalog(language, "msgs");
+ *   }
+ *   CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> createMessage(
+ *       const SCmnMessageInfo* info) override {
+ *     CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> message(new CCmnIcuMessage);
+ *     message->deserialize(info);
+ *     return message;
+ *   }
+ *   std::string getDefaultLanguage() override { return "en"; }
+ * };
+ * @endcode
+ */
+class KELP_CMN_API CCmnMessageCatalogFactory {
+ public:
+  /** The manager never destroys its factory. */
+  virtual ~CCmnMessageCatalogFactory();
+
+  /**
+   * Makes a catalog, without calling its init().
+   * @param language  the language; the manager's, valid during the call
+   * @return a full holder of a catalog made with `new`
+   */
+  virtual CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>> createCatalog(
+      const char* language) = 0;
+
+  /**
+   * Makes a message from a serialized one.
+   * @param info  the record that the manager was given
+   * @return a full holder of a message made with `new`
+   */
+  virtual CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> createMessage(
+      const SCmnMessageInfo* info) = 0;
+
+  /** @return the language where none is given, and where the given one has no catalog */
+  virtual std::string getDefaultLanguage() = 0;
+};
+
+/**
+ * Gives localized texts: one catalog for each language, made through the host's factory on first
+ * need and kept.
+ *
+ * No operation reports an error: what is not found comes back as the default text or as the
+ * identifier between "<" and ">". A language whose catalog fails is tried again on every request.
+ *
+ * The two operations with a `char** result` hand out texts that the manager owns. Such a text is
+ * valid until it is given back with deleteLocalizedMessage(), until the same identifier (or the
+ * same serialized text) is asked for again, in whatever language, or until the manager's end.
+ * Callers never free it. What is not given back stays.
+ *
+ * A manager is used by one thread at a time. It cannot be copied.
+ */
+class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
+ public:
+  /** No factory, no catalog, no native language. */
+  CCmnMessageCatalogManager();
+
+  /** Lets go of the catalogs and frees every text handed out. The factory is not touched. */
+  ~CCmnMessageCatalogManager() override;
+
+  /**
+   * Takes the factory, in place of an earlier one, and activates the catalog of its default
+   * language. Catalogs that are active stay.
+   * @param factory  not null; stays the caller's, and must live as long as the manager is used
+   */
+  void registerFactory(CCmnMessageCatalogFactory* factory);
+
+  /**
+   * Makes a catalog for the language and initialises it, unless one is active already. Does nothing
+   * without a factory. A catalog whose init() does not give 0 is dropped.
+   * @param language  passed to the factory as it is, also if empty
+   */
+  void activateCatalog(std::string language);
+
+  /**
+   * Looks up the pattern of a message, in the catalog of the language, which is activated if need
+   * be, or else in that of the default language if it is active already.
+   * @param id           the identifier
+   * @param defaultText  what to return for an unknown identifier, or where there is no catalog; may
+   *                     be null
+   * @param language     the language; empty for the factory's default language. "native" is not
+   *                     replaced here.
+   * @return what the catalog's getMessage() gives; without a catalog `defaultText`, or, where that
+   *         is null, the identifier between "<" and ">"
+   */
+  tstr getMessage(const std::string& id, const char* defaultText, std::string language);
+
+  /**
+   * Localizes a message.
+   * @param message   a full holder
+   * @param language  as for getMessage(); must not be null
+   * @return the message's formatMessage() of the pattern for its identifier
+   */
+  tstr getLocalizedMessage(CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>& message,
+                           const char* language);
+
+  /**
+   * Looks up the pattern of a message, for callers that want a plain text.
+   * @param id        the identifier, not null; the text is kept under it
+   * @param language  null or empty for the default language, "native" (in just these letters) for
+   *                  the native one
+   * @param result    receives the text, which is the manager's; do not change it
+   */
+  void getLocalizedMessage(const char* id, const char* language, char** result);
+
+  /**
+   * Localizes a serialized message. Needs a factory.
+   * @param info      the record, whose text is not null; the result is kept under the whole text
+   * @param language  as above
+   * @param result    receives the text, which is the manager's; do not change it
+   * @throw whatever the factory's createMessage() throws, such as std::out_of_range for a malformed
+   *        text
+   */
+  void getLocalizedMessage(SCmnMessageInfo* info, const char* language, char** result);
+
+  /**
+   * Gives back a text that one of the two operations above handed out, and so ends its life.
+   *
+   * It is found by its content: of several equal texts the one with the smallest key goes, which
+   * need not be the one handed out, and an equal text of the caller's own does as well.
+   * @param result  points to the text, or to null for the empty text; `*result` stays. A text that
+   *                the manager does not keep changes nothing.
+   */
+  void deleteLocalizedMessage(char** result);
+
+  /** @return the language that "native" stands for, empty at first; the manager's, never null,
+   * valid until setNativeLanguage() or the manager's end */
+  const char* getNativeLanguage();
+
+  /** @param language  the language that "native" stands for from now on; copied; not null; empty
+   * for the default language */
+  void setNativeLanguage(const char* language);
+
+ private:
+  std::map<std::string, CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>>
+      m_catalogs;
+  CCmnMessageCatalogFactory* m_factory;
+  std::map<std::string, tstr> m_localizedMessages;
+  std::string m_nativeLanguage;
+};
+
+}  // namespace kelp_cmn_4_4
+
+#endif

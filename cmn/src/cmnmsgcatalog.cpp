@@ -1,0 +1,9 @@
+#include "cmnmsgcatalog.h"
+
+namespace kelp_cmn_4_4 {
+
+int CCmnMessageCatalog::init() { return 0; }
+
+CCmnMessageCatalog::~CCmnMessageCatalog() = default;
+
+}  // namespace kelp_cmn_4_4

@@ -1,0 +1,119 @@
+#include "cmnmsgcatalogmgr.h"
+
+#include "cmnstringtool.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
+using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
+
+tstr fallbackText(const std::string& id, const char* defaultText) {
+  if (defaultText != nullptr) {
+    return tstr(defaultText);
+  }
+  return tstr("<") + CCmnStringTool::str2tstr(id) + ">";
+}
+
+// Only the operations with a plain text for a result know a null and the "native" language.
+std::string resolved(const char* language, const std::string& nativeLanguage) {
+  if (language == nullptr) {
+    return std::string();
+  }
+  return std::string_view(language) == "native" ? nativeLanguage : language;
+}
+
+char* keep(std::map<std::string, tstr>& texts, const std::string& key, const tstr& text) {
+  tstr& kept = texts[key];
+  kept = text;
+  return const_cast<char*>(kept.c_str());
+}
+
+}  // namespace
+
+CCmnMessageCatalogFactory::~CCmnMessageCatalogFactory() = default;
+
+CCmnMessageCatalogManager::CCmnMessageCatalogManager() : m_factory(nullptr) {}
+
+CCmnMessageCatalogManager::~CCmnMessageCatalogManager() = default;
+
+void CCmnMessageCatalogManager::registerFactory(CCmnMessageCatalogFactory* factory) {
+  m_factory = factory;
+  activateCatalog(m_factory->getDefaultLanguage());
+}
+
+void CCmnMessageCatalogManager::activateCatalog(std::string language) {
+  if (m_factory == nullptr || m_catalogs.count(language) != 0) {
+    return;
+  }
+  const Catalog catalog = m_factory->createCatalog(language.c_str());
+  if (catalog->init() == 0) {
+    m_catalogs[language] = catalog;
+  }
+}
+
+tstr CCmnMessageCatalogManager::getMessage(const std::string& id, const char* defaultText,
+                                           std::string language) {
+  if (m_factory == nullptr) {
+    return fallbackText(id, defaultText);
+  }
+  if (language.empty()) {
+    language = m_factory->getDefaultLanguage();
+  }
+  activateCatalog(language);
+  auto found = m_catalogs.find(language);
+  if (found == m_catalogs.end()) {
+    const std::string defaultLanguage = m_factory->getDefaultLanguage();
+    // Not activated here, on purpose: the default language's catalog counts only if it is active.
+    found = defaultLanguage == language ? m_catalogs.end() : m_catalogs.find(defaultLanguage);
+  }
+  if (found == m_catalogs.end()) {
+    return fallbackText(id, defaultText);
+  }
+  const Catalog catalog = found->second;
+  return catalog->getMessage(id, defaultText);
+}
+
+tstr CCmnMessageCatalogManager::getLocalizedMessage(Message& message, const char* language) {
+  return message->formatMessage(getMessage(message->getMessageId(), nullptr, language));
+}
+
+void CCmnMessageCatalogManager::getLocalizedMessage(const char* id, const char* language,
+                                                    char** result) {
+  const tstr text = getMessage(id, nullptr, resolved(language, m_nativeLanguage));
+  *result = keep(m_localizedMessages, id, text);
+}
+
+void CCmnMessageCatalogManager::getLocalizedMessage(SCmnMessageInfo* info, const char* language,
+                                                    char** result) {
+  const std::string resolvedLanguage = resolved(language, m_nativeLanguage);
+  tstr text;
+  {
+    Message message = m_factory->createMessage(info);
+    text = getLocalizedMessage(message, resolvedLanguage.c_str());
+  }
+  *result = keep(m_localizedMessages, info->text, text);
+}
+
+void CCmnMessageCatalogManager::deleteLocalizedMessage(char** result) {
+  const std::string_view wanted = *result == nullptr ? std::string_view() : *result;
+  const auto found = std::find_if(m_localizedMessages.begin(), m_localizedMessages.end(),
+                                  [wanted](const auto& kept) {
+                                    const tstr& text = kept.second;
+                                    return std::string_view(text.c_str(), text.length()) == wanted;
+                                  });
+  if (found != m_localizedMessages.end()) {
+    m_localizedMessages.erase(found);
+  }
+}
+
+const char* CCmnMessageCatalogManager::getNativeLanguage() { return m_nativeLanguage.c_str(); }
+
+void CCmnMessageCatalogManager::setNativeLanguage(const char* language) {
+  m_nativeLanguage = language;
+}
+
+}  // namespace kelp_cmn_4_4
