@@ -6,6 +6,11 @@
 #include <cmnerror.h>
 #include <cmnexecpipe.h>
 #include <cmnexecpipebase.h>
+#include <cmnicucatalog.h>
+#include <cmnicumessage.h>
+#include <cmnmessage.h>
+#include <cmnmsgcatalog.h>
+#include <cmnmsgcatalogmgr.h>
 #include <cmnrefcount.h>
 #include <cmnsmartptr.h>
 #include <cmntraceable.h>
@@ -33,7 +38,7 @@ std::string demangled(const char* symbol) {
   const std::unique_ptr<char, void (*)(void*)> name(
       abi::__cxa_demangle(symbol, nullptr, nullptr, &status), std::free);
   std::string text = status == 0 ? name.get() : symbol;
-  return text.substr(0, text.find('('));
+  return text.substr(0, text.find_first_of("(["));  // without arguments and ABI tags
 }
 
 // "deleting" where the symbol is that of a deleting destructor.
@@ -129,20 +134,85 @@ TEST(VirtualTable, OfExecPipePosixOverridesTheBaseInPlace) {
                 base + "Abort", name + "Init", base + "getLastError"}));
 }
 
-TEST(VirtualTable, OfTraceLogHoldsOnlyDestructorsAndReachesTheCountThroughTheVirtualBase) {
-  const std::string name = scope + "CCmnTraceLog::";
+TEST(VirtualTable, OfMessageHoldsTheCountThenTheSevenOperationsInOrder) {
+  const std::string name = scope + "CCmnMessage::";
   const std::string count = scope + "CCmnRefCount::";
-  const VirtualTable table = virtualTable("CCmnTraceLog");
-  // virtual base offset, offset to top, type; two slots; then the base's part: four call offsets,
-  // offset to top, type; five slots.
-  ASSERT_EQ(table.count, 3U + 2 + 6 + 5);
-  EXPECT_EQ(functionAt(table.words[3]), name + "~CCmnTraceLog");
-  EXPECT_EQ(functionAt(table.words[4]), "deleting " + name + "~CCmnTraceLog");
-  EXPECT_EQ(functionAt(table.words[11]), "virtual thunk to " + name + "~CCmnTraceLog");
-  EXPECT_EQ(functionAt(table.words[12]), "deleting virtual thunk to " + name + "~CCmnTraceLog");
-  EXPECT_EQ(functionAt(table.words[13]), count + "increment");
-  EXPECT_EQ(functionAt(table.words[14]), count + "decrement");
-  EXPECT_EQ(functionAt(table.words[15]), count + "getCount");
+  const std::string pure = "__cxa_pure_virtual";
+  EXPECT_EQ(slotsOf("CCmnMessage"),
+            (std::vector<std::string>{"empty", "empty", count + "increment", count + "decrement",
+                                      count + "getCount", pure, pure, name + "getSeverity",
+                                      name + "getLineNumber", name + "getFileName",
+                                      name + "getMessageId", pure}));
+}
+
+TEST(VirtualTable, OfIcuMessageOverridesTheMessageInPlace) {
+  const std::string base = scope + "CCmnMessage::";
+  const std::string name = scope + "CCmnIcuMessage::";
+  const std::string count = scope + "CCmnRefCount::";
+  EXPECT_EQ(slotsOf("CCmnIcuMessage"),
+            (std::vector<std::string>{
+                name + "~CCmnIcuMessage", "deleting " + name + "~CCmnIcuMessage",
+                count + "increment", count + "decrement", count + "getCount", name + "serialize",
+                name + "deserialize", base + "getSeverity", base + "getLineNumber",
+                base + "getFileName", base + "getMessageId", name + "formatMessage"}));
+}
+
+TEST(VirtualTable, OfTheFactoryHoldsDestructorsThenTheThreeOperationsThatHostsImplement) {
+  const std::string pure = "__cxa_pure_virtual";
+  EXPECT_EQ(slotsOf("CCmnMessageCatalogFactory"),
+            (std::vector<std::string>{"empty", "empty", pure, pure, pure}));
+}
+
+// The table of a class with CCmnRefCount as its virtual base: virtual base offset, offset to top,
+// type; its own slots; then the base's part: four call offsets, offset to top, type; five slots.
+void expectSlotsBeforeVirtualCount(const std::string& className,
+                                   const std::vector<std::string>& ownSlots,
+                                   const std::vector<std::string>& destructors) {
+  const std::string count = scope + "CCmnRefCount::";
+  std::vector<std::string> expected = ownSlots;
+  expected.insert(expected.end(), destructors.begin(), destructors.end());
+  expected.insert(expected.end(), {count + "increment", count + "decrement", count + "getCount"});
+
+  const VirtualTable table = virtualTable(className);
+  ASSERT_EQ(table.count, 3 + ownSlots.size() + 6 + 5);
+  std::vector<std::string> slots;
+  for (size_t i = 0; i < ownSlots.size(); ++i) {
+    slots.push_back(functionAt(table.words[3 + i]));
+  }
+  for (size_t i = 0; i < 5; ++i) {
+    slots.push_back(functionAt(table.words[3 + ownSlots.size() + 6 + i]));
+  }
+  EXPECT_EQ(slots, expected);
+}
+
+TEST(VirtualTable, OfMessageCatalogHoldsInitThenGetMessageThenDestructors) {
+  expectSlotsBeforeVirtualCount(
+      "CCmnMessageCatalog",
+      {scope + "CCmnMessageCatalog::init", "__cxa_pure_virtual", "empty", "empty"},
+      {"empty", "empty"});
+}
+
+TEST(VirtualTable, OfIcuMessageCatalogOverridesTheCatalogInPlace) {
+  const std::string name = scope + "CCmnIcuMessageCatalog::";
+  const std::string destructor = name + "~CCmnIcuMessageCatalog";
+  expectSlotsBeforeVirtualCount(
+      "CCmnIcuMessageCatalog",
+      {name + "init", name + "getMessage", destructor, "deleting " + destructor},
+      {"virtual thunk to " + destructor, "deleting virtual thunk to " + destructor});
+}
+
+TEST(VirtualTable, OfTheCatalogManagerHoldsOnlyDestructors) {
+  const std::string destructor = scope + "CCmnMessageCatalogManager::~CCmnMessageCatalogManager";
+  expectSlotsBeforeVirtualCount(
+      "CCmnMessageCatalogManager", {destructor, "deleting " + destructor},
+      {"virtual thunk to " + destructor, "deleting virtual thunk to " + destructor});
+}
+
+TEST(VirtualTable, OfTraceLogHoldsOnlyDestructors) {
+  const std::string destructor = scope + "CCmnTraceLog::~CCmnTraceLog";
+  expectSlotsBeforeVirtualCount(
+      "CCmnTraceLog", {destructor, "deleting " + destructor},
+      {"virtual thunk to " + destructor, "deleting virtual thunk to " + destructor});
 }
 
 // ---- inheritance --------------------------------------------------------------------------------
@@ -157,6 +227,17 @@ struct IsVirtualBase<Base, Derived,
 
 TEST(Inheritance, IsAsHostsWereCompiledAgainst) {
   EXPECT_TRUE((IsVirtualBase<CCmnRefCount, CCmnTraceLog>::value));
+  EXPECT_TRUE((IsVirtualBase<CCmnRefCount, CCmnMessageCatalog>::value));
+  EXPECT_TRUE((IsVirtualBase<CCmnRefCount, CCmnMessageCatalogManager>::value));
+  EXPECT_TRUE((std::is_base_of_v<CCmnMessageCatalog, CCmnIcuMessageCatalog>));
+  EXPECT_FALSE((IsVirtualBase<CCmnMessageCatalog, CCmnIcuMessageCatalog>::value));
+  EXPECT_TRUE((std::is_base_of_v<CCmnRefCount, CCmnMessage>));
+  EXPECT_FALSE((IsVirtualBase<CCmnRefCount, CCmnMessage>::value));
+  EXPECT_TRUE((std::is_base_of_v<CCmnMessage, CCmnIcuMessage>));
+  EXPECT_FALSE((IsVirtualBase<CCmnMessage, CCmnIcuMessage>::value));
+  EXPECT_FALSE((std::is_base_of_v<CCmnRefCount, CCmnMessageCatalogFactory>));
+  EXPECT_TRUE(std::is_abstract_v<CCmnMessage>);
+  EXPECT_TRUE(std::is_abstract_v<CCmnMessageCatalog>);
   EXPECT_TRUE((std::is_base_of_v<CCmnTraceable, CCmnExecPipeBase>));
   EXPECT_FALSE((IsVirtualBase<CCmnTraceable, CCmnExecPipeBase>::value));
   EXPECT_TRUE((std::is_base_of_v<CCmnExecPipeBase, CCmnExecPipePosix>));
@@ -170,6 +251,12 @@ TEST(Copying, IsPossibleForRecordsAndHoldersOnly) {
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnRefCount>);
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnTraceLog>);
   EXPECT_FALSE(std::is_copy_assignable_v<CCmnTraceLog>);
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnIcuMessage>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnIcuMessage>);
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnIcuMessageCatalog>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnIcuMessageCatalog>);
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnMessageCatalogManager>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnMessageCatalogManager>);
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnConfiguration>);
   EXPECT_FALSE(std::is_copy_assignable_v<CCmnConfiguration>);
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnExecPipePosix>);
@@ -213,6 +300,21 @@ KELP_EXPOSE(CCmnError, m_message)
 KELP_EXPOSE(CCmnError, m_fileName)
 KELP_EXPOSE(CCmnError, m_lineNumber)
 KELP_EXPOSE(CCmnError, m_function)
+KELP_EXPOSE(CCmnMessage, m_messageId)
+KELP_EXPOSE(CCmnMessage, m_severity)
+KELP_EXPOSE(CCmnMessage, m_fileName)
+KELP_EXPOSE(CCmnMessage, m_lineNumber)
+KELP_EXPOSE(CCmnIcuMessage, m_arguments)
+KELP_EXPOSE(CCmnIcuMessage, m_info)
+KELP_EXPOSE(CCmnIcuMessage, m_serialized)
+KELP_EXPOSE(CCmnMessageCatalog, m_language)
+KELP_EXPOSE(CCmnMessageCatalog, m_bundlePath)
+KELP_EXPOSE(CCmnMessageCatalog, m_catalogName)
+KELP_EXPOSE(CCmnIcuMessageCatalog, m_bundle)
+KELP_EXPOSE(CCmnMessageCatalogManager, m_catalogs)
+KELP_EXPOSE(CCmnMessageCatalogManager, m_factory)
+KELP_EXPOSE(CCmnMessageCatalogManager, m_localizedMessages)
+KELP_EXPOSE(CCmnMessageCatalogManager, m_nativeLanguage)
 KELP_EXPOSE(CCmnConfiguration, m_lastError)
 KELP_EXPOSE(CCmnConfiguration, m_heap)
 KELP_EXPOSE(CCmnConfiguration, m_configDir)
@@ -362,6 +464,62 @@ TEST(Fields, OfExecPipePosixFollowTheBase) {
                                            fieldOf(memberOf(CCmnExecPipePosix_m_argCapacity{})),
                                            fieldOf(memberOf(CCmnExecPipePosix_m_argv{})),
                                            fieldOf(memberOf(CCmnExecPipePosix_m_commandLine{}))});
+}
+
+TEST(Fields, OfTheMessageRecordAreTextAndLength) {
+  EXPECT_TRUE(hasType<char*>(&SCmnMessageInfo::text));
+  EXPECT_TRUE(hasType<int>(&SCmnMessageInfo::length));
+  EXPECT_TRUE(std::is_trivial_v<SCmnMessageInfo>);
+  EXPECT_TRUE(std::is_standard_layout_v<SCmnMessageInfo>);
+  expectInOrder(0, {fieldOf(&SCmnMessageInfo::text), fieldOf(&SCmnMessageInfo::length)});
+}
+
+TEST(Fields, OfMessageFollowTheCount) {
+  EXPECT_TRUE(hasType<std::string>(memberOf(CCmnMessage_m_messageId{})));
+  EXPECT_TRUE(hasType<int>(memberOf(CCmnMessage_m_severity{})));
+  EXPECT_TRUE(hasType<std::string>(memberOf(CCmnMessage_m_fileName{})));
+  EXPECT_TRUE(hasType<int>(memberOf(CCmnMessage_m_lineNumber{})));
+  expectInOrder(
+      sizeof(CCmnRefCount),
+      {fieldOf(memberOf(CCmnMessage_m_messageId{})), fieldOf(memberOf(CCmnMessage_m_severity{})),
+       fieldOf(memberOf(CCmnMessage_m_fileName{})), fieldOf(memberOf(CCmnMessage_m_lineNumber{}))});
+}
+
+TEST(Fields, OfIcuMessageFollowTheMessage) {
+  EXPECT_TRUE(hasType<icu::Formattable>(memberOf(CCmnIcuMessage_m_arguments{})));
+  EXPECT_TRUE(hasType<SCmnMessageInfo>(memberOf(CCmnIcuMessage_m_info{})));
+  EXPECT_TRUE(hasType<std::string>(memberOf(CCmnIcuMessage_m_serialized{})));
+  // The derived class begins in the padding that the message's last int leaves.
+  expectInOrder(
+      offsetOf(memberOf(CCmnMessage_m_lineNumber{})) + sizeof(int),
+      {fieldOf(memberOf(CCmnIcuMessage_m_arguments{})), fieldOf(memberOf(CCmnIcuMessage_m_info{})),
+       fieldOf(memberOf(CCmnIcuMessage_m_serialized{}))});
+}
+
+TEST(Fields, OfMessageCatalogAreLanguagePathAndName) {
+  EXPECT_TRUE(hasType<std::string>(memberOf(CCmnMessageCatalog_m_language{})));
+  EXPECT_TRUE(hasType<tstr>(memberOf(CCmnMessageCatalog_m_bundlePath{})));
+  EXPECT_TRUE(hasType<tstr>(memberOf(CCmnMessageCatalog_m_catalogName{})));
+  EXPECT_TRUE(hasType<icu::ResourceBundle*>(memberOf(CCmnIcuMessageCatalog_m_bundle{})));
+  expectInOrder(afterVirtualPointer, {fieldOf(memberOf(CCmnMessageCatalog_m_language{})),
+                                      fieldOf(memberOf(CCmnMessageCatalog_m_bundlePath{})),
+                                      fieldOf(memberOf(CCmnMessageCatalog_m_catalogName{})),
+                                      fieldOf(memberOf(CCmnIcuMessageCatalog_m_bundle{}))});
+}
+
+TEST(Fields, OfTheCatalogManagerAreCatalogsFactoryTextsAndNativeLanguage) {
+  using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
+  using Catalogs = std::map<std::string, Catalog>;
+  using Texts = std::map<std::string, tstr>;
+  EXPECT_TRUE(hasType<Catalogs>(memberOf(CCmnMessageCatalogManager_m_catalogs{})));
+  EXPECT_TRUE(hasType<CCmnMessageCatalogFactory*>(memberOf(CCmnMessageCatalogManager_m_factory{})));
+  EXPECT_TRUE(hasType<Texts>(memberOf(CCmnMessageCatalogManager_m_localizedMessages{})));
+  EXPECT_TRUE(hasType<std::string>(memberOf(CCmnMessageCatalogManager_m_nativeLanguage{})));
+  expectInOrder(afterVirtualPointer,
+                {fieldOf(memberOf(CCmnMessageCatalogManager_m_catalogs{})),
+                 fieldOf(memberOf(CCmnMessageCatalogManager_m_factory{})),
+                 fieldOf(memberOf(CCmnMessageCatalogManager_m_localizedMessages{})),
+                 fieldOf(memberOf(CCmnMessageCatalogManager_m_nativeLanguage{}))});
 }
 
 TEST(Fields, OfTheScanSourceAreInTheStatedOrder) {

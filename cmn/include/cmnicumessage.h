@@ -36,7 +36,7 @@ namespace kelp_cmn_4_4 {
  * | 4, 5, 6 | array, 64-bit integer, object | none | not at all |
  *
  * It looks like XML, but nothing is escaped: a string value must not contain "<", and an identifier
- * no white space.
+ * no white space. double2str() keeps six digits, which moves a date by up to an hour and a half.
  */
 class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
  public:
