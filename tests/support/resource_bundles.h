@@ -7,6 +7,7 @@
 #include <unicode/uclean.h>
 
 #include <filesystem>
+#include <ostream>
 #include <string>
 
 namespace kelp_test {
@@ -31,6 +32,10 @@ class ScopedIcu {
 };
 
 enum class BundleForm { directory, package };
+
+inline void PrintTo(BundleForm form, std::ostream* out) {
+  *out << (form == BundleForm::directory ? "directory" : "package");
+}
 
 // Installs one of the bundles of tests/resources under its own name.
 inline void installBundle(const std::string& name, BundleForm form) {
