@@ -1,3 +1,164 @@
+#include "cmnmessage.h"
+
+#include "cmnsmartptr.h"
+
 #include <gtest/gtest.h>
 
-#include <cmnmessage.h>
+#include <climits>
+#include <cstddef>
+#include <string>
+#include <type_traits>
+
+namespace {
+
+using kelp_cmn_4_4::CCmnMessage;
+using kelp_cmn_4_4::CCmnNullAllocator;
+using kelp_cmn_4_4::CCmnRefCount;
+using kelp_cmn_4_4::CCmnSmartPtr;
+using kelp_cmn_4_4::SCmnMessageInfo;
+using kelp_cmn_4_4::tstr;
+
+// Exactly these signatures, none of them const.
+static_assert(
+    std::is_same_v<decltype(&CCmnMessage::serialize), SCmnMessageInfo* (CCmnMessage::*)()>);
+static_assert(std::is_same_v<decltype(&CCmnMessage::deserialize),
+                             void (CCmnMessage::*)(const SCmnMessageInfo*)>);
+static_assert(std::is_same_v<decltype(&CCmnMessage::getSeverity), int (CCmnMessage::*)()>);
+static_assert(std::is_same_v<decltype(&CCmnMessage::getLineNumber), int (CCmnMessage::*)()>);
+static_assert(std::is_same_v<decltype(&CCmnMessage::getFileName), std::string (CCmnMessage::*)()>);
+static_assert(std::is_same_v<decltype(&CCmnMessage::getMessageId), std::string (CCmnMessage::*)()>);
+static_assert(std::is_same_v<decltype(&CCmnMessage::formatMessage), tstr (CCmnMessage::*)(tstr)>);
+
+static_assert(std::is_abstract_v<CCmnMessage>);
+static_assert(std::has_virtual_destructor_v<CCmnMessage>);
+static_assert(std::is_convertible_v<CCmnMessage*, CCmnRefCount*>);
+
+// The least that makes a message; counts its ends.
+class PlainMessage : public CCmnMessage {
+ public:
+  using CCmnMessage::CCmnMessage;
+  ~PlainMessage() override {
+    if (ends != nullptr) {
+      ++*ends;
+    }
+  }
+  SCmnMessageInfo* serialize() override { return nullptr; }
+  void deserialize(const SCmnMessageInfo* /*info*/) override {}
+  tstr formatMessage(tstr pattern) override { return pattern; }
+
+  void set(const std::string& messageId, int severity, const std::string& fileName,
+           int lineNumber) {
+    m_messageId = messageId;
+    m_severity = severity;
+    m_fileName = fileName;
+    m_lineNumber = lineNumber;
+  }
+
+  int* ends = nullptr;
+};
+
+class OverridingMessage : public PlainMessage {
+ public:
+  OverridingMessage() : PlainMessage("id", 1, "file", 2) {}
+  int getSeverity() override { return 10; }
+  int getLineNumber() override { return 20; }
+  std::string getFileName() override { return "overridden file"; }
+  std::string getMessageId() override { return "overridden id"; }
+};
+
+void expectFields(CCmnMessage& message, const std::string& messageId, int severity,
+                  const std::string& fileName, int lineNumber) {
+  EXPECT_EQ(message.getMessageId(), messageId);
+  EXPECT_EQ(message.getSeverity(), severity);
+  EXPECT_EQ(message.getFileName(), fileName);
+  EXPECT_EQ(message.getLineNumber(), lineNumber);
+}
+
+TEST(MessageInfo, IsAPlainRecordOfTextAndThirtyTwoBitLength) {
+  EXPECT_TRUE((std::is_standard_layout_v<SCmnMessageInfo> && std::is_trivial_v<SCmnMessageInfo>));
+  EXPECT_TRUE((std::is_same_v<decltype(SCmnMessageInfo::text), char*>));
+  EXPECT_TRUE((std::is_same_v<decltype(SCmnMessageInfo::length), int>));
+  EXPECT_EQ(offsetof(SCmnMessageInfo, text), 0U);
+  EXPECT_EQ(offsetof(SCmnMessageInfo, length), sizeof(char*));
+  EXPECT_EQ(sizeof(SCmnMessageInfo), 2 * sizeof(char*));
+}
+
+TEST(Message, TakesItsFourValuesInOrder) {
+  const std::string zeroInside("a\0b", 3);
+  const struct {
+    std::string messageId;
+    int severity;
+    std::string fileName;
+    int lineNumber;
+  } rows[] = {
+      {"MSG_OPEN_FAILED", 2, "open.cpp", 42},
+      {"", 0, "", 0},
+      {"id", INT_MIN, "file", INT_MAX},
+      {"id", INT_MAX, "file", INT_MIN},
+      {"id", -1, "file", -2},
+      {zeroInside, 1, zeroInside + "c", 2},
+      {std::string(5000, 'i'), 1, std::string(6000, 'f'), 2},
+  };
+  for (const auto& row : rows) {
+    PlainMessage message(row.messageId, row.severity, row.fileName, row.lineNumber);
+    expectFields(message, row.messageId, row.severity, row.fileName, row.lineNumber);
+  }
+}
+
+TEST(Message, TellsWhatItsFieldsHoldNow) {
+  PlainMessage message("id", 1, "file", 2);
+  message.set("other id", 3, "other file", 4);
+  expectFields(message, "other id", 3, "other file", 4);
+}
+
+TEST(Message, GivesOutCopies) {
+  PlainMessage message("id", 1, "file", 2);
+  const std::string messageId = message.getMessageId();
+  const std::string fileName = message.getFileName();
+  message.getMessageId() += "!";
+  message.getFileName() += "!";
+  message.set("other id", 1, "other file", 2);
+  EXPECT_EQ(messageId, "id");
+  EXPECT_EQ(fileName, "file");
+  expectFields(message, "other id", 1, "other file", 2);
+}
+
+TEST(Message, AsksTheDerivedClassForEveryValue) {
+  OverridingMessage message;
+  expectFields(message, "overridden id", 10, "overridden file", 20);
+}
+
+TEST(Message, IsCountedFromNobody) {
+  PlainMessage message("id", 1, "file", 2);
+  EXPECT_EQ(message.getCount(), 0);
+  EXPECT_EQ(message.increment(), 1);
+  EXPECT_EQ(message.decrement(), 0);
+}
+
+TEST(Message, EndsWithItsLastHolder) {
+  using Holder = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
+  int ends = 0;
+  auto* message = new PlainMessage("id", 1, "file", 2);
+  message->ends = &ends;
+  {
+    Holder first(message);
+    {
+      const Holder second(message);
+      EXPECT_TRUE(second == first);
+      EXPECT_EQ(message->getCount(), 2);
+    }
+    EXPECT_EQ(ends, 0);
+    expectFields(*first, "id", 1, "file", 2);
+  }
+  EXPECT_EQ(ends, 1);
+}
+
+TEST(Message, EndsThroughItsBase) {
+  int ends = 0;
+  auto* message = new PlainMessage("id", 1, "file", 2);
+  message->ends = &ends;
+  delete static_cast<CCmnRefCount*>(message);
+  EXPECT_EQ(ends, 1);
+}
+
+}  // namespace
