@@ -20,7 +20,8 @@ namespace kelp_cmn_4_4 {
  * packs these. The keys are message identifiers, the values ICU message patterns.
  *
  * ICU remembers for the life of the process that a bundle was not there: one that is installed
- * later is not seen.
+ * later is not seen. It takes a file that it cannot read for one that is not there, and hardly
+ * looks further: a damaged file can crash the process, so bundles must be the host product's own.
  */
 class KELP_CMN_API CCmnIcuMessageCatalog : public CCmnMessageCatalog {
  public:

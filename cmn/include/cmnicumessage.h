@@ -36,7 +36,8 @@ namespace kelp_cmn_4_4 {
  * | 4, 5, 6 | array, 64-bit integer, object | none | not at all |
  *
  * It looks like XML, but nothing is escaped: a string value must not contain "<", and an identifier
- * no white space. double2str() keeps six digits, which moves a date by up to an hour and a half.
+ * must not be empty nor contain white space or ">". double2str() keeps six digits, which moves a
+ * date by up to an hour and a half.
  */
 class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
  public:
@@ -86,7 +87,7 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
    *
    * A message without arguments becomes the empty text: not even its identifier is carried, which
    * is meant. Of an identifier that makes the first line longer than 1,023 bytes, the first line is
-   * cut there, its end and line end included. The length beyond INT_MAX is not meaningful.
+   * cut there, its end and line end included. A length beyond INT_MAX is not meaningful.
    * @return the message's own record; it and its text are valid until the next serialize() or the
    *         message's end
    */
@@ -101,8 +102,9 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
    * gives an identifier and arguments that are not specified. An identifier is cut to 1,023 bytes.
    * @param info  a record with a NUL-terminated text, neither of them null; `length` is not looked
    *              at; nothing is kept
-   * @throw std::out_of_range where the text ends inside an argument; identifier and severity may
-   *        then be the new ones already, the arguments are still the old ones
+   * @throw std::out_of_range where the text ends inside an argument, or has a trailer but no
+   *        arguments; identifier and severity may then be the new ones already, the arguments are
+   *        still the old ones
    */
   void deserialize(const SCmnMessageInfo* info) override;
 
