@@ -1,7 +1,7 @@
 /**
  * @file cmnstringtool.h
  * @brief Conversions between the string types, numbers and text, trimming, case, search,
- * duplicates.
+ * duplicates, XML escaping, hexadecimal, tokens.
  */
 #ifndef CMNSTRINGTOOL_H
 #define CMNSTRINGTOOL_H
@@ -33,7 +33,8 @@ namespace kelp_cmn_4_4 {
  * locale is the process locale, LC_CTYPE and for doubles LC_NUMERIC; it is only read. The ICU
  * conversions are UTF-8 whatever the locale.
  *
- * Nothing throws on bad text; allocation failures are std::bad_alloc. All functions are reentrant
+ * Nothing throws on bad text, but str2binary() and wstr2binary() on an empty one; allocation
+ * failures are std::bad_alloc. All functions are reentrant
  * and may be called from any thread. Only strdup(), wstrdup(), tstrdup() and tstrduplist() return
  * something to be freed.
  */
@@ -304,6 +305,110 @@ class KELP_CMN_API CCmnStringTool {
    * @param list  from tstrduplist(); null is allowed; becomes null
    */
   static void tstrfreelist(char**& list);
+
+  ///@}
+  /** @name XML text */
+  ///@{
+
+  /**
+   * Escapes a text for XML.
+   * @return the text, up to its first zero byte, with `&amp;`, `&lt;`, `&gt;`, `&quot;` and `&#39;`
+   *         for the five special characters
+   */
+  static std::string convertToXmlSpecialCharacters(const std::string& text);
+
+  /**
+   * Puts the characters in place of the five entities that convertToXmlSpecialCharacters() writes,
+   * wherever they stand. No other entity is known, `&apos;` neither. What an ampersand's entity
+   * gives is not looked at again: `&amp;lt;` becomes `&lt;`.
+   * @return the new text, up to its first zero byte
+   */
+  static std::string convertFromXmlSpecialCharacters(const std::string& text);
+
+  /**
+   * @param name     the element's name, neither escaped nor checked
+   * @param open     true for an opening tag, `<name>`, false for a closing one, `</name>`
+   * @param newline  whether a newline follows
+   */
+  static std::string xmlBracket(std::string name, bool open, bool newline);
+
+  /**
+   * Writes an element on a line of its own: a tab, the opening tag, the escaped value, the closing
+   * tag and a newline.
+   * @param name   the element's name, neither escaped nor checked
+   * @param value  the text, not yet escaped
+   */
+  static std::string xmlBracketValue(std::string name, std::string value);
+
+  ///@}
+  /** @name Hexadecimal */
+  ///@{
+
+  /**
+   * @param data   the bytes; may be null if `count` is below 1
+   * @param count  their number; below 1 for none
+   * @return two lower-case digits for each byte
+   */
+  static std::string binary2str(unsigned char* data, int count);
+
+  /** binary2str(), then str2wstr(). */
+  static std::wstring binary2wstr(unsigned char* data, int count);
+
+  /**
+   * Reads pairs of hexadecimal digits, in upper or lower case. The last digit of an odd number is
+   * dropped. A pair that is no number gives what `strtol` makes of it: 0 for "zz", 1 for "1z".
+   * @param out   receives the bytes
+   * @param size  in: the room in `out`, in bytes; out: the number of bytes stored
+   * @param hex   the digits; must not be empty
+   * @return 0; -1 if there is room for less than half the length of `hex`, with nothing stored and
+   *         `*size` untouched
+   * @throw std::out_of_range for an empty text, after one zero byte was stored, which is meant
+   */
+  static int str2binary(unsigned char* out, int* size, const std::string& hex);
+
+  /** str2binary() of wstr2str(). The flag is ignored, on purpose. */
+  static int wstr2binary(unsigned char* out, int* size, std::wstring hex, bool ignored);
+
+  ///@}
+  /** @name Identifiers: a type of at least four hexadecimal digits, then bytes in hexadecimal */
+  ///@{
+
+  /**
+   * @param type   the type, in lower-case digits
+   * @param bytes  the bytes, zero bytes included. One of 0x80 or more is widened with its sign, on
+   *               purpose: 0x80 gives "ffffff80". binary2uid() gives "80" for it.
+   * @return for instance "000141" for type 1 and "A"
+   */
+  static std::string str2uid(unsigned int type, const std::string& bytes);
+
+  /** str2uid() of wstr2str(). */
+  static std::string wstr2uid(unsigned int type, const std::wstring& bytes);
+
+  /**
+   * @param type   the type, in lower-case digits
+   * @param data   the bytes, as for binary2wstr()
+   * @param count  their number
+   */
+  static std::wstring binary2uid(unsigned int type, unsigned char* data, int count);
+
+  ///@}
+  /** @name Tokens */
+  ///@{
+
+  /**
+   * Splits a text as the standard `strtok` does, but without its process-wide state.
+   * @param text        up to its first zero byte
+   * @param delimiters  each of its characters, up to its first zero byte, separates
+   * @return the tokens in order, none of them empty: delimiters in a row count as one, those at
+   *         either end as none
+   */
+  static std::vector<std::string> tokenize(const std::string& text, const std::string& delimiters);
+
+  /**
+   * @return whether the text has the shape of a dotted IPv4 address: four tokens of decimal digits
+   *         between points. On purpose no more is looked at, so "999.1.1.1" and ".1..2.3.4" pass.
+   */
+  static bool isIpAddress(const std::string& text);
 
   ///@}
 };

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cwchar>
 #include <cwctype>
+#include <iterator>
 #include <memory>
 #include <new>
 
@@ -84,6 +85,16 @@ size_t countMatches(const std::string& text, const std::string& from) {
   }
   return count;
 }
+
+struct Entity {
+  const char* character;
+  const char* text;
+};
+
+// The ampersand is escaped first and unescaped last: otherwise its own entities would be seen
+// again.
+constexpr Entity entities[] = {
+    {"&", "&amp;"}, {"<", "&lt;"}, {">", "&gt;"}, {"\"", "&quot;"}, {"'", "&#39;"}};
 
 }  // namespace
 
@@ -363,6 +374,102 @@ void CCmnStringTool::tstrfreelist(char**& list) {
   }
   std::free(list);
   list = nullptr;
+}
+
+std::string CCmnStringTool::convertToXmlSpecialCharacters(const std::string& text) {
+  std::string result = text;
+  for (const Entity& entity : entities) {
+    result = searchreplace(result, entity.character, entity.text);
+  }
+  return result;
+}
+
+std::string CCmnStringTool::convertFromXmlSpecialCharacters(const std::string& text) {
+  std::string result = text;
+  for (auto entity = std::rbegin(entities); entity != std::rend(entities); ++entity) {
+    result = searchreplace(result, entity->text, entity->character);
+  }
+  return result;
+}
+
+std::string CCmnStringTool::xmlBracket(std::string name, bool open, bool newline) {
+  return (open ? "<" : "</") + name + (newline ? ">\n" : ">");
+}
+
+std::string CCmnStringTool::xmlBracketValue(std::string name, std::string value) {
+  return "\t" + xmlBracket(name, true, false) + convertToXmlSpecialCharacters(value) +
+         xmlBracket(name, false, true);
+}
+
+std::string CCmnStringTool::binary2str(unsigned char* data, int count) {
+  constexpr char digits[] = "0123456789abcdef";
+  std::string result;
+  for (int i = 0; i < count; ++i) {
+    result += digits[data[i] >> 4];
+    result += digits[data[i] & 0xf];
+  }
+  return result;
+}
+
+std::wstring CCmnStringTool::binary2wstr(unsigned char* data, int count) {
+  return str2wstr(binary2str(data, count));
+}
+
+int CCmnStringTool::str2binary(unsigned char* out, int* size, const std::string& hex) {
+  if (*size < static_cast<int>(hex.length() / 2)) {
+    return -1;
+  }
+  int count = 0;
+  if (hex.length() != 1) {
+    size_t position = 0;
+    do {
+      const std::string pair = hex.substr(position, 2);
+      out[count++] = static_cast<unsigned char>(std::strtol(pair.c_str(), nullptr, 16));
+      position += 2;
+    } while (position <
+             hex.length() - 1);  // an empty text has no end here: substr throws, as meant
+  }
+  *size = count;
+  return 0;
+}
+
+int CCmnStringTool::wstr2binary(unsigned char* out, int* size, std::wstring hex, bool /*ignored*/) {
+  return str2binary(out, size, wstr2str(hex));
+}
+
+std::string CCmnStringTool::str2uid(unsigned int type, const std::string& bytes) {
+  std::string result = formatted<64>("%04x", type);
+  for (const char byte : bytes) {
+    // Widened with its sign, on purpose; the unsigned bytes of binary2uid are not.
+    result += formatted<64>("%02x", static_cast<int>(static_cast<signed char>(byte)));
+  }
+  return result;
+}
+
+std::string CCmnStringTool::wstr2uid(unsigned int type, const std::wstring& bytes) {
+  return str2uid(type, wstr2str(bytes));
+}
+
+std::wstring CCmnStringTool::binary2uid(unsigned int type, unsigned char* data, int count) {
+  return str2wstr(formatted<64>("%04x", type)) + binary2wstr(data, count);
+}
+
+std::vector<std::string> CCmnStringTool::tokenize(const std::string& text,
+                                                  const std::string& delimiters) {
+  std::vector<std::string> tokens;
+  const char* token = text.c_str() + strspn(text.c_str(), delimiters.c_str());
+  while (*token != '\0') {
+    const size_t length = strcspn(token, delimiters.c_str());
+    tokens.emplace_back(token, length);
+    token += length;
+    token += strspn(token, delimiters.c_str());
+  }
+  return tokens;
+}
+
+bool CCmnStringTool::isIpAddress(const std::string& text) {
+  const std::vector<std::string> tokens = tokenize(text, ".");
+  return tokens.size() == 4 && std::all_of(tokens.begin(), tokens.end(), isDigit);
 }
 
 }  // namespace kelp_cmn_4_4

@@ -1,0 +1,142 @@
+/**
+ * @file cmnnetwork.h
+ * @brief Names and addresses of hosts, and whether two designations denote one host.
+ */
+#ifndef CMNNETWORK_H
+#define CMNNETWORK_H
+
+#include "cmnexport.h"
+
+#include <netdb.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace kelp_cmn_4_4 {
+
+/** What is known of a host; a plain value, empty at first. */
+struct KELP_CMN_API CCmnHostInfo {
+  /** The name as the caller gave it; for a numeric address the name that its reverse lookup gave.
+   */
+  std::string m_name;
+  /** The numeric addresses, such as "10.1.2.3" or "fe80::1", in the order of plain texts. */
+  std::set<std::string> m_addresses;
+  /** The fully qualified name that the reverse lookup gave. */
+  std::string m_fqdn;
+};
+
+/**
+ * Questions to the system's resolver (POSIX `getaddrinfo`, `getnameinfo`, `gethostname`).
+ *
+ * Static functions only, without a cache: every call asks afresh, and takes as long as the resolver
+ * does. As safe in several threads as those three are. Nothing is traced, and nothing thrown but
+ * allocation failures. An output argument is written only on success.
+ *
+ * Where one of several addresses is needed, it is the first in the order of plain texts ("10.0.0.9"
+ * before "9.1.1.1"), not the first that the resolver gave: that is meant.
+ */
+class KELP_CMN_API CCmnNetwork {
+ public:
+  CCmnNetwork() = delete;
+
+  /** @name This machine, addresses, resolver lists */
+  ///@{
+
+  /**
+   * @param text  a NUL-terminated text, or null
+   * @return whether it is a numeric IPv4 or IPv6 address by `getaddrinfo` with AI_NUMERICHOST; so
+   *         "127.1" is one, and a host name is not
+   */
+  static bool validateIPAddress(const char* text);
+
+  /** @return this machine's name by `gethostname`, of at most 254 bytes; empty if that fails */
+  static std::string getComputerName();
+
+  /**
+   * @param list  a list from `getaddrinfo`, which stays the caller's; null for none
+   * @return the numeric text of each node's address, without those that have none
+   */
+  static std::set<std::string> extractIPAddress(addrinfo* list);
+
+  /**
+   * Describes a resolver list, for diagnostics.
+   * @param list  as above
+   * @return for each node a line such as "ai_family = 2,ai_socktype = 1,ai_protocol =
+   * 6,ai_canonname = ,ai_addrlen = 16,foundName = 10.0.0.1,", without "foundName" where the address
+   * has no numeric text
+   */
+  static std::vector<std::string> addrinfoBlob(addrinfo* list);
+
+  ///@}
+  /** @name Lookups */
+  ///@{
+
+  /**
+   * Looks up the addresses of a host.
+   * @param host       a name, or a numeric address, which is its own answer
+   * @param addresses  receives the addresses, in place of what it held
+   * @return 0, or 3 if the resolver fails
+   */
+  static int getAddrByHost(const std::string& host, std::set<std::string>& addresses);
+
+  /** @return what getAddrByHost() stores; empty if it fails */
+  static std::set<std::string> getAddressListForHost(const std::string& host);
+
+  /**
+   * Looks up the name of an address.
+   * @param address  a numeric address
+   * @param name     receives the name as the resolver writes it, or the address's numeric text if
+   *                 it has no name
+   * @return 0, or 3 if the text is no numeric address or the resolver fails
+   */
+  static int getHostbyAddr(const std::string& address, std::string& name);
+
+  /**
+   * Looks up a fully qualified name: the reverse lookup of the address given, or of the first
+   * address of the name given. The name given is never just echoed.
+   * @param host  a name or a numeric address
+   * @param fqdn  receives the name, in lower case
+   * @return 0; 3 for a null or empty host, or if the reverse lookup fails; -1 if a name has no
+   *         address
+   */
+  static int getFQDN(const char* host, std::string& fqdn);
+
+  /** getFQDN() of getComputerName(). */
+  static int getFQDN(std::string& fqdn);
+
+  /**
+   * Collects what is known of a host.
+   * @param host  a name or a numeric address; empty for an empty record
+   * @return for a name: the name as given, its addresses and, if it has any, its fully qualified
+   *         name in lower case. For an address: the name that its reverse lookup gave, twice and as
+   *         the resolver writes it, and the addresses of that name, among which the one given may
+   *         be missing. What cannot be found stays empty.
+   */
+  static CCmnHostInfo resolve(const std::string& host);
+
+  /** resolve() of getComputerName(). */
+  static CCmnHostInfo resolve();
+
+  ///@}
+  /** @name Comparison. Names without regard to case (CCmnStringTool::CompareNoCase), addresses as
+   * texts: "10.0.0.1" is not "10.0.0.01". No name is shortened or completed. */
+  ///@{
+
+  /** @return whether both texts, names or addresses, resolve to one host; false if one is empty */
+  static bool compare(const std::string& a, const std::string& b);
+
+  /** @return whether the records have an address in common, or equal names, or equal fully
+   * qualified names. Empty names are equal to nothing. */
+  static bool compare(const CCmnHostInfo& a, const CCmnHostInfo& b);
+
+  /** @return whether the text, which is not resolved, is one of the record's addresses, its fully
+   * qualified name or its name; false if the text is empty */
+  static bool compare(const std::string& a, const CCmnHostInfo& b);
+
+  ///@}
+};
+
+}  // namespace kelp_cmn_4_4
+
+#endif

@@ -1,0 +1,113 @@
+/**
+ * @file cmnsaxhandler.h
+ * @brief Base of the handlers that a CCmnSaxParser calls.
+ */
+#ifndef CMNSAXHANDLER_H
+#define CMNSAXHANDLER_H
+
+#include "cmnexport.h"
+
+#include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/sax2/DefaultHandler.hpp>
+
+#include <string>
+
+namespace kelp_cmn_4_4 {
+
+// The operation characters() is meant to stand beside the inherited one, which it hides.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual"
+
+/**
+ * Ignores what is well-formed and records the last problem instead of throwing it.
+ *
+ * Derive from it and replace what you want to see. What it has recorded accumulates over all
+ * documents; take a new handler to begin anew.
+ *
+ * **Character data is not collected by itself.** The reader calls `characters(const XMLCh*,
+ * XMLSize_t)`, which this class leaves to xercesc::DefaultHandler, where it does nothing; its own
+ * characters() has another argument type and is called only by derived classes. A handler that
+ * wants the text overrides the inherited operation and may pass it on:
+ * @code
+ * void characters(const XMLCh* const chars, const XMLSize_t length) override {
+ *   CCmnSaxParseHandler::characters(chars, static_cast<unsigned int>(length));
+ * }
+ * @endcode
+ *
+ * A handler may be made before the first parser and outlive the last: it initialises Xerces-C for
+ * as long as it lives. It is used by one thread at a time, and cannot be copied.
+ */
+class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
+ public:
+  /**
+   * Nothing recorded yet.
+   * @throw xercesc::XMLException if Xerces-C cannot be initialised
+   */
+  CCmnSaxParseHandler();
+
+  CCmnSaxParseHandler(const CCmnSaxParseHandler&) = delete;
+  CCmnSaxParseHandler& operator=(const CCmnSaxParseHandler&) = delete;
+
+  ~CCmnSaxParseHandler() override;
+
+  /**
+   * Does nothing; for derived classes.
+   * @param uri        empty, since namespaces are not processed
+   * @param localname  empty, too
+   * @param qname      the element's name as the document has it, NUL-terminated
+   */
+  void endElement(const XMLCh* uri, const XMLCh* localname, const XMLCh* qname) override;
+
+  /**
+   * Does nothing; for derived classes.
+   * @param uri        empty, since namespaces are not processed
+   * @param localname  empty, too
+   * @param qname      the element's name as the document has it, NUL-terminated
+   * @param attrs      its attributes; valid during the call
+   */
+  void startElement(const XMLCh* uri, const XMLCh* localname, const XMLCh* qname,
+                    const xercesc::Attributes& attrs) override;
+
+  /** Records the problem. Parsing goes on as far as Xerces-C allows. */
+  void error(const xercesc::SAXParseException& exception) override;
+
+  /** As error(). Nothing is thrown; Xerces-C ends the document. */
+  void fatalError(const xercesc::SAXParseException& exception) override;
+
+  /** As error(): even a warning counts as a problem, which is meant. */
+  void warning(const xercesc::SAXParseException& exception) override;
+
+  /**
+   * Adds character data to getCharacters(). Not called by the reader.
+   *
+   * Each call leaks the transcoded copy of the text, which is kept as it is.
+   * @param chars   a text with a terminating 0, up to which it is taken; not null
+   * @param length  not looked at
+   */
+  virtual void characters(const XMLCh* chars, unsigned int length);
+
+  /** @return whether there was a warning, an error or a fatal error. Never cleared. */
+  bool hasErrorOccurred() const { return m_errorOccurred; }
+
+  /** @return the last of them, with message, line and column; without a message and at line 0 if
+   * there was none. The handler's; valid until the next one or the handler's end. */
+  const xercesc::SAXParseException& getLastException() const { return m_lastException; }
+
+  /** @return what characters() has collected, in the local code page; the handler's */
+  const std::string& getCharacters() const { return m_characters; }
+
+ protected:
+  // In a union, so that the destructor can end it before it gives up Xerces-C, whose memory it
+  // holds.
+  union {
+    xercesc::SAXParseException m_lastException;  ///< the last problem
+  };
+  bool m_errorOccurred;      ///< whether there was one
+  std::string m_characters;  ///< what characters() has collected
+};
+
+#pragma GCC diagnostic pop
+
+}  // namespace kelp_cmn_4_4
+
+#endif

@@ -1,0 +1,176 @@
+#include "cmnnetwork.h"
+
+#include "cmnstringtool.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <sstream>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+constexpr int ok = 0;
+constexpr int failed = 3;
+constexpr int noAddress = -1;
+
+struct FreeAddrInfo {
+  void operator()(addrinfo* list) const { freeaddrinfo(list); }
+};
+
+using AddrInfoList = std::unique_ptr<addrinfo, FreeAddrInfo>;
+
+// Null if the resolver fails.
+AddrInfoList lookUp(const char* host, int flags) {
+  addrinfo hints{};
+  hints.ai_flags = flags;
+  hints.ai_family = AF_UNSPEC;
+  addrinfo* list = nullptr;
+  return AddrInfoList(getaddrinfo(host, nullptr, &hints, &list) == 0 ? list : nullptr);
+}
+
+bool nameOf(const addrinfo& node, int flags, std::string& name) {
+  char buffer[256];
+  if (getnameinfo(node.ai_addr, node.ai_addrlen, buffer, sizeof buffer, nullptr, 0, flags) != 0) {
+    return false;
+  }
+  name = buffer;
+  return true;
+}
+
+std::string description(const addrinfo& node) {
+  std::ostringstream line;
+  line << "ai_family = " << node.ai_family << ",ai_socktype = " << node.ai_socktype
+       << ",ai_protocol = " << node.ai_protocol
+       << ",ai_canonname = " << (node.ai_canonname == nullptr ? "" : node.ai_canonname)
+       << ",ai_addrlen = " << node.ai_addrlen << ",";
+  std::string address;
+  if (nameOf(node, NI_NUMERICHOST, address)) {
+    line << "foundName = " << address << ",";
+  }
+  return line.str();
+}
+
+}  // namespace
+
+bool CCmnNetwork::validateIPAddress(const char* text) {
+  return text != nullptr && lookUp(text, AI_NUMERICHOST) != nullptr;
+}
+
+std::string CCmnNetwork::getComputerName() {
+  char name[255] = "";
+  gethostname(name, sizeof name - 1);
+  return name;
+}
+
+std::set<std::string> CCmnNetwork::extractIPAddress(addrinfo* list) {
+  std::set<std::string> addresses;
+  for (const addrinfo* node = list; node != nullptr; node = node->ai_next) {
+    std::string address;
+    if (nameOf(*node, NI_NUMERICHOST, address)) {
+      addresses.insert(address);
+    }
+  }
+  return addresses;
+}
+
+std::vector<std::string> CCmnNetwork::addrinfoBlob(addrinfo* list) {
+  std::vector<std::string> lines;
+  for (const addrinfo* node = list; node != nullptr; node = node->ai_next) {
+    lines.push_back(description(*node));
+  }
+  return lines;
+}
+
+int CCmnNetwork::getAddrByHost(const std::string& host, std::set<std::string>& addresses) {
+  const AddrInfoList list = lookUp(host.c_str(), 0);
+  if (list == nullptr) {
+    return failed;
+  }
+  addresses = extractIPAddress(list.get());
+  return ok;
+}
+
+std::set<std::string> CCmnNetwork::getAddressListForHost(const std::string& host) {
+  std::set<std::string> addresses;
+  getAddrByHost(host, addresses);
+  return addresses;
+}
+
+int CCmnNetwork::getHostbyAddr(const std::string& address, std::string& name) {
+  const AddrInfoList list = lookUp(address.c_str(), AI_NUMERICHOST);
+  if (list == nullptr || !nameOf(*list, 0, name)) {
+    return failed;
+  }
+  return ok;
+}
+
+int CCmnNetwork::getFQDN(const char* host, std::string& fqdn) {
+  if (host == nullptr) {
+    return failed;
+  }
+  std::string address = CCmnStringTool::tostrlower(std::string(host));
+  if (address.empty()) {
+    return failed;
+  }
+  if (!validateIPAddress(address.c_str())) {
+    const std::set<std::string> addresses = getAddressListForHost(address);
+    if (addresses.empty()) {
+      return noAddress;
+    }
+    address = *addresses.begin();
+  }
+  std::string name;
+  const int result = getHostbyAddr(address, name);
+  if (result == ok) {
+    fqdn = CCmnStringTool::tostrlower(name);
+  }
+  return result;
+}
+
+int CCmnNetwork::getFQDN(std::string& fqdn) { return getFQDN(getComputerName().c_str(), fqdn); }
+
+CCmnHostInfo CCmnNetwork::resolve(const std::string& host) {
+  CCmnHostInfo info;
+  if (host.empty()) {
+    return info;
+  }
+  if (validateIPAddress(host.c_str())) {
+    // Not tested, on purpose: without a name the record stays empty.
+    getHostbyAddr(host, info.m_name);
+    info.m_fqdn = info.m_name;
+    info.m_addresses = getAddressListForHost(info.m_name);
+    return info;
+  }
+  info.m_name = host;
+  info.m_addresses = getAddressListForHost(info.m_name);
+  if (!info.m_addresses.empty()) {
+    getFQDN(info.m_addresses.begin()->c_str(), info.m_fqdn);
+  }
+  return info;
+}
+
+CCmnHostInfo CCmnNetwork::resolve() { return resolve(getComputerName()); }
+
+bool CCmnNetwork::compare(const std::string& a, const std::string& b) {
+  return !a.empty() && !b.empty() && compare(resolve(a), resolve(b));
+}
+
+bool CCmnNetwork::compare(const CCmnHostInfo& a, const CCmnHostInfo& b) {
+  const auto isOfB = [&b](const std::string& address) { return b.m_addresses.count(address) != 0; };
+  if (std::any_of(a.m_addresses.begin(), a.m_addresses.end(), isOfB)) {
+    return true;
+  }
+  if (!a.m_name.empty() && CCmnStringTool::CompareNoCase(a.m_name, b.m_name)) {
+    return true;
+  }
+  return !a.m_fqdn.empty() && CCmnStringTool::CompareNoCase(a.m_fqdn, b.m_fqdn);
+}
+
+bool CCmnNetwork::compare(const std::string& a, const CCmnHostInfo& b) {
+  return !a.empty() && (b.m_addresses.count(a) != 0 || CCmnStringTool::CompareNoCase(a, b.m_fqdn) ||
+                        CCmnStringTool::CompareNoCase(a, b.m_name));
+}
+
+}  // namespace kelp_cmn_4_4

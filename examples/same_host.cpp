@@ -1,0 +1,40 @@
+// Says whether two names or addresses denote one host, and prints what is known of both.
+#include <cmnnetwork.h>
+
+#include <cstdio>
+#include <string>
+
+namespace {
+
+using kelp_cmn_4_4::CCmnHostInfo;
+using kelp_cmn_4_4::CCmnNetwork;
+
+constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
+
+void print(const char* designation, const CCmnHostInfo& host) {
+  std::printf("%s\n", designation);
+  std::printf("  name:                 %s\n", host.m_name.c_str());
+  std::printf("  fully qualified name: %s\n", host.m_fqdn.c_str());
+  std::printf("  addresses:           ");
+  for (const std::string& address : host.m_addresses) {
+    std::printf(" %s", address.c_str());
+  }
+  std::printf("\n");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fputs("usage: same_host A B\n", stderr);
+    return wrongUsage;
+  }
+  // Resolved once, for the answer and for the record: the resolver may take its time.
+  const CCmnHostInfo first = CCmnNetwork::resolve(argv[1]);
+  const CCmnHostInfo second = CCmnNetwork::resolve(argv[2]);
+  const bool same = CCmnNetwork::compare(first, second);
+  print(argv[1], first);
+  print(argv[2], second);
+  std::printf("%s\n", same ? "the same host" : "different hosts");
+  return same ? 0 : 1;
+}
