@@ -11,7 +11,11 @@
 #include <cmnmessage.h>
 #include <cmnmsgcatalog.h>
 #include <cmnmsgcatalogmgr.h>
+#include <cmnmsgdgst5.h>
+#include <cmnnetwork.h>
 #include <cmnrefcount.h>
+#include <cmnsaxhandler.h>
+#include <cmnsaxparser.h>
 #include <cmnsmartptr.h>
 #include <cmntraceable.h>
 #include <cmntracelog.h>
@@ -23,9 +27,12 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 namespace kelp_cmn_4_4 {
@@ -47,8 +54,11 @@ std::string functionAt(const void* address) {
     return "empty";
   }
   Dl_info info{};
-  if (dladdr(address, &info) == 0 || info.dli_sname == nullptr) {
-    return "?";
+  if (dladdr(address, &info) == 0) {
+    return "no address";
+  }
+  if (info.dli_sname == nullptr) {
+    return "not exported";
   }
   const std::string symbol = info.dli_sname;
   const bool deleting = symbol.size() > 4 && symbol.compare(symbol.size() - 4, 4, "D0Ev") == 0;
@@ -60,11 +70,9 @@ struct VirtualTable {
   size_t count = 0;
 };
 
-VirtualTable virtualTable(const std::string& className) {
+VirtualTable virtualTableOfMangled(const std::string& mangledName) {
   const CCmnRefCount linked;  // without a use of it, the linker would leave the library out
-  const std::string symbol =
-      "_ZTVN12kelp_cmn_4_4" + std::to_string(className.size()) + className + "E";
-  void* address = dlsym(RTLD_DEFAULT, symbol.c_str());
+  void* address = dlsym(RTLD_DEFAULT, ("_ZTV" + mangledName).c_str());
   if (address == nullptr) {
     return {};
   }
@@ -73,6 +81,11 @@ VirtualTable virtualTable(const std::string& className) {
   dladdr1(address, &info, &entry, RTLD_DL_SYMENT);
   const size_t bytes = static_cast<const ElfW(Sym)*>(entry)->st_size;
   return {static_cast<const void* const*>(address), bytes / sizeof(void*)};
+}
+
+VirtualTable virtualTable(const std::string& className) {
+  return virtualTableOfMangled("N12kelp_cmn_4_4" + std::to_string(className.size()) + className +
+                               "E");
 }
 
 // The functions of a class without virtual bases, after the two words that every table begins with.
@@ -215,6 +228,35 @@ TEST(VirtualTable, OfTraceLogHoldsOnlyDestructors) {
       {"virtual thunk to " + destructor, "deleting virtual thunk to " + destructor});
 }
 
+// The functions of a class that has several bases, as far as the first base's table goes: up to the
+// offset to top of the next one, which is no address. Where DefaultHandler's own operation stands,
+// an inline one of which the library has a copy of its own, is a "-".
+std::vector<std::string> primarySlotsOf(const std::type_info& type) {
+  const VirtualTable table = virtualTableOfMangled(type.name());
+  std::vector<std::string> slots;
+  for (size_t i = 2; i < table.count && functionAt(table.words[i]) != "no address"; ++i) {
+    const std::string function = functionAt(table.words[i]);
+    slots.push_back(function.find(scope) == std::string::npos ? "-" : function);
+  }
+  return slots;
+}
+
+TEST(VirtualTable, OfTheSaxHandlerReplacesSevenSlotsOfItsBaseAndAddsCharactersAtTheEnd) {
+  std::vector<std::string> expected = primarySlotsOf(typeid(xercesc::DefaultHandler));
+  ASSERT_EQ(expected, std::vector<std::string>(expected.size(), "-"));
+  const std::string own = scope + "CCmnSaxParseHandler::";
+  expected.at(0) = own + "~CCmnSaxParseHandler";
+  expected.at(1) = "deleting " + own + "~CCmnSaxParseHandler";
+  // The places where Xerces-C declares them in DefaultHandler.
+  expected.at(5) = own + "endElement";
+  expected.at(11) = own + "startElement";
+  expected.at(15) = own + "error";
+  expected.at(16) = own + "fatalError";
+  expected.at(17) = own + "warning";
+  expected.push_back(own + "characters");
+  EXPECT_EQ(primarySlotsOf(typeid(CCmnSaxParseHandler)), expected);
+}
+
 // ---- inheritance --------------------------------------------------------------------------------
 
 // A downcast from a virtual base is ill-formed.
@@ -242,6 +284,10 @@ TEST(Inheritance, IsAsHostsWereCompiledAgainst) {
   EXPECT_FALSE((IsVirtualBase<CCmnTraceable, CCmnExecPipeBase>::value));
   EXPECT_TRUE((std::is_base_of_v<CCmnExecPipeBase, CCmnExecPipePosix>));
   EXPECT_FALSE((IsVirtualBase<CCmnExecPipeBase, CCmnExecPipePosix>::value));
+  EXPECT_TRUE((std::is_convertible_v<CCmnSaxParseHandler*, xercesc::DefaultHandler*>));
+  EXPECT_FALSE(std::is_polymorphic_v<CCmnSaxParser>);
+  EXPECT_FALSE(std::is_polymorphic_v<CCmnMessageDigest5>);
+  EXPECT_FALSE(std::is_polymorphic_v<CCmnHostInfo>);
   EXPECT_FALSE(std::is_polymorphic_v<CCmnConfiguration>);
   EXPECT_FALSE(std::is_polymorphic_v<ECmnExecPipe>);
   EXPECT_TRUE(std::is_abstract_v<CCmnExecPipeBase>);
@@ -261,6 +307,14 @@ TEST(Copying, IsPossibleForRecordsAndHoldersOnly) {
   EXPECT_FALSE(std::is_copy_assignable_v<CCmnConfiguration>);
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnExecPipePosix>);
   EXPECT_FALSE(std::is_copy_assignable_v<CCmnExecPipePosix>);
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnSaxParser>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnSaxParser>);
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnSaxParseHandler>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnSaxParseHandler>);
+  EXPECT_TRUE(std::is_copy_constructible_v<CCmnMessageDigest5>);
+  EXPECT_TRUE(std::is_copy_assignable_v<CCmnMessageDigest5>);
+  EXPECT_TRUE(std::is_copy_constructible_v<CCmnHostInfo>);
+  EXPECT_TRUE(std::is_copy_assignable_v<CCmnHostInfo>);
   EXPECT_TRUE(std::is_copy_constructible_v<CCmnError>);
   EXPECT_TRUE(std::is_copy_assignable_v<CCmnError>);
   EXPECT_TRUE(std::is_copy_constructible_v<ECmnExecPipe>);
@@ -315,6 +369,18 @@ KELP_EXPOSE(CCmnMessageCatalogManager, m_catalogs)
 KELP_EXPOSE(CCmnMessageCatalogManager, m_factory)
 KELP_EXPOSE(CCmnMessageCatalogManager, m_localizedMessages)
 KELP_EXPOSE(CCmnMessageCatalogManager, m_nativeLanguage)
+KELP_EXPOSE(CCmnSaxParser, m_handler)
+KELP_EXPOSE(CCmnSaxParser, m_reader)
+KELP_EXPOSE(CCmnSaxParseHandler, m_lastException)
+KELP_EXPOSE(CCmnSaxParseHandler, m_errorOccurred)
+KELP_EXPOSE(CCmnSaxParseHandler, m_characters)
+KELP_EXPOSE(CCmnMessageDigest5, m_buffer)
+KELP_EXPOSE(CCmnMessageDigest5, m_bufferCount)
+KELP_EXPOSE(CCmnMessageDigest5, m_state)
+KELP_EXPOSE(CCmnMessageDigest5, m_bitCount)
+KELP_EXPOSE(CCmnMessageDigest5, m_digest)
+KELP_EXPOSE(CCmnMessageDigest5, m_ansiDigest)
+KELP_EXPOSE(CCmnMessageDigest5, m_unicodeDigest)
 KELP_EXPOSE(CCmnConfiguration, m_lastError)
 KELP_EXPOSE(CCmnConfiguration, m_heap)
 KELP_EXPOSE(CCmnConfiguration, m_configDir)
@@ -520,6 +586,49 @@ TEST(Fields, OfTheCatalogManagerAreCatalogsFactoryTextsAndNativeLanguage) {
                  fieldOf(memberOf(CCmnMessageCatalogManager_m_factory{})),
                  fieldOf(memberOf(CCmnMessageCatalogManager_m_localizedMessages{})),
                  fieldOf(memberOf(CCmnMessageCatalogManager_m_nativeLanguage{}))});
+}
+
+TEST(Fields, OfTheHostRecordAreNameAddressesAndQualifiedName) {
+  EXPECT_TRUE(hasType<std::string>(&CCmnHostInfo::m_name));
+  EXPECT_TRUE(hasType<std::set<std::string>>(&CCmnHostInfo::m_addresses));
+  EXPECT_TRUE(hasType<std::string>(&CCmnHostInfo::m_fqdn));
+  expectInOrder(0, {fieldOf(&CCmnHostInfo::m_name), fieldOf(&CCmnHostInfo::m_addresses),
+                    fieldOf(&CCmnHostInfo::m_fqdn)});
+}
+
+TEST(Fields, OfTheSaxParserAreHandlerAndReader) {
+  EXPECT_TRUE(hasType<xercesc::DefaultHandler*>(memberOf(CCmnSaxParser_m_handler{})));
+  EXPECT_TRUE(hasType<xercesc::SAX2XMLReader*>(memberOf(CCmnSaxParser_m_reader{})));
+  expectInOrder(0, {fieldOf(memberOf(CCmnSaxParser_m_handler{})),
+                    fieldOf(memberOf(CCmnSaxParser_m_reader{}))});
+}
+
+TEST(Fields, OfTheSaxHandlerFollowItsBase) {
+  EXPECT_TRUE(hasType<xercesc::SAXParseException>(memberOf(CCmnSaxParseHandler_m_lastException{})));
+  EXPECT_TRUE(hasType<bool>(memberOf(CCmnSaxParseHandler_m_errorOccurred{})));
+  EXPECT_TRUE(hasType<std::string>(memberOf(CCmnSaxParseHandler_m_characters{})));
+  expectInOrder(sizeof(xercesc::DefaultHandler),
+                {fieldOf(memberOf(CCmnSaxParseHandler_m_lastException{})),
+                 fieldOf(memberOf(CCmnSaxParseHandler_m_errorOccurred{})),
+                 fieldOf(memberOf(CCmnSaxParseHandler_m_characters{}))});
+}
+
+TEST(Fields, OfTheDigestAreInTheStatedOrder) {
+  EXPECT_TRUE(std::is_standard_layout_v<CCmnMessageDigest5>);
+  EXPECT_TRUE(hasType<unsigned char[64]>(memberOf(CCmnMessageDigest5_m_buffer{})));
+  EXPECT_TRUE(hasType<unsigned long>(memberOf(CCmnMessageDigest5_m_bufferCount{})));
+  EXPECT_TRUE(hasType<unsigned long[4]>(memberOf(CCmnMessageDigest5_m_state{})));
+  EXPECT_TRUE(hasType<unsigned long>(memberOf(CCmnMessageDigest5_m_bitCount{})));
+  EXPECT_TRUE(hasType<unsigned char[16]>(memberOf(CCmnMessageDigest5_m_digest{})));
+  EXPECT_TRUE(hasType<char[33]>(memberOf(CCmnMessageDigest5_m_ansiDigest{})));
+  EXPECT_TRUE(hasType<wchar_t[33]>(memberOf(CCmnMessageDigest5_m_unicodeDigest{})));
+  expectInOrder(0, {fieldOf(memberOf(CCmnMessageDigest5_m_buffer{})),
+                    fieldOf(memberOf(CCmnMessageDigest5_m_bufferCount{})),
+                    fieldOf(memberOf(CCmnMessageDigest5_m_state{})),
+                    fieldOf(memberOf(CCmnMessageDigest5_m_bitCount{})),
+                    fieldOf(memberOf(CCmnMessageDigest5_m_digest{})),
+                    fieldOf(memberOf(CCmnMessageDigest5_m_ansiDigest{})),
+                    fieldOf(memberOf(CCmnMessageDigest5_m_unicodeDigest{}))});
 }
 
 TEST(Fields, OfTheScanSourceAreInTheStatedOrder) {
