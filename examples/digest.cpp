@@ -52,5 +52,9 @@ int main(int argc, char** argv) {
       result = 1;
     }
   }
+  if (std::fflush(stdout) != 0) {
+    std::perror("digest: standard output");
+    return 1;
+  }
   return result;
 }

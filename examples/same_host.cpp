@@ -11,15 +11,19 @@ using kelp_cmn_4_4::CCmnNetwork;
 
 constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
 
+void printField(const char* label, const std::string& value) {
+  std::printf("  %-21s %s\n", label, value.empty() ? "(none)" : value.c_str());
+}
+
 void print(const char* designation, const CCmnHostInfo& host) {
-  std::printf("%s\n", designation);
-  std::printf("  name:                 %s\n", host.m_name.c_str());
-  std::printf("  fully qualified name: %s\n", host.m_fqdn.c_str());
-  std::printf("  addresses:           ");
+  std::string addresses;
   for (const std::string& address : host.m_addresses) {
-    std::printf(" %s", address.c_str());
+    addresses += (addresses.empty() ? "" : " ") + address;
   }
-  std::printf("\n");
+  std::printf("%s\n", designation);
+  printField("name:", host.m_name);
+  printField("fully qualified name:", host.m_fqdn);
+  printField("addresses:", addresses);
 }
 
 }  // namespace

@@ -74,3 +74,7 @@ expect_message 'digest: .: Is a directory'
 [ $? = 64 ] || { echo "without a file the exit status is not 64"; exit 1; }
 [ ! -s printed ] || { echo "something stands on standard output"; exit 1; }
 expect_message 'usage: digest FILE …'
+
+"$program" a >/dev/full 2>messages
+[ $? = 1 ] || { echo "where nothing can be written the exit status is not 1"; exit 1; }
+expect_message 'digest: standard output: No space left on device'

@@ -51,16 +51,15 @@ expect 1 10.0.0.50 2001:DB8::6 <<'TEXT'
 different hosts
 TEXT
 
-blank=" " # at the end of a line
-expect 1 nowhere "" <<TEXT
+expect 1 nowhere "" <<'TEXT'
 nowhere
   name:                 nowhere
-  fully qualified name:$blank
-  addresses:          $blank
+  fully qualified name: (none)
+  addresses:            (none)
 
-  name:                $blank
-  fully qualified name:$blank
-  addresses:          $blank
+  name:                 (none)
+  fully qualified name: (none)
+  addresses:            (none)
 different hosts
 TEXT
 
