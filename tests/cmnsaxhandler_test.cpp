@@ -1,3 +1,335 @@
-#include <gtest/gtest.h>
+#include "cmnsaxhandler.h"
 
-#include <cmnsaxhandler.h>
+#include "guarded_page.h"
+#include "scratch.h"
+
+#include <gtest/gtest.h>
+#include <xercesc/framework/MemoryManager.hpp>
+#include <xercesc/internal/VecAttributesImpl.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLString.hpp>
+
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <unordered_set>
+#include <vector>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+using xercesc::SAXParseException;
+using xercesc::XMLPlatformUtils;
+
+static_assert(std::is_convertible_v<CCmnSaxParseHandler*, xercesc::DefaultHandler*>);
+static_assert(std::has_virtual_destructor_v<CCmnSaxParseHandler>);
+static_assert(!std::is_copy_constructible_v<CCmnSaxParseHandler>);
+static_assert(!std::is_copy_assignable_v<CCmnSaxParseHandler>);
+static_assert(std::is_same_v<decltype(&CCmnSaxParseHandler::hasErrorOccurred),
+                             bool (CCmnSaxParseHandler::*)() const>);
+static_assert(std::is_same_v<decltype(&CCmnSaxParseHandler::getLastException),
+                             const SAXParseException& (CCmnSaxParseHandler::*)() const>);
+static_assert(std::is_same_v<decltype(&CCmnSaxParseHandler::getCharacters),
+                             const std::string& (CCmnSaxParseHandler::*)() const>);
+
+// The only characters() that the class shows: were the inherited one shown, too, a call with an int
+// would be ambiguous, and so would be this.
+static_assert(std::is_same_v<decltype(&CCmnSaxParseHandler::characters),
+                             void (CCmnSaxParseHandler::*)(const XMLCh*, unsigned int)>);
+
+// Xerces-C with a memory manager that counts blocks and, at its own end, frees those that nobody
+// gave back.
+class CountedXerces : private xercesc::MemoryManager {
+ public:
+  CountedXerces() {
+    EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr) << "somebody has initialised Xerces-C";
+    XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, nullptr, this);
+  }
+  ~CountedXerces() override {
+    XMLPlatformUtils::Terminate();
+    EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr) << "somebody still uses Xerces-C";
+    for (void* const block : blocks_) {
+      ::operator delete(block);
+    }
+  }
+  CountedXerces(const CountedXerces&) = delete;
+  CountedXerces& operator=(const CountedXerces&) = delete;
+
+  size_t blocks() const { return blocks_.size(); }
+
+ private:
+  xercesc::MemoryManager* getExceptionMemoryManager() override { return this; }
+  void* allocate(XMLSize_t size) override { return *blocks_.insert(::operator new(size)).first; }
+  void deallocate(void* block) override {
+    EXPECT_TRUE(block == nullptr || blocks_.erase(block) == 1) << "a block of another manager";
+    ::operator delete(block);
+  }
+
+  std::unordered_set<void*> blocks_;
+};
+
+std::u16string text(const XMLCh* chars) { return chars == nullptr ? u"(null)" : chars; }
+
+void expectProblem(const CCmnSaxParseHandler& handler, const std::u16string& message,
+                   const std::u16string& publicId, const std::u16string& systemId, XMLFileLoc line,
+                   XMLFileLoc column) {
+  EXPECT_TRUE(handler.hasErrorOccurred());
+  const SAXParseException& last = handler.getLastException();
+  EXPECT_EQ(text(last.getMessage()), message);
+  EXPECT_EQ(text(last.getPublicId()), publicId);
+  EXPECT_EQ(text(last.getSystemId()), systemId);
+  EXPECT_EQ(last.getLineNumber(), line);
+  EXPECT_EQ(last.getColumnNumber(), column);
+}
+
+struct Callback {
+  const char* name;
+  void (xercesc::ErrorHandler::*call)(const SAXParseException&);
+};
+const Callback callbacks[] = {
+    {"warning", &xercesc::ErrorHandler::warning},
+    {"error", &xercesc::ErrorHandler::error},
+    {"fatalError", &xercesc::ErrorHandler::fatalError},
+};
+
+// --- What a handler records
+
+TEST(SaxParseHandler, HasRecordedNothingAtFirst) {
+  const CCmnSaxParseHandler handler;
+  EXPECT_FALSE(handler.hasErrorOccurred());
+  EXPECT_EQ(xercesc::XMLString::stringLen(handler.getLastException().getMessage()), 0u);
+  EXPECT_EQ(handler.getLastException().getPublicId(), nullptr);
+  EXPECT_EQ(handler.getLastException().getSystemId(), nullptr);
+  EXPECT_EQ(handler.getLastException().getLineNumber(), 0u);
+  EXPECT_EQ(handler.getLastException().getColumnNumber(), 0u);
+  EXPECT_EQ(handler.getCharacters(), "");
+}
+
+TEST(SaxParseHandler, RecordsEveryKindOfProblemInTheSameWay) {
+  for (const Callback& callback : callbacks) {
+    SCOPED_TRACE(callback.name);
+    CCmnSaxParseHandler handler;
+    xercesc::ErrorHandler& reported = handler;
+    {
+      std::u16string message = u"message";
+      std::u16string publicId = u"public";
+      std::u16string systemId = u"system";
+      const SAXParseException problem(message.c_str(), publicId.c_str(), systemId.c_str(), 7, 31);
+      EXPECT_NO_THROW((reported.*callback.call)(problem));
+    }
+    expectProblem(handler, u"message", u"public", u"system", 7, 31);
+    EXPECT_EQ(handler.getCharacters(), "");
+  }
+}
+
+TEST(SaxParseHandler, KeepsTheLastProblemWhateverCameBefore) {
+  for (const Callback& first : callbacks) {
+    for (const Callback& second : callbacks) {
+      SCOPED_TRACE(std::string(first.name) + ", then " + second.name);
+      CCmnSaxParseHandler handler;
+      xercesc::ErrorHandler& reported = handler;
+      (reported.*first.call)(SAXParseException(u"a long first message", u"p", u"s", 100, 200));
+      (reported.*second.call)(SAXParseException(u"second", nullptr, u"longer system id", 3, 4));
+      expectProblem(handler, u"second", u"(null)", u"longer system id", 3, 4);
+      (reported.*first.call)(SAXParseException(u"", u"longer public id", nullptr, 0, 0));
+      expectProblem(handler, u"", u"longer public id", u"(null)", 0, 0);
+    }
+  }
+}
+
+TEST(SaxParseHandler, MayBeToldItsOwnLastProblemAgain) {
+  for (const Callback& callback : callbacks) {
+    SCOPED_TRACE(callback.name);
+    CCmnSaxParseHandler handler;
+    handler.error(SAXParseException(u"message", u"public", u"system", 1, 2));
+    xercesc::ErrorHandler& reported = handler;
+    (reported.*callback.call)(handler.getLastException());
+    expectProblem(handler, u"message", u"public", u"system", 1, 2);
+  }
+}
+
+TEST(SaxParseHandler, KeepsWhatItHasRecordedWhenAnotherDocumentBegins) {
+  const CountedXerces xerces;
+  CCmnSaxParseHandler handler;
+  handler.characters(u"text", 4);
+  handler.warning(SAXParseException(u"message", u"public", u"system", 5, 6));
+  handler.endDocument();
+  handler.resetErrors();
+  handler.resetDocument();
+  handler.startDocument();
+  expectProblem(handler, u"message", u"public", u"system", 5, 6);
+  EXPECT_EQ(handler.getCharacters(), "text");
+}
+
+TEST(SaxParseHandler, DoesNothingAtElements) {
+  const CountedXerces xerces;
+  CCmnSaxParseHandler handler;
+  handler.startElement(u"", u"", u"name", xercesc::VecAttributesImpl());
+  handler.endElement(u"", u"", u"name");
+  handler.startElement(nullptr, nullptr, nullptr, xercesc::VecAttributesImpl());
+  handler.endElement(nullptr, nullptr, nullptr);
+  EXPECT_FALSE(handler.hasErrorOccurred());
+  EXPECT_EQ(handler.getCharacters(), "");
+}
+
+TEST(SaxParseHandler, HoldsItsFieldsInOrder) {
+  class Fields : public CCmnSaxParseHandler {
+   public:
+    const void* problem() const { return &m_lastException; }
+    const void* marked() const { return &m_errorOccurred; }
+    const void* collected() const { return &m_characters; }
+  };
+  const Fields handler;
+  EXPECT_EQ(handler.problem(), &handler.getLastException());
+  EXPECT_EQ(handler.collected(), &handler.getCharacters());
+  EXPECT_LT(handler.problem(), handler.marked());
+  EXPECT_LT(handler.marked(), handler.collected());
+}
+
+// --- Character data
+
+TEST(SaxParseHandler, DoesNotCollectWhatTheReaderGivesIt) {
+  CCmnSaxParseHandler handler;
+  xercesc::ContentHandler& seenByTheReader = handler;
+  seenByTheReader.characters(u"text", XMLSize_t{4});
+  EXPECT_EQ(handler.getCharacters(), "");
+}
+
+TEST(SaxParseHandler, AppendsEveryTextUpToItsTerminatingZero) {
+  const CountedXerces xerces;
+  CCmnSaxParseHandler handler;
+  handler.characters(u"one", 3);
+  EXPECT_EQ(handler.getCharacters(), "one");
+  handler.characters(u"", 0);
+  EXPECT_EQ(handler.getCharacters(), "one");
+  handler.characters(u" two\0three", 10);
+  EXPECT_EQ(handler.getCharacters(), "one two");
+  handler.characters(u" & <four>\r\n\t", 12);
+  EXPECT_EQ(handler.getCharacters(), "one two & <four>\r\n\t");
+}
+
+TEST(SaxParseHandler, DoesNotLookAtTheLengthOfAText) {
+  const CountedXerces xerces;
+  for (const unsigned int length : {0u, 1u, 3u, 4u, 5u, 1000u, ~0u}) {
+    SCOPED_TRACE(length);
+    CCmnSaxParseHandler handler;
+    handler.characters(u"text", length);
+    EXPECT_EQ(handler.getCharacters(), "text");
+  }
+}
+
+TEST(SaxParseHandler, ReadsNothingBehindTheTerminatingZero) {
+  const CountedXerces xerces;
+  kelp_test::GuardedPage<char16_t> page(std::u16string(u"text\0", 5));
+  CCmnSaxParseHandler handler;
+  handler.characters(page.data(), 1000);
+  EXPECT_EQ(handler.getCharacters(), "text");
+}
+
+TEST(SaxParseHandler, TakesTextsOfAnySize) {
+  const CountedXerces xerces;
+  CCmnSaxParseHandler handler;
+  std::string expected;
+  for (const size_t size : {1u, 15u, 16u, 1000u, 4096u, 1000000u}) {
+    handler.characters(std::u16string(size, u'k').c_str(), 0);
+    expected += std::string(size, 'k');
+    EXPECT_EQ(handler.getCharacters() == expected, true) << size;
+  }
+}
+
+TEST(SaxParseHandler, PutsTextIntoTheLocalCodePage) {
+  const kelp_test::ScopedLocale utf8("C.UTF-8");
+  const CountedXerces xerces;
+  CCmnSaxParseHandler handler;
+  handler.characters(u"K\u00fcste \u20ac \u6d77 \U0001f30a", 0);
+  EXPECT_EQ(handler.getCharacters(), "K\xc3\xbcste \xe2\x82\xac \xe6\xb5\xb7 \xf0\x9f\x8c\x8a");
+}
+
+// That the copies are never released is meant.
+TEST(SaxParseHandler, LeaksTheTranscodedCopyOfEveryText) {
+  const CountedXerces xerces;
+  CCmnSaxParseHandler handler;
+  const size_t before = xerces.blocks();
+  for (size_t call = 1; call <= 5; ++call) {
+    handler.characters(call == 3 ? u"" : u"text", 4);
+    EXPECT_EQ(xerces.blocks(), before + call);
+  }
+}
+
+TEST(SaxParseHandler, LetsDerivedClassesReplaceItsOwnCharacters) {
+  class Replacing : public CCmnSaxParseHandler {
+   public:
+    void characters(const XMLCh* /*chars*/, unsigned int length) override { seen = length; }
+    unsigned int seen = 0;
+  };
+  Replacing handler;
+  CCmnSaxParseHandler& base = handler;
+  base.characters(u"text", 4);
+  EXPECT_EQ(handler.seen, 4u);
+  EXPECT_EQ(handler.getCharacters(), "");
+}
+
+// --- Xerces-C's lifetime
+
+TEST(SaxParseHandler, InitialisesXercesForAsLongAsItLives) {
+  ASSERT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
+  {
+    CCmnSaxParseHandler handler;
+    EXPECT_NE(XMLPlatformUtils::fgMemoryManager, nullptr);
+    handler.fatalError(SAXParseException(u"message", u"public", u"system", 1, 2));
+  }
+  EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
+}
+
+TEST(SaxParseHandler, EndsXercesOnceAndNotForOthers) {
+  XMLPlatformUtils::Initialize();
+  { const CCmnSaxParseHandler handler; }
+  EXPECT_NE(XMLPlatformUtils::fgMemoryManager, nullptr);
+  { const CCmnSaxParseHandler handler; }
+  EXPECT_NE(XMLPlatformUtils::fgMemoryManager, nullptr);
+  XMLPlatformUtils::Terminate();
+  EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
+}
+
+TEST(SaxParseHandler, KeepsItsRecordWhenTheOthersGiveUpXerces) {
+  CCmnSaxParseHandler handler;
+  XMLPlatformUtils::Initialize();
+  {
+    CCmnSaxParseHandler other;
+    other.error(SAXParseException(u"message", u"public", u"system", 1, 2));
+    handler.error(other.getLastException());
+  }
+  XMLPlatformUtils::Terminate();
+  expectProblem(handler, u"message", u"public", u"system", 1, 2);
+}
+
+TEST(SaxParseHandler, GivesBackEverythingButTheCopies) {
+  const CountedXerces xerces;
+  const size_t before = xerces.blocks();
+  {
+    const std::unique_ptr<xercesc::DefaultHandler> handler =
+        std::make_unique<CCmnSaxParseHandler>();
+    handler->fatalError(SAXParseException(u"message", u"public", u"system", 1, 2));
+    EXPECT_EQ(xerces.blocks(), before + 3);  // the message and two ids
+    handler->fatalError(SAXParseException(u"another", u"public", u"system", 1, 2));
+    EXPECT_EQ(xerces.blocks(), before + 3);
+  }
+  EXPECT_EQ(xerces.blocks(), before);
+}
+
+TEST(SaxParseHandler, OutlivesHandlersThatWereMadeLater) {
+  std::vector<std::unique_ptr<CCmnSaxParseHandler>> handlers;
+  for (XMLFileLoc i = 0; i < 5; ++i) {
+    handlers.push_back(std::make_unique<CCmnSaxParseHandler>());
+    handlers.back()->warning(SAXParseException(u"message", u"public", u"system", i, i + 1));
+  }
+  while (!handlers.empty()) {
+    EXPECT_NE(XMLPlatformUtils::fgMemoryManager, nullptr);
+    expectProblem(*handlers.front(), u"message", u"public", u"system", 0, 1);
+    handlers.pop_back();
+  }
+  EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
+}
+
+}  // namespace
+}  // namespace kelp_cmn_4_4
