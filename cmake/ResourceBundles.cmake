@@ -9,6 +9,7 @@ function(kelp_add_resource_bundles name)
   set(compiled ${resources}/lib${name})
   set(items)
   set(files)
+  file(REMOVE_RECURSE ${compiled}) # a language that is no longer listed must not stay
   foreach(source ${ARGN})
     cmake_path(GET source STEM locale)
     cmake_path(GET source PARENT_PATH directory)

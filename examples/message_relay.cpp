@@ -1,5 +1,6 @@
 // Two processes: one raises a message and sends it through a pipe, the other puts it into words in
-// the languages that its command line names.
+// the languages that its command line names. The message files stand in
+// /usr/tulsk/resources/libmessage_relay (see message_relay/ for the sources).
 #include <unicode/locid.h>
 
 #include <cmnicucatalog.h>
@@ -8,27 +9,37 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
-using namespace kelp_cmn_4_4;
+using kelp_cmn_4_4::CCmnIcuMessage;
+using kelp_cmn_4_4::CCmnIcuMessageCatalog;
+using kelp_cmn_4_4::CCmnMessage;
+using kelp_cmn_4_4::CCmnMessageCatalog;
+using kelp_cmn_4_4::CCmnMessageCatalogFactory;
+using kelp_cmn_4_4::CCmnMessageCatalogManager;
+using kelp_cmn_4_4::CCmnNullAllocator;
+using kelp_cmn_4_4::CCmnSmartPtr;
+using kelp_cmn_4_4::SCmnMessageInfo;
+using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
+using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
 
 constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
 
 // Says which classes this host uses, and which message files.
 class Factory : public CCmnMessageCatalogFactory {
  public:
-  CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>> createCatalog(
-      const char* language) override {
+  Catalog createCatalog(const char* language) override {
     return new CCmnIcuMessageCatalog(language, "message_relay");
   }
 
-  CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> createMessage(
-      const SCmnMessageInfo* info) override {
-    const CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> message(new CCmnIcuMessage);
+  Message createMessage(const SCmnMessageInfo* info) override {
+    Message message(new CCmnIcuMessage);
     message->deserialize(info);
     return message;
   }
@@ -48,73 +59,83 @@ bool raiseMessage(int pipeEnd) {
   message.addArgument(icu::Formattable(endOfBackup, icu::Formattable::kIsDate));
 
   const SCmnMessageInfo* const info = message.serialize();
-  // So short a text fits into a pipe at once.
+  // So short a text goes into a pipe at once, or not at all.
   return write(pipeEnd, info->text, static_cast<size_t>(info->length)) == info->length;
 }
 
-std::string readAll(int pipeEnd) {
-  std::string text;
+bool readAll(int pipeEnd, std::string& text) {
   char buffer[512];
-  for (ssize_t count = 0; (count = read(pipeEnd, buffer, sizeof buffer)) > 0;) {
-    text.append(buffer, static_cast<size_t>(count));
+  for (;;) {
+    const ssize_t count = read(pipeEnd, buffer, sizeof buffer);
+    if (count > 0) {
+      text.append(buffer, static_cast<size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      return count == 0;
+    }
   }
-  return text;
 }
 
-void printIn(const char* language, SCmnMessageInfo& info, CCmnMessageCatalogManager& manager) {
+void printIn(const std::string& language, SCmnMessageInfo& info,
+             CCmnMessageCatalogManager& manager) {
   // The pattern comes in the language asked for, but ICU writes the numbers, dates and plurals in
-  // it as its default locale does.
+  // it as its default locale does. That one is the process's: no other thread may be formatting.
   UErrorCode status = U_ZERO_ERROR;
-  icu::Locale::setDefault(icu::Locale(language), status);
+  icu::Locale::setDefault(icu::Locale(language.c_str()), status);
   char* text = nullptr;
-  manager.getLocalizedMessage(&info, language, &text);
-  std::printf("%s: %s\n", language, text);
+  manager.getLocalizedMessage(&info, language.c_str(), &text);
+  std::printf("%s: %s\n", language.c_str(), text);
   manager.deleteLocalizedMessage(&text);
 }
 
-int relay(std::string text, char** languages) {
+void relay(std::string text, const std::vector<std::string>& languages) {
   std::fprintf(stderr, "received:\n%s", text.c_str());
   Factory factory;
   CCmnMessageCatalogManager manager;
   manager.registerFactory(&factory);
   SCmnMessageInfo info = {text.data(), static_cast<int>(text.length())};
-  try {
-    for (char** language = languages; *language != nullptr; ++language) {
-      printIn(*language, info, manager);
-    }
-  } catch (const std::out_of_range&) {  // somebody else wrote into our pipe
-    std::fputs("message_relay: what arrived is not a whole message\n", stderr);
-    return 1;
+  for (const std::string& language : languages) {
+    printIn(language, info, manager);
   }
-  return 0;
+}
+
+// Empty if it did not arrive. Where the writer could be interrupted half-way, a host would send the
+// length first: a text that is cut off is not always noticed.
+std::string sendAndReceive() {
+  int ends[2];
+  if (pipe(ends) != 0) {
+    return std::string();
+  }
+  const pid_t raiser = fork();
+  if (raiser == 0) {
+    close(ends[0]);
+    _exit(raiseMessage(ends[1]) ? 0 : 1);
+  }
+  close(ends[1]);
+  std::string text;
+  const bool isRead = raiser != -1 && readAll(ends[0], text);
+  close(ends[0]);
+  int exitStatus = 0;
+  const bool isSent = raiser != -1 && waitpid(raiser, &exitStatus, 0) == raiser && exitStatus == 0;
+  return isRead && isSent ? text : std::string();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) {
+  const std::vector<std::string> languages(argv + 1, argv + argc);
+  bool isUsable = !languages.empty();
+  for (const std::string& language : languages) {
+    isUsable = isUsable && !language.empty() && language[0] != '-';
+  }
+  if (!isUsable) {
     std::fputs("usage: message_relay LANGUAGE …\n", stderr);
     return wrongUsage;
   }
-  int ends[2];
-  if (pipe(ends) != 0) {
-    std::perror("message_relay: pipe");
+  const std::string text = sendAndReceive();
+  if (text.empty()) {
+    std::fputs("message_relay: the message did not arrive\n", stderr);
     return 1;
   }
-  const pid_t raiser = fork();
-  if (raiser == -1) {
-    std::perror("message_relay: fork");
-    return 1;
-  }
-  if (raiser == 0) {
-    _exit(raiseMessage(ends[1]) ? 0 : 1);
-  }
-  close(ends[1]);
-  const std::string text = readAll(ends[0]);
-  int exitStatus = 0;
-  if (waitpid(raiser, &exitStatus, 0) != raiser || exitStatus != 0) {
-    std::fputs("message_relay: the message could not be sent\n", stderr);
-    return 1;
-  }
-  return relay(text, argv + 1);
+  relay(text, languages);
+  return 0;
 }

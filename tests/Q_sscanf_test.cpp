@@ -1,7 +1,7 @@
 #include "Q_sscanf.h"
 
+#include "comma_locale.h"
 #include "guarded_page.h"
-#include "scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -631,33 +631,8 @@ TEST(Sscanf, StoresFloatingNumbersByModifier) {
   }
 }
 
-class CommaLocale {
- public:
-  CommaLocale() {
-    kelp_test::writeFile(scratch_.path() + "source",
-                         "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\n"
-                         "END LC_NUMERIC\n");
-    const std::string command = "cd " + scratch_.path() + " && localedef -c -i source ./comma";
-    // It warns about the missing categories, and its status says so: only setlocale tells.
-    [[maybe_unused]] const int status = std::system((command + " >/dev/null 2>&1").c_str());
-    setenv("LOCPATH", scratch_.path().c_str(), 1);
-    isSet_ = setlocale(LC_NUMERIC, "comma") != nullptr;
-  }
-  ~CommaLocale() {
-    setlocale(LC_NUMERIC, "C");
-    unsetenv("LOCPATH");
-  }
-  CommaLocale(const CommaLocale&) = delete;
-  CommaLocale& operator=(const CommaLocale&) = delete;
-  bool isSet() const { return isSet_; }
-
- private:
-  kelp_test::ScratchDirectory scratch_;
-  bool isSet_ = false;
-};
-
 TEST(Sscanf, ReadsAPointInALocaleWithADecimalComma) {
-  const CommaLocale locale;
+  const kelp_test::CommaLocale locale;
   if (!locale.isSet()) {
     GTEST_SKIP() << "localedef makes no locale here";
   }

@@ -3,6 +3,7 @@
 #include "Q_sscanf.h"
 #include "cmnsmartptr.h"
 #include "cmnstringtool.h"
+#include "comma_locale.h"
 #include "guarded_page.h"
 #include "scratch.h"
 
@@ -231,9 +232,20 @@ TEST(IcuMessage, GivesOutItsOwnArguments) {
 }
 
 TEST(IcuMessage, EndsWithItsLastHolder) {
-  CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> holder(new CCmnIcuMessage("id", 5));
-  EXPECT_EQ(holder->getCount(), 1);
-  EXPECT_EQ(holder->getSeverity(), 5);
+  class Watched : public CCmnIcuMessage {
+   public:
+    explicit Watched(int& ends) : m_ends(ends) {}
+    ~Watched() override { ++m_ends; }
+
+   private:
+    int& m_ends;
+  };
+  int ends = 0;
+  {
+    const CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> holder(new Watched(ends));
+    EXPECT_EQ(holder->getCount(), 1);
+  }
+  EXPECT_EQ(ends, 1);
 }
 
 // ---- formatting ---------------------------------------------------------------------------------
@@ -1410,6 +1422,28 @@ TEST(SerializedText, OfRandomMessagesIsWhatAPlainWriterWrites) {
     }
     ASSERT_EQ(serialized(values, "MSG", std::stoi(severity)), expected + trailer);
   }
+}
+
+// ---- locale -------------------------------------------------------------------------------------
+
+TEST(IcuMessage, WritesAndReadsNumbersWithTheDecimalPointOfTheProcessLocale) {
+  CCmnIcuMessage message("id", 1);
+  message.addArgument(7.5);
+  CCmnIcuMessage target;
+  SCmnMessageInfo* info = nullptr;
+  {
+    const kelp_test::CommaLocale locale;
+    if (!locale.isSet()) {
+      GTEST_SKIP() << "localedef makes no locale here";
+    }
+    info = message.serialize();
+    EXPECT_NE(std::string(info->text).find(">7,5<"), std::string::npos) << info->text;
+    target.deserialize(info);
+    EXPECT_EQ(target.getArgument(0).getDouble(), 7.5);
+  }
+  // A reader in another locale stops at the comma.
+  target.deserialize(info);
+  EXPECT_EQ(target.getArgument(0).getDouble(), 7);
 }
 
 }  // namespace

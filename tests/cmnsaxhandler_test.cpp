@@ -151,8 +151,9 @@ TEST(SaxParseHandler, MayBeToldItsOwnLastProblemAgain) {
 TEST(SaxParseHandler, KeepsWhatItHasRecordedWhenAnotherDocumentBegins) {
   const CountedXerces xerces;
   CCmnSaxParseHandler handler;
-  handler.characters(u"text", 4);
+  handler.characters(u"te", 2);
   handler.warning(SAXParseException(u"message", u"public", u"system", 5, 6));
+  handler.characters(u"xt", 2);
   handler.endDocument();
   handler.resetErrors();
   handler.resetDocument();

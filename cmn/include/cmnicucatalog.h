@@ -19,16 +19,18 @@ namespace kelp_cmn_4_4 {
  * of that name with a file LANGUAGE.res for each language and root.res, or a file libNAME.dat that
  * packs these. The keys are message identifiers, the values ICU message patterns.
  *
- * ICU remembers for the life of the process that a bundle was not there: one that is installed
- * later is not seen. It takes a file that it cannot read for one that is not there, and hardly
- * looks further: a damaged file can crash the process, so bundles must be the host product's own.
+ * ICU's own tools `genrb` and `icupkg` make these files. ICU remembers for the life of the process
+ * that a bundle was not there: one that is installed later is not seen. It takes a file that it
+ * cannot read for one that is not there, and does not check what stands behind a file's header: a
+ * damaged file can crash the process, so bundles must be the host product's own.
  */
 class KELP_CMN_API CCmnIcuMessageCatalog : public CCmnMessageCatalog {
  public:
   /**
    * A catalog without a bundle, until init() opens it.
    * @param language     the language served, an ICU locale name such as "ja"
-   * @param catalogName  the message file's base name, without "lib"; also stands before every text
+   * @param catalogName  the message file's base name, without "lib"; stands before every text
+   *                     found and every marker
    */
   CCmnIcuMessageCatalog(const std::string& language, const tstr& catalogName)
       : CCmnMessageCatalog(language, catalogName), m_bundle(nullptr) {}

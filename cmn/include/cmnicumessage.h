@@ -37,7 +37,8 @@ namespace kelp_cmn_4_4 {
  *
  * It looks like XML, but nothing is escaped: a string value must not contain "<", and an identifier
  * must not be empty nor contain white space or ">". double2str() keeps six digits, which moves a
- * date by up to an hour and a half.
+ * date by up to an hour and a half, and writes the decimal point of the process locale
+ * (LC_NUMERIC): writer and reader must agree in it.
  */
 class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
  public:
@@ -46,7 +47,7 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
 
   /**
    * A message without arguments.
-   * @param messageId   the catalog key; for serialize(), without white space
+   * @param messageId   the catalog key; serialize() restricts it, see above
    * @param severity    carried along, never interpreted
    * @param fileName    the source file that raises it
    * @param lineNumber  the line in it
@@ -67,9 +68,9 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
   /**
    * Adds an argument behind the others. Each call copies the whole list; setArguments() copies it
    * once.
-   * @param argument  the value, which is copied; may be one of the message's own. Made as a
-   *                  `double`, an `int` or an `icu::UnicodeString` it survives the way through a
-   *                  serialized text.
+   * @param argument  the value, which is copied; may be one of the message's own. Only a `double`
+   *                  (to six digits), an `int` and an `icu::UnicodeString` come back from a
+   *                  serialized text as they were.
    */
   void addArgument(const icu::Formattable& argument);
 
@@ -86,8 +87,9 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
    * Writes the message as told above. The source position is not carried.
    *
    * A message without arguments becomes the empty text: not even its identifier is carried, which
-   * is meant. Of an identifier that makes the first line longer than 1,023 bytes, the first line is
-   * cut there, its end and line end included. A length beyond INT_MAX is not meaningful.
+   * is meant. Give it an argument that its pattern does not use, if it is to travel. A first line
+   * longer than 1,023 bytes is cut there, and then cannot be read back. A length beyond INT_MAX is
+   * not meaningful.
    * @return the message's own record; it and its text are valid until the next serialize() or the
    *         message's end
    */
@@ -95,24 +97,26 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
 
   /**
    * Takes identifier, severity and arguments from a text that serialize() wrote. The arguments are
-   * replaced, also by none; INDEX is read over, they come in the order of the text.
+   * replaced, also by none. INDEX is ignored: they come in the order of the text.
    *
    * The reader finds its way by searching, not by grammar. The empty text changes nothing, nor does
    * one without any character of "<SERIALIZED_MESSAGE". Other text that serialize() did not write
-   * gives an identifier and arguments that are not specified. An identifier is cut to 1,023 bytes.
+   * gives an identifier, a severity and arguments that are not specified. Most texts that were cut
+   * off are among these: whoever receives a text must know that it is whole. An identifier is cut
+   * to 1,023 bytes.
    * @param info  a record with a NUL-terminated text, neither of them null; `length` is not looked
    *              at; nothing is kept
-   * @throw std::out_of_range where the text ends inside an argument, or has a trailer but no
-   *        arguments; identifier and severity may then be the new ones already, the arguments are
-   *        still the old ones
+   * @throw std::out_of_range for some texts that are cut off or damaged, such as one with a trailer
+   *        but no arguments; identifier and severity may then be the new ones already, the
+   *        arguments are still the old ones
    */
   void deserialize(const SCmnMessageInfo* info) override;
 
   /**
    * Puts the arguments into a pattern by `icu::MessageFormat::format`.
    *
-   * Numbers and dates are written as the default locale (`icu::Locale::getDefault`) has it,
-   * whatever the language of the pattern.
+   * Numbers, dates and the choice of plurals follow ICU's default locale, dates also its default
+   * time zone. Both are the process's, whatever the language of the pattern.
    * @param pattern  an ICU message pattern, up to its first zero byte, in ICU's default code page:
    *                 UTF-8 unless the host changed it
    * @return the text in UTF-8. A pattern that ICU refuses comes back unchanged; no error is

@@ -24,7 +24,7 @@ class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
  public:
   /**
    * @param language     the language served, an ICU locale name such as "ja"
-   * @param catalogName  the message file's base name, which also stands before every text
+   * @param catalogName  the message file's base name
    */
   CCmnMessageCatalog(const std::string& language, const tstr& catalogName)
       : m_language(language), m_catalogName(catalogName) {}

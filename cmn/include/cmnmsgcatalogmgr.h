@@ -21,15 +21,16 @@ namespace kelp_cmn_4_4 {
  * What a host implements so that a CCmnMessageCatalogManager can make catalogs and messages.
  *
  * @code
+ * using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
+ * using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
+ *
  * class Factory : public CCmnMessageCatalogFactory {
  *  public:
- *   CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>> createCatalog(
- *       const char* language) override {
+ *   Catalog createCatalog(const char* language) override {
  *     return new CCmnIcuMessageCatalog(language, "msgs");
  *   }
- *   CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> createMessage(
- *       const SCmnMessageInfo* info) override {
- *     CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> message(new CCmnIcuMessage);
+ *   Message createMessage(const SCmnMessageInfo* info) override {
+ *     Message message(new CCmnIcuMessage);
  *     message->deserialize(info);
  *     return message;
  *   }
@@ -69,10 +70,11 @@ class KELP_CMN_API CCmnMessageCatalogFactory {
  * No operation reports an error: what is not found comes back as the default text or as the
  * identifier between "<" and ">". A language whose catalog fails is tried again on every request.
  *
- * The two operations with a `char** result` hand out texts that the manager owns. Such a text is
- * valid until it is given back with deleteLocalizedMessage(), until the same identifier (or the
- * same serialized text) is asked for again, in whatever language, or until the manager's end.
- * Callers never free it. What is not given back stays.
+ * The two operations with a `char** result` hand out texts that the manager owns, kept under the
+ * identifier or the serialized text. Such a text is valid until it, or an equal one, is given back
+ * with deleteLocalizedMessage(), until the same identifier (or the same serialized text) is asked
+ * for again, in whatever language, or until the manager's end. Callers never free it. What is not
+ * given back stays. If something is thrown, `*result` and the texts stay as they were.
  *
  * A manager is used by one thread at a time. It cannot be copied.
  */
@@ -85,8 +87,8 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
   ~CCmnMessageCatalogManager() override;
 
   /**
-   * Takes the factory, in place of an earlier one, and activates the catalog of its default
-   * language. Catalogs that are active stay.
+   * Uses this factory from now on, in place of an earlier one, and activates the catalog of its
+   * default language. Catalogs that are active stay.
    * @param factory  not null; stays the caller's, and must live as long as the manager is used
    */
   void registerFactory(CCmnMessageCatalogFactory* factory);
@@ -121,21 +123,22 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
                            const char* language);
 
   /**
-   * Looks up the pattern of a message, for callers that want a plain text.
+   * Looks up the pattern of a message, as a C string; its places for arguments are left as they
+   * are.
    * @param id        the identifier, not null; the text is kept under it
    * @param language  null or empty for the default language, "native" (in just these letters) for
    *                  the native one
-   * @param result    receives the text, which is the manager's; do not change it
+   * @param result    not null; receives the text, which is the manager's; do not change it
    */
   void getLocalizedMessage(const char* id, const char* language, char** result);
 
   /**
    * Localizes a serialized message. Needs a factory.
    * @param info      the record, whose text is not null; the result is kept under the whole text
-   * @param language  as above
-   * @param result    receives the text, which is the manager's; do not change it
-   * @throw whatever the factory's createMessage() throws, such as std::out_of_range for a malformed
-   *        text
+   * @param language  as for the identifier
+   * @param result    not null; receives the text, which is the manager's; do not change it
+   * @throw … whatever the factory's createMessage() throws, such as std::out_of_range for some
+   *        malformed texts
    */
   void getLocalizedMessage(SCmnMessageInfo* info, const char* language, char** result);
 

@@ -18,11 +18,12 @@ using icu::Formattable;
 constexpr char headerOpening[] = "<SERIALIZED_MESSAGE";
 constexpr char argumentOpening[] = "<ARGVALUE";
 constexpr char argumentClosing[] = "</ARGVALUE>";
+constexpr size_t bufferSize = 1024;
 
-// Everything but the values goes through a buffer of this size, which cuts what is longer.
+// Everything but the values goes through a buffer, which cuts what is longer.
 template <class... Values>
 std::string formatted(const char* format, Values... values) {
-  char buffer[1024];
+  char buffer[bufferSize];
   Q_snprintf(buffer, sizeof buffer, format, values...);
   return buffer;
 }
@@ -163,7 +164,7 @@ void CCmnIcuMessage::deserialize(const SCmnMessageInfo* info) {
     return;
   }
   cutAt(text, start);
-  char messageId[1024] = "";
+  char messageId[bufferSize] = "";
   Q_sscanf(text.data(), "<SERIALIZED_MESSAGE MSGID=%s SEVERITY=%d>", messageId,
            static_cast<int>(sizeof messageId), &m_severity, static_cast<int>(sizeof m_severity));
   m_messageId = messageId;
