@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # traced_command.sh PROGRAM
 #
-# Runs in the private view: the command's output, the result, and the trace file.
+# Runs in the private view: the command's output, the result, and the trace file. The level of the first run is the one that the
+# configuration file keeps.
 set -uo pipefail
 program=$1
 mkdir -p /usr/tulsk/krellvane/logs /usr/tulsk/lib/kelp
@@ -9,7 +10,7 @@ scratch=$(mktemp -d)
 trap 'rm -r "$scratch"' EXIT
 cd "$scratch"
 
-"$program" '/bin/echo "two words" here' >out 2>err
+"$program" --level 3 '/bin/echo "two words" here' >out 2>err
 status=$?
 [ $status = 0 ] || { echo "exit status $status"; cat err; exit 1; }
 diff - out <<<'two words here' || exit 1
