@@ -1,7 +1,6 @@
 // Prints the elements of an XML document as an outline: a name a line, indented by its depth, with
 // the text that stands in it.
 #include <xercesc/util/TransService.hpp>
-#include <xercesc/util/XMLString.hpp>
 
 #include <cmnsaxhandler.h>
 #include <cmnsaxparser.h>
@@ -20,12 +19,10 @@ using kelp_cmn_4_4::CCmnStringTool;
 
 constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
 
-std::string utf8(const XMLCh* text, XMLSize_t length) {
-  const xercesc::TranscodeToStr converted(text, length, "UTF-8");
+std::string utf8(const std::basic_string<XMLCh>& text) {
+  const xercesc::TranscodeToStr converted(text.data(), text.length(), "UTF-8");
   return std::string(reinterpret_cast<const char*>(converted.str()), converted.length());
 }
-
-std::string utf8(const XMLCh* text) { return utf8(text, xercesc::XMLString::stringLen(text)); }
 
 class Outline : public CCmnSaxParseHandler {
  public:
@@ -42,15 +39,18 @@ class Outline : public CCmnSaxParseHandler {
     --m_depth;
   }
 
-  // The operation that the reader calls, which may give a text in several pieces.
+  using CCmnSaxParseHandler::characters;  // or compilers warn that the next one hides it
+
+  // The operation that the reader calls. A long text comes in pieces that may end inside a
+  // surrogate pair, so it is converted as a whole.
   void characters(const XMLCh* const chars, const XMLSize_t length) override {
-    m_text += utf8(chars, length);
+    m_text.append(chars, length);
   }
 
  private:
   // The element that was opened last, if it has no line yet, and the text since then.
   void printLine() {
-    const std::string text = CCmnStringTool::trim(m_text);
+    const std::string text = CCmnStringTool::trim(utf8(m_text));
     if (!m_name.empty()) {
       std::printf("%*s%s%s%s\n", 2 * (m_depth - 1), "", m_name.c_str(), text.empty() ? "" : ": ",
                   text.c_str());
@@ -63,7 +63,7 @@ class Outline : public CCmnSaxParseHandler {
 
   int m_depth = 0;
   std::string m_name;
-  std::string m_text;
+  std::basic_string<XMLCh> m_text;
 };
 
 }  // namespace

@@ -250,11 +250,19 @@ TEST(VirtualTable, OfTheSaxHandlerReplacesSevenSlotsOfItsBaseAndAddsCharactersAt
   // The places where Xerces-C declares them in DefaultHandler.
   expected.at(5) = own + "endElement";
   expected.at(11) = own + "startElement";
-  expected.at(15) = own + "error";
-  expected.at(16) = own + "fatalError";
-  expected.at(17) = own + "warning";
+  expected.at(15) = own + "error, fatalError or warning";
+  expected.at(16) = expected.at(15);
+  expected.at(17) = expected.at(15);
   expected.push_back(own + "characters");
-  EXPECT_EQ(primarySlotsOf(typeid(CCmnSaxParseHandler)), expected);
+
+  std::vector<std::string> slots = primarySlotsOf(typeid(CCmnSaxParseHandler));
+  for (std::string& slot : slots) {
+    // The three do the same, so an optimiser may give them one address.
+    if (slot == own + "error" || slot == own + "fatalError" || slot == own + "warning") {
+      slot = expected.at(15);
+    }
+  }
+  EXPECT_EQ(slots, expected);
 }
 
 // ---- inheritance --------------------------------------------------------------------------------

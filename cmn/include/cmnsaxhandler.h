@@ -27,8 +27,11 @@ namespace kelp_cmn_4_4 {
  * **Character data is not collected by itself.** The reader calls `characters(const XMLCh*,
  * XMLSize_t)`, which this class leaves to xercesc::DefaultHandler, where it does nothing; its own
  * characters() has another argument type and is called only by derived classes. A handler that
- * wants the text overrides the inherited operation and may pass it on:
+ * wants the text overrides the inherited operation and may pass it on (a text of more than a
+ * million characters comes in pieces, which may end inside a surrogate pair; such a handler
+ * collects XMLCh first):
  * @code
+ * using CCmnSaxParseHandler::characters;
  * void characters(const XMLCh* const chars, const XMLSize_t length) override {
  *   CCmnSaxParseHandler::characters(chars, static_cast<unsigned int>(length));
  * }
@@ -63,7 +66,8 @@ class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
    * @param uri        empty, since namespaces are not processed
    * @param localname  empty, too
    * @param qname      the element's name as the document has it, NUL-terminated
-   * @param attrs      its attributes; valid during the call
+   * @param attrs      its attributes, whose local names are their whole names; valid during the
+   *                   call
    */
   void startElement(const XMLCh* uri, const XMLCh* localname, const XMLCh* qname,
                     const xercesc::Attributes& attrs) override;

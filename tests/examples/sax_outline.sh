@@ -44,6 +44,11 @@ expect 0 'library
     last
 ' '' good.xml
 
+# So long a text comes in pieces, one of which ends inside a surrogate pair.
+long=x$(yes 🌊 | head -n 1100000 | tr -d '\n')
+printf '<a>%s</a>' "$long" >long.xml
+expect 0 "a: $long"$'\n' '' long.xml
+
 printf '<list>\n  <item>one</item>\n  <item>two</wrong>\n</list>\n' >malformed.xml
 expect 1 'list
   item: one
