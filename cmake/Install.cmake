@@ -1,0 +1,24 @@
+# What is installed, and how hosts find it. The component `runtime` is what a host's program needs in order to run,
+# `development` what its build needs. Nothing names the prefix, so an installation can be moved.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kelp_cmn_4_4)
+
+install(TARGETS kelp_cmn_4_4 EXPORT kelp_cmn_4_4-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kelp_cmn_4_4 COMPONENT development)
+
+install(EXPORT kelp_cmn_4_4-targets NAMESPACE kelp_cmn_4_4:: DESTINATION ${package_dir} COMPONENT development)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/kelp_cmn_4_4-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES cmake/kelp_cmn_4_4-config.cmake ${PROJECT_BINARY_DIR}/kelp_cmn_4_4-config-version.cmake
+  DESTINATION ${package_dir} COMPONENT development)
+
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH pkgconfig_to_prefix /prefix/${pkgconfig_dir} /prefix)
+string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
+configure_file(cmake/kelp_cmn_4_4.pc.in kelp_cmn_4_4.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kelp_cmn_4_4.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
+
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY docs/guide examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)

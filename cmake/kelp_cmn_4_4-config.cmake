@@ -1,0 +1,11 @@
+include(CMakeFindDependencyMacro)
+find_dependency(PkgConfig)
+pkg_check_modules(ACE QUIET IMPORTED_TARGET ACE) # Debian has no CMake package of it
+if(NOT ACE_FOUND)
+  set(kelp_cmn_4_4_FOUND FALSE)
+  set(kelp_cmn_4_4_NOT_FOUND_MESSAGE "kelp_cmn_4_4 needs ACE, which pkg-config does not find (Debian: libace-dev)")
+  return()
+endif()
+find_dependency(ICU COMPONENTS i18n uc)
+find_dependency(XercesC)
+include(${CMAKE_CURRENT_LIST_DIR}/kelp_cmn_4_4-targets.cmake)
