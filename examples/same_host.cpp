@@ -30,7 +30,7 @@ void print(const char* designation, const CCmnHostInfo& host) {
 
 int main(int argc, char** argv) {
   if (argc != 3) {
-    std::fputs("usage: same_host A B\n", stderr);
+    std::fputs("usage: same_host NAME_OR_ADDRESS NAME_OR_ADDRESS\n", stderr);
     return wrongUsage;
   }
   // Resolved once, for the answer and for the record: the resolver may take its time.
@@ -40,5 +40,9 @@ int main(int argc, char** argv) {
   print(argv[1], first);
   print(argv[2], second);
   std::printf("%s\n", same ? "the same host" : "different hosts");
+  if (std::fflush(stdout) != 0) {
+    std::perror("same_host: standard output");
+    return 2;
+  }
   return same ? 0 : 1;
 }

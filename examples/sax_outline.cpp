@@ -6,9 +6,10 @@
 #include <cmnsaxparser.h>
 #include <cmnstringtool.h>
 
+#include <cerrno>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
+#include <cstring>
+#include <memory>
 #include <string>
 
 namespace {
@@ -41,7 +42,7 @@ class Outline : public CCmnSaxParseHandler {
 
   using CCmnSaxParseHandler::characters;  // or compilers warn that the next one hides it
 
-  // The operation that the reader calls. A long text comes in pieces that may end inside a
+  // The operation that the reader calls. A text comes in pieces, which may even end inside a
   // surrogate pair, so it is converted as a whole.
   void characters(const XMLCh* const chars, const XMLSize_t length) override {
     m_text.append(chars, length);
@@ -66,6 +67,31 @@ class Outline : public CCmnSaxParseHandler {
   std::basic_string<XMLCh> m_text;
 };
 
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+bool readFile(const char* name, std::string& content) {
+  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(name, "rb"));
+  if (file == nullptr) {
+    return false;
+  }
+  char buffer[65536];
+  for (size_t count = 0; (count = std::fread(buffer, 1, sizeof buffer, file.get())) > 0;) {
+    content.append(buffer, count);
+  }
+  return std::ferror(file.get()) == 0;
+}
+
+void print(const xercesc::SAXParseException& problem, const char* document) {
+  // The parser names its documents so itself; any other name is that of an external entity.
+  const std::string place = utf8(problem.getSystemId());
+  std::fprintf(stderr, "%s:%lu:%lu: %s\n", place == "kelp_sax_parser" ? document : place.c_str(),
+               static_cast<unsigned long>(problem.getLineNumber()),
+               static_cast<unsigned long>(problem.getColumnNumber()),
+               utf8(problem.getMessage()).c_str());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -73,23 +99,21 @@ int main(int argc, char** argv) {
     std::fputs("usage: sax_outline FILE\n", stderr);
     return wrongUsage;
   }
-  std::ifstream file(argv[1], std::ios::binary);
-  std::ostringstream document;
-  document << file.rdbuf();
-  if (!file.is_open()) {
-    std::fprintf(stderr, "sax_outline: %s cannot be opened\n", argv[1]);
+  std::string document;
+  if (!readFile(argv[1], document)) {
+    std::fprintf(stderr, "sax_outline: %s: %s\n", argv[1], std::strerror(errno));
     return 1;
   }
 
   Outline outline;
   CCmnSaxParser parser(&outline);
-  parser.parse(document.str());
+  parser.parse(document);  // a document of your own: it can have other files read
+  if (std::fflush(stdout) != 0) {
+    std::perror("sax_outline: standard output");
+    return 1;
+  }
   if (outline.hasErrorOccurred()) {
-    const xercesc::SAXParseException& problem = outline.getLastException();
-    std::fflush(stdout);
-    std::fprintf(
-        stderr, "%s:%lu:%lu: %s\n", argv[1], static_cast<unsigned long>(problem.getLineNumber()),
-        static_cast<unsigned long>(problem.getColumnNumber()), utf8(problem.getMessage()).c_str());
+    print(outline.getLastException(), argv[1]);
     return 1;
   }
   return 0;

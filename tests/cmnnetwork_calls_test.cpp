@@ -102,7 +102,7 @@ TEST_F(NetworkCalls, ValidatesByANumericLookUp) {
   EXPECT_FALSE(CCmnNetwork::validateIPAddress(nullptr));
   EXPECT_THAT(resolver.addrInfoCalls,
               ElementsAre("10.0.0.9: flags 4, family 0", "multi: flags 4, family 0"));
-  EXPECT_THAT(resolver.listsGiven(), 1);
+  EXPECT_EQ(resolver.listsGiven(), 1U);
 }
 
 TEST_F(NetworkCalls, LooksUpAddressesWithZeroedHints) {
@@ -271,7 +271,7 @@ TEST_F(NetworkCalls, TakesItsOutputForItsInput) {
   EXPECT_EQ(text, "Ten.Example");
 }
 
-TEST_F(NetworkCalls, LowersTheLettersOfTheProcessLocale) {
+TEST_F(NetworkCalls, LeavesAByteThatIsNoLetterOfTheLocale) {
   resolver.hosts["\xc4server"] = {{"10.0.0.9"}};
   resolver.names["10.0.0.9"] = "\xc4SERVER.Example";
   for (const char* locale : {"C", "C.utf8"}) {

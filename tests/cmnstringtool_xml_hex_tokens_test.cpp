@@ -559,6 +559,13 @@ TEST(Wstr2binary, ReadsTheNarrowTextWhateverTheFlag) {
   }
 }
 
+TEST(Wstr2binary, ThrowsWhereTheLocaleHasNoNarrowText) {
+  unsigned char out[] = {untouched};
+  int size = 1;
+  EXPECT_THROW(CCmnStringTool::wstr2binary(out, &size, L"\u00e912", false), std::out_of_range);
+  EXPECT_EQ(size, 1);
+}
+
 TEST(Wstr2binary, CountsTheBytesOfTheNarrowText) {
   const ScopedLocale locale("C.UTF-8");
   unsigned char out[] = {untouched, untouched};

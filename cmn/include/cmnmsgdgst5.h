@@ -77,22 +77,25 @@ class KELP_CMN_API CCmnMessageDigest5 {
 
  protected:
   /**
-   * One step of a round: adds f(b, c, d), x and t to w, shifts the sum, and adds b.
+   * One step of round 1: w = (v >> (32 - s) | v << s) + b with v = w + f(b, c, d) + x + t, where f
+   * is the function of RFC 1321 for the round, on 64 bits.
    * @param w  the word to update
-   * @param b  the next of the other words; c and d follow
+   * @param b  the first of the other three words
+   * @param c  the second
+   * @param d  the third
    * @param x  the word of the message
    * @param s  the shift, 1 to 31
    * @param t  the constant of the step
    */
   void Transform_Round1(unsigned long& w, unsigned long b, unsigned long c, unsigned long d,
                         unsigned long x, unsigned long s, unsigned long t);
-  /** As Transform_Round1(), with the function of round 2. */
+  /** Transform_Round1() with the function of round 2. */
   void Transform_Round2(unsigned long& w, unsigned long b, unsigned long c, unsigned long d,
                         unsigned long x, unsigned long s, unsigned long t);
-  /** As Transform_Round1(), with the function of round 3. */
+  /** Transform_Round1() with the function of round 3. */
   void Transform_Round3(unsigned long& w, unsigned long b, unsigned long c, unsigned long d,
                         unsigned long x, unsigned long s, unsigned long t);
-  /** As Transform_Round1(), with the function of round 4. */
+  /** Transform_Round1() with the function of round 4. */
   void Transform_Round4(unsigned long& w, unsigned long b, unsigned long c, unsigned long d,
                         unsigned long x, unsigned long s, unsigned long t);
 

@@ -31,7 +31,8 @@ struct KELP_CMN_API CCmnHostInfo {
  *
  * Static functions only, without a cache: every call asks afresh, and takes as long as the resolver
  * does. As safe in several threads as those three are. Nothing is traced, and nothing thrown but
- * allocation failures. An output argument is written only on success.
+ * allocation failures. An output argument is written only on success. A text is looked up up to its
+ * first zero byte.
  *
  * Where one of several addresses is needed, it is the first in the order of plain texts ("10.0.0.9"
  * before "9.1.1.1"), not the first that the resolver gave: that is meant.
@@ -62,9 +63,10 @@ class KELP_CMN_API CCmnNetwork {
   /**
    * Describes a resolver list, for diagnostics.
    * @param list  as above
-   * @return for each node a line such as "ai_family = 2,ai_socktype = 1,ai_protocol =
-   * 6,ai_canonname = ,ai_addrlen = 16,foundName = 10.0.0.1,", without "foundName" where the address
-   * has no numeric text
+   * @return a line for each node, without "foundName" where the address has no numeric text:
+   * @code{.unparsed}
+   * ai_family = 2,ai_socktype = 1,ai_protocol = 6,ai_canonname = ,ai_addrlen = 16,foundName = ::1,
+   * @endcode
    */
   static std::vector<std::string> addrinfoBlob(addrinfo* list);
 
@@ -96,7 +98,8 @@ class KELP_CMN_API CCmnNetwork {
    * Looks up a fully qualified name: the reverse lookup of the address given, or of the first
    * address of the name given. The name given is never just echoed.
    * @param host  a name or a numeric address
-   * @param fqdn  receives the name, in lower case
+   * @param fqdn  receives the name, in lower case by the process locale
+   *              (CCmnStringTool::tostrlower)
    * @return 0; 3 for a null or empty host, or if the reverse lookup fails; -1 if a name has no
    *         address
    */
@@ -109,9 +112,9 @@ class KELP_CMN_API CCmnNetwork {
    * Collects what is known of a host.
    * @param host  a name or a numeric address; empty for an empty record
    * @return for a name: the name as given, its addresses and, if it has any, its fully qualified
-   *         name in lower case. For an address: the name that its reverse lookup gave, twice and as
-   *         the resolver writes it, and the addresses of that name, among which the one given may
-   *         be missing. What cannot be found stays empty.
+   *         name in lower case. For an address: the name that its reverse lookup gave, as name and
+   *         as fully qualified name, in the resolver's writing, and the addresses of that name,
+   *         among which the one given may be missing. What cannot be found stays empty.
    */
   static CCmnHostInfo resolve(const std::string& host);
 

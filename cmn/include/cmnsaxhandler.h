@@ -27,9 +27,9 @@ namespace kelp_cmn_4_4 {
  * **Character data is not collected by itself.** The reader calls `characters(const XMLCh*,
  * XMLSize_t)`, which this class leaves to xercesc::DefaultHandler, where it does nothing; its own
  * characters() has another argument type and is called only by derived classes. A handler that
- * wants the text overrides the inherited operation and may pass it on (a text of more than a
- * million characters comes in pieces, which may end inside a surrogate pair; such a handler
- * collects XMLCh first):
+ * wants the text overrides the inherited operation and may pass it on. The text of one element
+ * comes in any number of calls: references, CDATA sections, comments and children divide it, and so
+ * does a length of more than a million characters, perhaps inside a surrogate pair.
  * @code
  * using CCmnSaxParseHandler::characters;
  * void characters(const XMLCh* const chars, const XMLSize_t length) override {
@@ -38,7 +38,8 @@ namespace kelp_cmn_4_4 {
  * @endcode
  *
  * A handler may be made before the first parser and outlive the last: it initialises Xerces-C for
- * as long as it lives. It is used by one thread at a time, and cannot be copied.
+ * as long as it lives. It is used by one thread at a time, and made and destroyed under the same
+ * lock as parsers (see CCmnSaxParser). It cannot be copied.
  */
 class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
  public:
@@ -82,7 +83,8 @@ class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
   void warning(const xercesc::SAXParseException& exception) override;
 
   /**
-   * Adds character data to getCharacters(). Not called by the reader.
+   * Adds character data to getCharacters(), as Xerces-C's transcoder writes it for the local code
+   * page (Debian's writes UTF-8 in every locale). Not called by the reader.
    *
    * Each call leaks the transcoded copy of the text, which is kept as it is.
    * @param chars   a text with a terminating 0, up to which it is taken; not null
@@ -97,7 +99,7 @@ class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
    * there was none. The handler's; valid until the next one or the handler's end. */
   const xercesc::SAXParseException& getLastException() const { return m_lastException; }
 
-  /** @return what characters() has collected, in the local code page; the handler's */
+  /** @return what characters() has collected; the handler's */
   const std::string& getCharacters() const { return m_characters; }
 
  protected:

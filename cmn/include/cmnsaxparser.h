@@ -19,8 +19,11 @@ namespace kelp_cmn_4_4 {
  * A Xerces-C SAX2 reader that neither validates nor processes namespaces.
  *
  * Each parser initialises Xerces-C for as long as it lives; any number may be alive at once. It
- * parses any number of documents, one after the other. A parser and its handler are used by one
- * thread. It cannot be copied.
+ * parses any number of documents, one after the other. It cannot be copied.
+ *
+ * A parser and its handler are used by one thread. Making and destroying parsers and handlers, even
+ * different ones, is not safe in several threads at once, because Xerces-C counts its users without
+ * a lock: a host does it under a lock of its own, together with its other uses of Xerces-C.
  *
  * What Xerces-C does, and what surprises:
  * - An `xercesc::XMLException` that a handler throws does not leave parse(): Xerces-C reports it to
@@ -30,9 +33,9 @@ namespace kelp_cmn_4_4 {
  * - External entities are resolved, and no handler is asked: a document can have files of this
  *   machine read and network addresses fetched. Parse only documents that you trust.
  * - A handler must not call parse() of the parser that is calling it.
- * - The last parser of the process must not be destroyed while an exception of Xerces-C's that it
- *   threw is still being handled: the exception needs Xerces-C's memory manager. Keep another
- *   parser, or a CCmnSaxParseHandler, alive as long.
+ * - An exception of Xerces-C's needs its memory manager, which ends with the last parser and
+ *   handler of the process. Catch it inside the parser's scope, or keep another parser or a
+ *   CCmnSaxParseHandler alive outside of it.
  */
 class KELP_CMN_API CCmnSaxParser {
  public:
@@ -60,7 +63,8 @@ class KELP_CMN_API CCmnSaxParser {
   void init();
 
   /**
-   * Registers a handler for content and errors, in place of an earlier one.
+   * Registers a handler for content and errors, in place of an earlier one. Without a reader it is
+   * only kept. An `xercesc::XMLException` is dropped, as in init().
    * @param handler  as for the constructor; null for none: the documents' content and errors then
    *                 go nowhere
    */
@@ -69,16 +73,15 @@ class KELP_CMN_API CCmnSaxParser {
   /**
    * Parses a document. The handler is called meanwhile.
    * @param xml  its bytes, in the encoding that the document itself declares; not kept
-   * @throw xercesc::SAXParseException if the handler's fatalError() throws it for a malformed
-   *        document, as that of xercesc::DefaultHandler does; without a handler a malformed
-   * document ends in silence
-   * @throw … whatever else Xerces-C or the handler throws
+   * @throw xercesc::SAXParseException if the handler's fatalError() throws it, as that of
+   *        xercesc::DefaultHandler does for a malformed document. Without a handler a malformed
+   *        document ends in silence. What else Xerces-C or the handler throws leaves, too.
    */
   void parse(const std::string& xml);
 
   /**
-   * Parses a document that comes in parts: what they give one behind the other, with nothing in
-   * between.
+   * Parses a document that comes in parts, as if they were one text; throws what the other parse()
+   * throws.
    * @param parts  the parts, which may begin and end anywhere
    */
   void parse(const std::vector<std::string>& parts);

@@ -329,6 +329,7 @@ class KELP_CMN_API CCmnStringTool {
    * @param name     the element's name, neither escaped nor checked
    * @param open     true for an opening tag, `<name>`, false for a closing one, `</name>`
    * @param newline  whether a newline follows
+   * @return the tag
    */
   static std::string xmlBracket(std::string name, bool open, bool newline);
 
@@ -336,7 +337,8 @@ class KELP_CMN_API CCmnStringTool {
    * Writes an element on a line of its own: a tab, the opening tag, the escaped value, the closing
    * tag and a newline.
    * @param name   the element's name, neither escaped nor checked
-   * @param value  the text, not yet escaped
+   * @param value  the text, not yet escaped, up to its first zero byte
+   * @return the line
    */
   static std::string xmlBracketValue(std::string name, std::string value);
 
@@ -366,7 +368,8 @@ class KELP_CMN_API CCmnStringTool {
    */
   static int str2binary(unsigned char* out, int* size, const std::string& hex);
 
-  /** str2binary() of wstr2str(). The flag is ignored, on purpose. */
+  /** str2binary() of wstr2str(); so it throws also where that gives an empty text. The flag is
+   * ignored, on purpose. */
   static int wstr2binary(unsigned char* out, int* size, std::wstring hex, bool ignored);
 
   ///@}
@@ -385,9 +388,11 @@ class KELP_CMN_API CCmnStringTool {
   static std::string wstr2uid(unsigned int type, const std::wstring& bytes);
 
   /**
+   * The wide form, for bytes in memory. Its bytes are unsigned: 0x80 gives "80".
    * @param type   the type, in lower-case digits
    * @param data   the bytes, as for binary2wstr()
    * @param count  their number
+   * @return for instance L"000141" for type 1 and "A"
    */
   static std::wstring binary2uid(unsigned int type, unsigned char* data, int count);
 

@@ -36,13 +36,11 @@ void CCmnSaxParseHandler::error(const xercesc::SAXParseException& exception) {
 }
 
 void CCmnSaxParseHandler::fatalError(const xercesc::SAXParseException& exception) {
-  m_errorOccurred = true;
-  m_lastException = exception;
+  CCmnSaxParseHandler::error(exception);
 }
 
 void CCmnSaxParseHandler::warning(const xercesc::SAXParseException& exception) {
-  m_errorOccurred = true;
-  m_lastException = exception;
+  CCmnSaxParseHandler::error(exception);
 }
 
 void CCmnSaxParseHandler::characters(const XMLCh* chars, unsigned int /*length*/) {

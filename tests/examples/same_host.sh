@@ -63,6 +63,11 @@ nowhere
 different hosts
 TEXT
 
+message=$("$program" 2>&1 >/dev/null)
+[ "$message" = 'usage: same_host NAME_OR_ADDRESS NAME_OR_ADDRESS' ] || { echo "wrong use says: $message"; exit 1; }
+"$program" multi multi >/dev/full 2>/dev/null
+[ $? = 2 ] || { echo "where nothing can be written the exit status is not 2"; exit 1; }
+
 expect 64 </dev/null
 expect 64 multi </dev/null
 expect 64 multi 9.1.1.1 dual </dev/null

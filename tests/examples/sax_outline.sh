@@ -56,6 +56,14 @@ expect 1 'list
 
 : >empty.xml
 expect 1 '' 'empty.xml:1:1: ?*' empty.xml
-expect 1 '' 'sax_outline: missing.xml cannot be opened' missing.xml
+expect 1 '' 'sax_outline: missing.xml: No such file or directory' missing.xml
+expect 1 '' 'sax_outline: .: Is a directory' .
+printf 'text\n<b></c>' >part.ent
+printf '<!DOCTYPE a [<!ENTITY part SYSTEM "%s/part.ent">]>\n<a>&part;</a>' "$directory" >outer.xml
+expect 1 $'a: text\n' "*/part.ent:2:?*: ?*" outer.xml
+
+"$program" good.xml >/dev/full 2>errors
+[ $? = 1 ] || { echo "where nothing can be written the exit status is not 1"; exit 1; }
+
 expect 64 '' 'usage: sax_outline FILE'
 expect 64 '' 'usage: sax_outline FILE' good.xml good.xml

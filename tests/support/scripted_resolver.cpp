@@ -126,7 +126,7 @@ int ScriptedResolver::getAddrInfo(const char* node, const char* service, const a
   const std::string text = node == nullptr ? "" : node;
   const bool numericOnly = hints != nullptr && (hints->ai_flags & AI_NUMERICHOST) != 0;
   const auto known = hosts.find(text);
-  if (isNumeric(text) ? false : numericOnly || known == hosts.end()) {
+  if (!isNumeric(text) && (numericOnly || known == hosts.end())) {
     return EAI_NONAME;
   }
   List answer(known != hosts.end() ? known->second : itself(text));
