@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
-# exported_symbols.sh LIBRARY EXPECTED
+# exported_symbols.sh LIBRARY
 #
-# Compares what the library exports with the checked list; prints what is new (>) and what is gone (<).
+# Compares what the library exports, in whatever way it is built, with the baseline; prints what is new (>) and what is
+# gone (<).
 set -euo pipefail
-diff "$2" <(nm --dynamic --defined-only --format=just-symbols "$1" | LC_ALL=C sort)
+baseline=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/abi_baseline.xml
+diff <(sed -n "s/.*<elf-symbol name='\([^']*\)'.*/\1/p" "$baseline" | LC_ALL=C sort) \
+  <(nm --dynamic --defined-only --format=just-symbols "$1" | LC_ALL=C sort)
