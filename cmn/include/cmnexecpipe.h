@@ -178,15 +178,15 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
       m_childStatusMap;  ///< ended child -> exit code or signal number; asked through
                          ///< CheckChildStatusMap() only, lest the handler meet it half changed
 
-  int m_childPid;          ///< the running child; -1 for none
-  char m_readBuffer[512];  ///< output read ahead
-  int m_bufferCount;       ///< how many bytes of it
-  int m_bufferPos;         ///< the next one
-  int m_readFd;            ///< the pipe's read end; -1 for none
-  int m_argc;              ///< arguments stored, the closing null not counted
-  int m_argCapacity;       ///< slots allocated
-  char** m_argv;           ///< on the malloc heap; its elements are arrays made with new
-  std::string m_commandLine;
+  int m_childPid;             ///< the running child; -1 for none
+  char m_readBuffer[512];     ///< output read ahead
+  int m_bufferCount;          ///< how many bytes of it
+  int m_bufferPos;            ///< the next one
+  int m_readFd;               ///< the pipe's read end; -1 for none
+  int m_argc;                 ///< arguments stored, the closing null not counted
+  int m_argCapacity;          ///< slots allocated
+  char** m_argv;              ///< on the malloc heap; its elements are arrays made with new
+  std::string m_commandLine;  ///< the command line of the run
 };
 
 }  // namespace kelp_cmn_4_4

@@ -13,8 +13,10 @@
 
 namespace kelp_cmn_4_4 {
 
-/** @name Result codes of CCmnExecPipeBase::Exec(), ExecPipe() and Close(). Codes 2, 9 and 10 are
- * never produced. */
+/**
+ * @name Result codes of CCmnExecPipeBase::Exec(), ExecPipe() and Close()
+ * Codes 2, 9 and 10 are never produced.
+ */
 ///@{
 constexpr int execPipeOk = 0;             ///< success; the child exited with status 0
 constexpr int execPipePipeFailed = 1;     ///< no pipe could be created
@@ -169,8 +171,8 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
   virtual ECmnExecPipe getLastError();
 
  protected:
-  bool m_abortRequested;
-  std::vector<std::string> m_hostList;
+  bool m_abortRequested;                ///< whether Abort() was called
+  std::vector<std::string> m_hostList;  ///< kept for the host
 
  public:
   /** Set by the host: tells whether commands are to be run by the hook below. Null at first. */
@@ -188,10 +190,10 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
   void (*m_pfnFreeOutput)(char* output, int outputLength);
 
  protected:
-  ECmnExecPipe m_lastError;
-  std::string m_hostString1;
-  std::string m_hostString2;
-  std::string m_stdinFile;
+  ECmnExecPipe m_lastError;   ///< the last failure; code 0 for none
+  std::string m_hostString1;  ///< kept for the host
+  std::string m_hostString2;  ///< kept for the host
+  std::string m_stdinFile;    ///< the child's standard input; empty for "/dev/null"
 };
 
 }  // namespace kelp_cmn_4_4

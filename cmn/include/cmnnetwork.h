@@ -122,8 +122,11 @@ class KELP_CMN_API CCmnNetwork {
   static CCmnHostInfo resolve();
 
   ///@}
-  /** @name Comparison. Names without regard to case (CCmnStringTool::CompareNoCase), addresses as
-   * texts: "10.0.0.1" is not "10.0.0.01". No name is shortened or completed. */
+  /**
+   * @name Comparison
+   * Names without regard to case (CCmnStringTool::CompareNoCase), addresses as texts: "10.0.0.1" is
+   * not "10.0.0.01". No name is shortened or completed.
+   */
   ///@{
 
   /** @return whether both texts, names or addresses, resolve to one host; false if one is empty */
