@@ -25,7 +25,7 @@ int* show(const char* text) {
 }
 CPP
 protected=(-O2 -fPIC -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong
-  -shared -Wl,-z,relro,-z,now,-z,noexecstack,-z,defs)
+  -shared "-Wl,-z,relro,-z,now,-z,noexecstack,-z,defs")
 
 # expect LACKING [FLAG …]: what the small library lacks when these flags come last
 expect() {
