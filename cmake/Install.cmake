@@ -21,4 +21,6 @@ configure_file(cmake/kelp_cmn_4_4.pc.in kelp_cmn_4_4.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kelp_cmn_4_4.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-install(DIRECTORY docs/guide examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+# As in the tree, so that the links between them hold.
+install(DIRECTORY docs/guide docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
