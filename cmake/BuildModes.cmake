@@ -21,7 +21,11 @@ if(KELP_COVERAGE)
   target_link_options(kelp_build_modes INTERFACE --coverage)
 endif()
 
-if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT KELP_SANITIZE)
+if(CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_definitions(kelp_build_modes INTERFACE _GLIBCXX_ASSERTIONS)
+endif()
+
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT KELP_SANITIZE)
   target_compile_options(kelp_build_modes INTERFACE
     -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong -fstack-clash-protection -fcf-protection)
   target_link_options(kelp_build_modes INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
