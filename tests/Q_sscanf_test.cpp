@@ -842,8 +842,8 @@ TEST(Sscanf, SeesAtMostIntMaxCharacters) {
   const int file = memfd_create("long_text", 0);
   ASSERT_NE(file, -1);
   ASSERT_EQ(ftruncate(file, piece), 0);
-  const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-  char* const text = static_cast<char*>(mmap(nullptr, piece * pieces + page, PROT_READ | PROT_WRITE,
+  const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+  auto* const text = static_cast<char*>(mmap(nullptr, piece * pieces + page, PROT_READ | PROT_WRITE,
                                              MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
   ASSERT_NE(text, MAP_FAILED);
   for (size_t i = 0; i < pieces; ++i) {
@@ -968,8 +968,8 @@ TEST(Sscanf, AgreesWithThePlatformOnGeneratedFormatsAndTexts) {
     const Generator::Case c = generator.next();
     std::array<Slot, 3> actual;
     std::array<Slot, 3> expected;
-    const int result = Q_sscanf(c.text.c_str(), c.format.c_str(), &actual[0], 256, &actual[1], 256,
-                                &actual[2], 256);
+    const int result = Q_sscanf(c.text.c_str(), c.format.c_str(), actual.data(), 256, &actual[1],
+                                256, &actual[2], 256);
     const int platform = std::sscanf(c.text.c_str(), c.format.c_str(), expected[0].bytes.data(),
                                      expected[1].bytes.data(), expected[2].bytes.data());
     const bool onlySuppressed =

@@ -429,13 +429,14 @@ struct Field {
 
 template <class Class, class Type>
 Field fieldOf(Type Class::*member) {
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): a field that is a pointer has a pointer's size
   return {offsetOf(member), sizeof(Type), alignof(Type)};
 }
 
 void expectInOrder(ptrdiff_t begin, const std::vector<Field>& fields) {
   ptrdiff_t end = begin;
   for (size_t i = 0; i < fields.size(); ++i) {
-    const ptrdiff_t alignment = static_cast<ptrdiff_t>(fields[i].alignment);
+    const auto alignment = static_cast<ptrdiff_t>(fields[i].alignment);
     EXPECT_EQ(fields[i].offset, (end + alignment - 1) / alignment * alignment) << "field " << i;
     end = fields[i].offset + static_cast<ptrdiff_t>(fields[i].size);
   }
@@ -565,7 +566,7 @@ TEST(Fields, OfIcuMessageFollowTheMessage) {
   EXPECT_TRUE(hasType<std::string>(memberOf(CCmnIcuMessage_m_serialized{})));
   // The derived class begins in the padding that the message's last int leaves.
   expectInOrder(
-      offsetOf(memberOf(CCmnMessage_m_lineNumber{})) + sizeof(int),
+      offsetOf(memberOf(CCmnMessage_m_lineNumber{})) + static_cast<ptrdiff_t>(sizeof(int)),
       {fieldOf(memberOf(CCmnIcuMessage_m_arguments{})), fieldOf(memberOf(CCmnIcuMessage_m_info{})),
        fieldOf(memberOf(CCmnIcuMessage_m_serialized{}))});
 }

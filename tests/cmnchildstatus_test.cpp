@@ -161,7 +161,7 @@ TEST(StatusRing, RefusesNothingWhileThereIsRoom) {
   };
   std::thread one(produce, 0);
   std::thread two(produce, records);
-  std::vector<bool> seen(2 * records);
+  std::vector<bool> seen(size_t{2} * records);
   int last[2] = {-1, -1};
   for (int taken = 0; taken + refused.load() < 2 * records;) {
     if (const StatusRing::Record* const record = ring->front()) {

@@ -17,7 +17,6 @@ namespace {
 using kelp_cmn_4_4::CCmnExecPipePosix;
 using kelp_test::BlockedChildSignal;
 using kelp_test::Call;
-using kelp_test::eventually;
 using kelp_test::hostile;
 using kelp_test::ProbedPipe;
 using kelp_test::realCalls;
@@ -26,7 +25,6 @@ using kelp_test::ScopedFailure;
 using kelp_test::ScopedReplacements;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 using Lines = std::vector<std::string>;
 
@@ -648,7 +646,7 @@ class DecodingPipe : public ProbedPipe {
 };
 
 int decoded(int status) {
-  const unsigned int bits = static_cast<unsigned int>(status);
+  const auto bits = static_cast<unsigned int>(status);
   return status == -1              ? 8
          : bits % 128 == 127       ? 13
          : bits % 128 != 0         ? 12

@@ -539,7 +539,7 @@ class FedPipe : public ProbedPipe {
   FedPipe(const FedPipe&) = delete;
   FedPipe& operator=(const FedPipe&) = delete;
 
-  void feed(const std::string& text) {
+  void feed(const std::string& text) const {
     EXPECT_EQ(static_cast<ssize_t>(text.size()), write(writeEnd_, text.data(), text.size()));
   }
   void end() {
@@ -559,8 +559,7 @@ class FedPipe : public ProbedPipe {
       untouched = buffer[0] == '#';
       return std::nullopt;
     }
-    const size_t length = std::find(buffer.begin(), buffer.end() - 1, '\0') - buffer.begin();
-    return std::string(buffer.data(), length);
+    return std::string(buffer.begin(), std::find(buffer.begin(), buffer.end() - 1, '\0'));
   }
 
   unsigned char timedOut = 77;
@@ -1222,8 +1221,8 @@ TEST_F(ExecPipeRun, InstallsTheHandlerWithItsFlags) {
     struct sigaction action {};
     ASSERT_EQ(0, sigaction(SIGCHLD, nullptr, &action));
     EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, action.sa_sigaction);
-    constexpr int known = SA_SIGINFO | SA_NOCLDSTOP | SA_NOCLDWAIT | SA_NODEFER | SA_ONSTACK |
-                          SA_RESETHAND | SA_RESTART;
+    constexpr auto known = static_cast<int>(SA_SIGINFO | SA_NOCLDSTOP | SA_NOCLDWAIT | SA_NODEFER |
+                                            SA_ONSTACK | SA_RESETHAND | SA_RESTART);
     EXPECT_EQ(SA_SIGINFO | SA_NOCLDSTOP, action.sa_flags & known);
     for (int number = 1; number < SIGRTMIN; ++number) {
       EXPECT_EQ(0, sigismember(&action.sa_mask, number)) << number;

@@ -21,7 +21,6 @@ using kelp_cmn_4_4::CCmnExecPipeBase;
 using kelp_cmn_4_4::CCmnTraceable;
 using kelp_cmn_4_4::ECmnExecPipe;
 using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 using Lines = std::vector<std::string>;
 

@@ -207,7 +207,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, IcuCatalogStatus,
                          nameOfRow);
 
 TEST_P(IcuCatalogStatus, DecidesTheResultAndTheBundleIsKept) {
-  const StatusRow& row = std::get<StatusRow>(GetParam());
+  const auto& row = std::get<StatusRow>(GetParam());
   const ScopedIcu icu(row.defaultLocale);
   installBundle("messages", std::get<BundleForm>(GetParam()));
   Catalog catalog(row.language, "messages");
@@ -532,9 +532,9 @@ TEST_P(IcuCatalog, SeveralThreadsMayReadOneCatalog) {
   for (int& count : wrong) {
     threads.emplace_back([&shared, &count] {
       for (int round = 0; round < 200; ++round) {
-        count += shared.text("MSG_PLAIN") != japanese;
-        count += shared.text("MSG_ROOT_ONLY") != "messages: only the root has this";
-        count += shared.text("MSG_NONE") != "messages: <MSG_NONE>";
+        count += shared.text("MSG_PLAIN") != japanese ? 1 : 0;
+        count += shared.text("MSG_ROOT_ONLY") != "messages: only the root has this" ? 1 : 0;
+        count += shared.text("MSG_NONE") != "messages: <MSG_NONE>" ? 1 : 0;
       }
     });
   }

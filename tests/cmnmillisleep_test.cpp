@@ -13,7 +13,6 @@
 namespace {
 
 using kelp_cmn_4_4::millisleep;
-using kelp_test::Call;
 using kelp_test::Replacements;
 using kelp_test::ScopedReplacements;
 

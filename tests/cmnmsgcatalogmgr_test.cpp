@@ -439,7 +439,7 @@ TEST_F(ActivateCatalog, StoresItsCatalogInPlaceOfOneThatTheFactoryActivatedMeanw
       manager->activateCatalog("de");
     }
   };
-  script.on["init de, count 1"] = [this, &made] { made.push_back(factory.catalog); };
+  script.on["init de, count 1"] = [this, &made] { made.emplace_back(factory.catalog); };
   manager->activateCatalog("de");
   EXPECT_EQ(script.taken(), (Lines{"create catalog de", "create catalog de", "init de, count 1",
                                    "init de, count 1"}));
@@ -726,7 +726,7 @@ class HandedOutText : public CatalogManager, public testing::WithParamInterface<
   }
 
   // The lines of a whole operation, from those of its lookup.
-  Lines around(const Lines& lookup, const std::string& key, const std::string& pattern) const {
+  static Lines around(const Lines& lookup, const std::string& key, const std::string& pattern) {
     if (GetParam() == Source::identifier) {
       return lookup;
     }
@@ -759,7 +759,7 @@ TEST_P(HandedOutText, ResolvesTheLanguage) {
   for (const auto& row : rows) {
     SCOPED_TRACE(std::string(row.native == nullptr ? "(not set)" : row.native) + ", " +
                  (row.language == nullptr ? "(null)" : row.language));
-    manager.reset(new Manager);
+    manager = std::make_unique<Manager>();
     if (row.native != nullptr) {
       manager->setNativeLanguage(row.native);
     }
@@ -1085,7 +1085,7 @@ TEST_F(DeleteLocalizedMessage, DoesNothingWhereNothingIsKept) {
   giveBack(nullptr);
   giveBack("");
   giveBack("text");
-  manager.reset(new Manager);
+  manager = std::make_unique<Manager>();
   giveBack(nullptr);
   giveBack("text");
 }

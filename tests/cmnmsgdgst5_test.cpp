@@ -117,7 +117,10 @@ struct Plain {
         5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20,  //
         4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23,  //
         6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21};
-    Word a = state[0], b = state[1], c = state[2], d = state[3];
+    Word a = state[0];
+    Word b = state[1];
+    Word c = state[2];
+    Word d = state[3];
     for (int step = 0; step < 64; ++step) {
       const int s = shifts[step];
       const Word v = a + function(step, b, c, d) + wordOfBlock(block, step) + constant(step);
@@ -201,7 +204,7 @@ void expectOpenAfter(const OpenDigest& digest, const Bytes& fed) {
 }
 
 bool isZero(const void* memory, size_t size) {
-  const unsigned char* bytes = static_cast<const unsigned char*>(memory);
+  const auto* bytes = static_cast<const unsigned char*>(memory);
   return std::all_of(bytes, bytes + size, [](unsigned char byte) { return byte == 0; });
 }
 
@@ -396,7 +399,7 @@ TEST(MessageDigest5, LeavesWhatIsBehindTheWaitingBytesAlone) {
 
 TEST(MessageDigest5, TransformsWholeBlocksWithoutBufferingThem) {
   OpenDigest digest;
-  const Bytes message = randomBytes(64 * 3, 9);
+  const Bytes message = randomBytes(size_t{64} * 3, 9);
   digest.Update(message.data(), message.size());
   EXPECT_TRUE(isZero(digest.m_buffer, sizeof digest.m_buffer));
   expectOpenAfter(digest, message);
@@ -624,7 +627,7 @@ TEST(MessageDigest5, ReadsNothingBehindItsInput) {
     digest.Finalize();
     EXPECT_EQ(digest.GetAnsiMessageDigest(), expectedDigest(Bytes(length - length / 3, 'x')));
   }
-  GuardedPage<char> narrow(std::string("abc", 4));
+  GuardedPage<char> narrow(std::string("abc\0", 4));
   EXPECT_EQ(CCmnMessageDigest5(narrow.data()).GetAnsiMessageDigest(), digestOf({'a', 'b', 'c'}));
   GuardedPage<unsigned short> wide(2);
   wide.data()[0] = 'a';
@@ -664,7 +667,7 @@ TEST(MessageDigest5, MayBeCopiedInTheMiddle) {
 }
 
 TEST(MessageDigest5, TransformChangesNothingButTheState) {
-  const Bytes blocks = randomBytes(64 * 4, 16);
+  const Bytes blocks = randomBytes(size_t{64} * 4, 16);
   OpenDigest digest;
   digest.Update(reinterpret_cast<const unsigned char*>("waiting"), 7);
   OpenDigest expected = digest;
@@ -755,8 +758,13 @@ TEST(MessageDigest5, StepsEqualTheWrittenFormula) {
   for (unsigned seed = 1; seed <= 500; ++seed) {
     SCOPED_TRACE(seed);
     std::mt19937_64 random(seed);
-    const unsigned long w = random(), b = random(), c = random(), d = random(), x = random(),
-                        t = random(), s = 1 + random() % 31;
+    const unsigned long w = random();
+    const unsigned long b = random();
+    const unsigned long c = random();
+    const unsigned long d = random();
+    const unsigned long x = random();
+    const unsigned long t = random();
+    const unsigned long s = 1 + random() % 31;
     for (int round = 0; round < 4; ++round) {
       const unsigned long v = w + Plain<uint64_t>::function(16 * round, b, c, d) + x + t;
       OpenDigest digest;

@@ -49,7 +49,7 @@ TEST(RefCount, DecrementTakesOneAndReturnsTheNewCount) {
 
 TEST(RefCount, DecrementDeletesNothingAtZeroNorBelow) {
   bool destroyed = false;
-  Exposed* object = new Exposed(&destroyed);
+  auto* object = new Exposed(&destroyed);
   object->increment();
   EXPECT_EQ(object->decrement(), 0);
   EXPECT_FALSE(destroyed);

@@ -97,11 +97,11 @@ const Callback callbacks[] = {
 TEST(SaxParseHandler, HasRecordedNothingAtFirst) {
   const CCmnSaxParseHandler handler;
   EXPECT_FALSE(handler.hasErrorOccurred());
-  EXPECT_EQ(xercesc::XMLString::stringLen(handler.getLastException().getMessage()), 0u);
+  EXPECT_EQ(xercesc::XMLString::stringLen(handler.getLastException().getMessage()), 0U);
   EXPECT_EQ(handler.getLastException().getPublicId(), nullptr);
   EXPECT_EQ(handler.getLastException().getSystemId(), nullptr);
-  EXPECT_EQ(handler.getLastException().getLineNumber(), 0u);
-  EXPECT_EQ(handler.getLastException().getColumnNumber(), 0u);
+  EXPECT_EQ(handler.getLastException().getLineNumber(), 0U);
+  EXPECT_EQ(handler.getLastException().getColumnNumber(), 0U);
   EXPECT_EQ(handler.getCharacters(), "");
 }
 
@@ -211,7 +211,7 @@ TEST(SaxParseHandler, AppendsEveryTextUpToItsTerminatingZero) {
 
 TEST(SaxParseHandler, DoesNotLookAtTheLengthOfAText) {
   const CountedXerces xerces;
-  for (const unsigned int length : {0u, 1u, 3u, 4u, 5u, 1000u, ~0u}) {
+  for (const unsigned int length : {0U, 1U, 3U, 4U, 5U, 1000U, ~0U}) {
     SCOPED_TRACE(length);
     CCmnSaxParseHandler handler;
     handler.characters(u"text", length);
@@ -231,7 +231,7 @@ TEST(SaxParseHandler, TakesTextsOfAnySize) {
   const CountedXerces xerces;
   CCmnSaxParseHandler handler;
   std::string expected;
-  for (const size_t size : {1u, 15u, 16u, 1000u, 4096u, 1000000u}) {
+  for (const size_t size : {1U, 15U, 16U, 1000U, 4096U, 1000000U}) {
     handler.characters(std::u16string(size, u'k').c_str(), 0);
     expected += std::string(size, 'k');
     EXPECT_EQ(handler.getCharacters() == expected, true) << size;
@@ -270,7 +270,7 @@ TEST(SaxParseHandler, LetsDerivedClassesReplaceItsOwnCharacters) {
   Replacing handler;
   CCmnSaxParseHandler& base = handler;
   base.characters(u"text", 4);
-  EXPECT_EQ(handler.seen, 4u);
+  EXPECT_EQ(handler.seen, 4U);
   EXPECT_EQ(handler.getCharacters(), "");
 }
 

@@ -283,6 +283,7 @@ void throwXmlException() {
 template <class Base>
 class EventLog : public Base {
  public:
+  using Base::characters;
   const Lines& lines() const { return lines_; }
   Lines takeLines() {
     Lines lines;
@@ -350,6 +351,7 @@ class EventLog : public Base {
 };
 
 // The same, and records problems as its base does.
+// NOLINTBEGIN(bugprone-parent-virtual-call): the log does not call its base
 class Recorder : public EventLog<CCmnSaxParseHandler> {
  public:
   void warning(const SAXParseException& problem) override {
@@ -366,6 +368,7 @@ class Recorder : public EventLog<CCmnSaxParseHandler> {
   }
   std::string lastProblem() const { return text(getLastException()); }
 };
+// NOLINTEND(bugprone-parent-virtual-call)
 
 Lines eventsOf(const std::string& document) {
   Recorder handler;
@@ -451,7 +454,7 @@ TEST_F(SaxParser, SetsUpXercesAndTheReaderThenRegistersTheHandler) {
     const CCmnSaxParser parser(&handler);
     EXPECT_EQ(takeEvents(), joined({prepared, handlerRegistered}));
     EXPECT_EQ(handlerOf(parser), &handler);
-    ASSERT_EQ(script.readers.size(), 1u);
+    ASSERT_EQ(script.readers.size(), 1U);
     EXPECT_EQ(readerOf(parser), script.readers[0]);
     EXPECT_EQ(readerOf(parser)->getContentHandler(), &handler);
     EXPECT_EQ(readerOf(parser)->getErrorHandler(), &handler);
@@ -560,7 +563,7 @@ TEST_F(SaxParser, ParsesWithTheReaderThatItGotWhenAFeatureCouldNotBeSet) {
     script.failure = throwXmlException;
     CCmnSaxParser parser(&handler);
     parser.parse("<a/>");
-    EXPECT_EQ(handler.lines().size(), 4u);
+    EXPECT_EQ(handler.lines().size(), 4U);
     EXPECT_EQ(handler.lines().back(), "endDocument");
   }
 }
@@ -658,7 +661,7 @@ TEST_F(SaxParser, MakesAnotherReaderWithoutAHandlerWhenItIsSetUpAgain) {
     takeEvents();
     parser.init();
     EXPECT_EQ(takeEvents(), prepared);
-    ASSERT_EQ(script.readers.size(), 2u);
+    ASSERT_EQ(script.readers.size(), 2U);
     EXPECT_EQ(readerOf(parser), script.readers[1]);
     EXPECT_EQ(handlerOf(parser), &handler);
     parser.parse("<a/>");
@@ -670,7 +673,7 @@ TEST_F(SaxParser, MakesAnotherReaderWithoutAHandlerWhenItIsSetUpAgain) {
   }
   EXPECT_EQ(takeEvents(), ended);
   // The first reader and one initialisation have been forgotten, as they should.
-  ASSERT_EQ(script.readers.size(), 1u);
+  ASSERT_EQ(script.readers.size(), 1U);
   EXPECT_EQ(script.initialisations, 2);
   delete script.readers[0];
   XMLPlatformUtils::Terminate();
@@ -695,7 +698,7 @@ TEST_F(SaxParser, KeepsItsReaderWhenItCannotBeSetUpAgain) {
 TEST_F(SaxParser, GivesTheReaderExactlyTheBytesOfTheDocument) {
   Recorder handler;
   CCmnSaxParser parser(&handler);
-  const std::string zeros("<a>\0\0b</a>\0", 12);
+  const std::string zeros("<a>\0\0b</a>\0\0", 12);
   for (const std::string& document : {std::string(), std::string("<a/>"), zeros,
                                       std::string("\0", 1), std::string(10000, '\xff')}) {
     takeEvents();
@@ -745,7 +748,7 @@ TEST_F(SaxParser, TellsTheSameWhereverADocumentIsSplit) {
     parser.parse(Lines{everyKindOfMarkup.substr(0, split), everyKindOfMarkup.substr(split)});
     ASSERT_EQ(handler.takeLines(), expected) << "split at " << split;
   }
-  for (const size_t size : {1u, 2u, 3u, 5u}) {
+  for (const size_t size : {1U, 2U, 3U, 5U}) {
     Lines parts;
     for (size_t i = 0; i < everyKindOfMarkup.size(); i += size) {
       parts.push_back(everyKindOfMarkup.substr(i, size));
@@ -796,6 +799,7 @@ TEST_F(SaxParser, ReadsDocumentsInTheEncodingThatTheyDeclare) {
 TEST_F(SaxParser, ParsesFiftyMegabytes) {
   class Counter : public CCmnSaxParseHandler {
    public:
+    using CCmnSaxParseHandler::characters;
     void startElement(const XMLCh* /*uri*/, const XMLCh* /*localname*/, const XMLCh* /*qname*/,
                       const xercesc::Attributes& attrs) override {
       ++elements;
@@ -845,7 +849,7 @@ TEST_F(SaxParser, ReadsExternalEntities) {
   CCmnSaxParser parser(&handler);
   parser.parse(document);
   EXPECT_EQ(ascii(handler.getLastException().getSystemId()), entity);
-  EXPECT_EQ(handler.getLastException().getLineNumber(), 2u);
+  EXPECT_EQ(handler.getLastException().getLineNumber(), 2U);
 }
 
 TEST_F(SaxParser, DoesNotAskTheHandlerForExternalEntities) {
@@ -934,7 +938,7 @@ TEST_F(SaxParser, ReportsProblemsWithTheirPlace) {
     EXPECT_EQ(ascii(handler.getLastException().getSystemId()), "kelp_sax_parser");
     EXPECT_EQ(handler.getLastException().getLineNumber(), problem.line);
     EXPECT_EQ(handler.getLastException().getColumnNumber(), problem.column);
-    EXPECT_GT(xercesc::XMLString::stringLen(handler.getLastException().getMessage()), 0u);
+    EXPECT_GT(xercesc::XMLString::stringLen(handler.getLastException().getMessage()), 0U);
     EXPECT_EQ(handler.getCharacters(), "");
     // A fatal error ends the document; a warning leaves it whole.
     const bool isWhole = problem.kind == std::string("warning");
@@ -965,7 +969,7 @@ TEST_F(SaxParser, MarksAPlainHandlerAtAWarning) {
   CCmnSaxParser parser(&handler);
   parser.parse("<!DOCTYPE a [<!NOTATION n SYSTEM 'x'><!NOTATION n SYSTEM 'y'>]><a>text</a>");
   EXPECT_TRUE(handler.hasErrorOccurred());
-  EXPECT_EQ(handler.getLastException().getLineNumber(), 1u);
+  EXPECT_EQ(handler.getLastException().getLineNumber(), 1U);
   EXPECT_NE(ascii(handler.getLastException().getMessage()).find("'n'"), std::string::npos);
 }
 
@@ -974,7 +978,7 @@ TEST_F(SaxParser, LeavesAPlainHandlerUnmarkedAtAGoodDocument) {
   CCmnSaxParser parser(&handler);
   parser.parse(everyKindOfMarkup);
   EXPECT_FALSE(handler.hasErrorOccurred());
-  EXPECT_EQ(handler.getLastException().getLineNumber(), 0u);
+  EXPECT_EQ(handler.getLastException().getLineNumber(), 0U);
   EXPECT_EQ(handler.getCharacters(), "");
 }
 
@@ -985,14 +989,14 @@ TEST_F(SaxParser, KeepsTheLastProblemOverSeveralDocuments) {
   EXPECT_FALSE(handler.hasErrorOccurred());
   parser.parse("<a>\n</b>");
   EXPECT_TRUE(handler.hasErrorOccurred());
-  EXPECT_EQ(handler.getLastException().getLineNumber(), 2u);
+  EXPECT_EQ(handler.getLastException().getLineNumber(), 2U);
   parser.parse("<a/>");
   EXPECT_TRUE(handler.hasErrorOccurred());
-  EXPECT_EQ(handler.getLastException().getLineNumber(), 2u);
+  EXPECT_EQ(handler.getLastException().getLineNumber(), 2U);
   parser.parse("<a>\n\n\n</b>");
-  EXPECT_EQ(handler.getLastException().getLineNumber(), 4u);
+  EXPECT_EQ(handler.getLastException().getLineNumber(), 4U);
   parser.parse("<?xml version='1.0' encoding='UTF-16'?><a/>");  // a warning
-  EXPECT_EQ(handler.getLastException().getLineNumber(), 1u);
+  EXPECT_EQ(handler.getLastException().getLineNumber(), 1U);
 }
 
 TEST_F(SaxParser, ParsesAnyNumberOfDocuments) {
@@ -1003,7 +1007,7 @@ TEST_F(SaxParser, ParsesAnyNumberOfDocuments) {
     parser.parse("<a>x</a>");
     ASSERT_EQ(handler.takeLines(), good);
     parser.parse("<b><c></b>");
-    ASSERT_EQ(handler.takeLines().size(), 4u);
+    ASSERT_EQ(handler.takeLines().size(), 4U);
   }
 }
 
@@ -1027,7 +1031,7 @@ TEST_F(SaxParser, LetsTheParseExceptionOfAPlainDefaultHandlerOut) {
       ADD_FAILURE() << "nothing was thrown";
     } catch (const SAXParseException& problem) {
       EXPECT_EQ(ascii(problem.getSystemId()), "kelp_sax_parser");
-      EXPECT_EQ(problem.getLineNumber(), 2u);
+      EXPECT_EQ(problem.getLineNumber(), 2U);
     }
     EXPECT_NO_THROW(parser.parse("<a/>"));
   }
@@ -1143,7 +1147,7 @@ TEST_F(SaxParser, ReportsAnXmlExceptionOfAHandlerAsAProblem) {
     };
     EXPECT_EQ(exceptionOf(parser, document), "");
     EXPECT_TRUE(handler.hasErrorOccurred());
-    EXPECT_EQ(handler.lines().back().rfind("fatal error ", 0), 0u) << handler.lines().back();
+    EXPECT_EQ(handler.lines().back().rfind("fatal error ", 0), 0U) << handler.lines().back();
     handler.takeLines();
     EXPECT_EQ(exceptionOf(parser, "<good/>"), "");
     EXPECT_EQ(handler.lines(), Lines{"<good>"});
@@ -1161,8 +1165,8 @@ TEST_F(SaxParser, ReportsAnXmlExceptionOfTheKindThatItsCodeHas) {
     handler.at = "startElement";
     handler.action = [code = code] { throw xercesc::RuntimeException(__FILE__, __LINE__, code); };
     EXPECT_EQ(exceptionOf(parser, "<a><b/></a>"), "");
-    ASSERT_EQ(handler.lines().size(), 1u) << "the document ends in either case";
-    EXPECT_EQ(handler.lines()[0].rfind(kind, 0), 0u) << handler.lines()[0];
+    ASSERT_EQ(handler.lines().size(), 1U) << "the document ends in either case";
+    EXPECT_EQ(handler.lines()[0].rfind(kind, 0), 0U) << handler.lines()[0];
   }
 }
 
@@ -1192,8 +1196,8 @@ TEST_F(SaxParser, ReportsAFatalErrorWhenAHandlerCallsItsOwnParser) {
   handler.at = "startElement";
   handler.action = [&parser] { parser.parse("<inner/>"); };
   EXPECT_EQ(exceptionOf(parser, "<a/>"), "");
-  ASSERT_EQ(handler.lines().size(), 1u);
-  EXPECT_EQ(handler.lines()[0].rfind("fatal error ", 0), 0u);
+  ASSERT_EQ(handler.lines().size(), 1U);
+  EXPECT_EQ(handler.lines()[0].rfind("fatal error ", 0), 0U);
   handler.at.clear();
   handler.takeLines();
   EXPECT_EQ(exceptionOf(parser, "<good/>"), "");
@@ -1211,7 +1215,7 @@ TEST_F(SaxParser, LetsAHandlerUseAnotherParser) {
   EXPECT_FALSE(handler.hasErrorOccurred());
   EXPECT_TRUE(innerHandler.hasErrorOccurred());
   EXPECT_EQ(handler.lines(), (Lines{"<a>", "<b>"}));
-  EXPECT_EQ(innerHandler.lines().size(), 6u);
+  EXPECT_EQ(innerHandler.lines().size(), 6U);
 }
 
 // --- Character data
@@ -1227,6 +1231,7 @@ TEST_F(SaxParser, DoesNotCollectCharactersInAPlainHandler) {
 TEST_F(SaxParser, CollectsTheCharactersThatAHandlerPassesOn) {
   class Forwarding : public CCmnSaxParseHandler {
    public:
+    using CCmnSaxParseHandler::characters;
     void characters(const XMLCh* const chars, const XMLSize_t length) override {
       EXPECT_EQ(std::char_traits<char16_t>::length(chars), length);
       CCmnSaxParseHandler::characters(chars, static_cast<unsigned int>(length));
@@ -1234,7 +1239,7 @@ TEST_F(SaxParser, CollectsTheCharactersThatAHandlerPassesOn) {
   };
   ScriptedMemory memory;
   script.memory = &memory;
-  const std::string longText(3 * 1024 * 1024, 'k');
+  const std::string longText(size_t{3} * 1024 * 1024, 'k');
   {
     Forwarding handler;
     CCmnSaxParser parser(&handler);
@@ -1249,7 +1254,7 @@ TEST_F(SaxParser, CollectsTheCharactersThatAHandlerPassesOn) {
     parser.parse("<a>" + longText + "</a>");
     EXPECT_TRUE(handler.getCharacters() == longText);
   }
-  EXPECT_GT(memory.blocks(), 0u);  // the copies, which are kept on purpose
+  EXPECT_GT(memory.blocks(), 0U);  // the copies, which are kept on purpose
 }
 
 // --- Lifetimes
@@ -1334,7 +1339,7 @@ class Cast {
       for (const auto& [who, parser] : parsers_) {
         parser->setHandler(entry.second.get());
         parser->parse(std::string("<") + who + ">\n</wrong>");
-        EXPECT_EQ(entry.second->getLastException().getLineNumber(), 2u);
+        EXPECT_EQ(entry.second->getLastException().getLineNumber(), 2U);
       }
     }
   }
@@ -1368,7 +1373,7 @@ TEST_F(SaxParser, HandlersAndParsersComeAndGoInAnyOrder) {
           cast.leave(exits[i]);
         }
         ASSERT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
-        ASSERT_EQ(memory.blocks(), 0u);
+        ASSERT_EQ(memory.blocks(), 0U);
         ASSERT_EQ(memory.lateCalls(), 0);
       } while (std::next_permutation(exits.begin(), exits.end()));
     } while (std::next_permutation(entries.begin(), entries.end()));
@@ -1395,7 +1400,7 @@ TEST_F(SaxParser, AnExceptionNeedsSomebodyWhoStillUsesXerces) {
     }
     EXPECT_EQ(memory.lateCalls() > 0, !handlerStays);
     staying.reset();
-    EXPECT_EQ(memory.blocks(), 0u);
+    EXPECT_EQ(memory.blocks(), 0U);
   }
 }
 

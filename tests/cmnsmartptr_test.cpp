@@ -101,7 +101,7 @@ TEST(SmartPtr, LastHolderPutsTheCountBackToOneAndDeletes) {
 
 TEST(SmartPtr, GivesAccessToItsObject) {
   Calls calls;
-  Recorded* const object = new Recorded(calls);
+  auto* const object = new Recorded(calls);
   const Holder holder = object;
   EXPECT_EQ(holder.get(), object);
   EXPECT_EQ(&*holder, object);
@@ -138,7 +138,7 @@ TEST(SmartPtr, MovingCopies) {
 
 TEST(SmartPtr, SecondHolderMadeOfThePointerSharesTheCount) {
   Calls calls;
-  Recorded* const object = new Recorded(calls);
+  auto* const object = new Recorded(calls);
   {
     const Holder first(object);
     const Holder second(object);
@@ -211,7 +211,7 @@ TEST(SmartPtr, AssignmentReadsTheSourceBeforeTheReleaseDestroysIt) {
   Calls calls;
   const Holder keeper(new Recorded(calls, "next "));
   auto source = std::make_unique<Holder>(keeper);
-  Recorded* const owner = new Recorded(calls, "owner ");
+  auto* const owner = new Recorded(calls, "owner ");
   owner->whenDestroyed = [&source] { source.reset(); };
   Holder target(owner);
   target = *source;
@@ -231,7 +231,7 @@ TEST(SmartPtr, AssignmentOfAPointerTakesTheObject) {
 
 TEST(SmartPtr, TemporaryHolderOnAnObjectBeingDestroyedDoesNotDestroyItAgain) {
   Calls calls;
-  Recorded* const object = new Recorded(calls);
+  auto* const object = new Recorded(calls);
   object->whenDestroyed = [object] { const Holder temporary(object); };
   { const Holder holder(object); }
   EXPECT_THAT(calls, ElementsAre("up to 1", "down to 0", "up to 1", "destroyed at 1", "up to 2",
@@ -240,7 +240,7 @@ TEST(SmartPtr, TemporaryHolderOnAnObjectBeingDestroyedDoesNotDestroyItAgain) {
 
 TEST(SmartPtr, StillPointsAtTheObjectWhileItIsDestroyed) {
   Calls calls;
-  Recorded* const object = new Recorded(calls);
+  auto* const object = new Recorded(calls);
   Holder holder(object);
   const Recorded* seen = nullptr;
   object->whenDestroyed = [&seen, &holder] { seen = holder.get(); };
@@ -251,7 +251,7 @@ TEST(SmartPtr, StillPointsAtTheObjectWhileItIsDestroyed) {
 
 TEST(SmartPtr, DeletesOnlyWhenTheCountComesToZeroNotBelow) {
   Calls calls;
-  Recorded* const object = new Recorded(calls);
+  auto* const object = new Recorded(calls);
   {
     Holder holder(object);
     object->decrement();

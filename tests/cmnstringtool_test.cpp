@@ -631,7 +631,7 @@ TEST(Ustr2str, LeavesTheTextOfItsArgumentAsItIs) {
 
 TEST(Ustr2str, ReadsABufferWithoutTerminator) {
   const char16_t buffer[] = {'a', 'b', 'c', 'd'};
-  icu::UnicodeString argument(false, buffer, 2);
+  icu::UnicodeString argument(UBool{0}, buffer, 2);
   EXPECT_EQ(Tool::ustr2str(argument), "ab");
   EXPECT_EQ(unitsOf(argument), u"ab");
 }
@@ -1061,7 +1061,7 @@ std::string slowLtrim(std::string text, const char* set) {
   while (!text.empty() && inSet(text.front(), set)) {
     text.erase(0, 1);
   }
-  return text.c_str();
+  return text.substr(0, text.find('\0'));
 }
 
 std::string slowRtrim(std::string text, const char* set) {

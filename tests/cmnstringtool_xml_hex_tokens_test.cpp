@@ -97,7 +97,7 @@ std::string replaced(const std::string& text, const std::string& from, const std
     result += matches ? to : std::string(1, text[i]);
     i += matches ? from.size() : 1;
   }
-  return result.c_str();  // ends at a zero byte
+  return result.substr(0, result.find('\0'));
 }
 
 std::string plainlyEscaped(std::string text) {
@@ -345,7 +345,7 @@ TEST(Binary2str, WritesTwoLowerCaseDigitsForEachByte) {
   EXPECT_EQ(CCmnStringTool::binary2str(bytes, 3), "00ff10");
   EXPECT_EQ(CCmnStringTool::binary2str(bytes, 1), "00");
   for (int byte = 0; byte < 256; ++byte) {
-    unsigned char one = static_cast<unsigned char>(byte);
+    auto one = static_cast<unsigned char>(byte);
     EXPECT_EQ(CCmnStringTool::binary2str(&one, 1), plainHexadecimal({one}));
   }
 }

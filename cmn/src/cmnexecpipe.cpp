@@ -139,11 +139,11 @@ constexpr Escalation escalation[] = {
 // Reads every status as an encoded wait status, on purpose also a plain exit code or signal number
 // from the map.
 ECmnExecPipe decodeStatus(const std::string& command, int status) {
-  const int signalBits = status & 0x7f;
-  const int exitStatus = (status >> 8) & 0xff;
   if (status == -1) {
     return {command, L"Error in WaitPid()", execPipeWaitFailed, 0};
   }
+  const int signalBits = status & 0x7f;
+  const int exitStatus = (status >> 8) & 0xff;
   if (signalBits == 0x7f) {
     return {command, failureText("Command terminated with unexpected status: %d", status),
             execPipeUnexpectedStatus, status};

@@ -86,8 +86,11 @@ Word loadWord(const unsigned char* bytes) {
 Word sizeOf(const char* text) { return text == nullptr ? 0 : strlen(text); }
 
 Word sizeOf(const unsigned short* text) {
+  if (text == nullptr) {
+    return 0;
+  }
   const unsigned short* end = text;
-  while (end != nullptr && *end != 0) {
+  while (*end != 0) {
     ++end;
   }
   return static_cast<Word>(end - text) * sizeof *text;
@@ -158,7 +161,7 @@ void CCmnMessageDigest5::Finalize() {
   m_bitCount += m_bufferCount * 8;
   storeBytes(m_buffer + lengthPosition, m_bitCount, 8);
   Transform(m_buffer);
-  for (int i = 0; i < 4; ++i) {
+  for (size_t i = 0; i < 4; ++i) {
     storeBytes(m_digest + 4 * i, m_state[i], 4);
   }
   const unsigned char* const d = m_digest;
@@ -175,6 +178,7 @@ const char* CCmnMessageDigest5::GetAnsiMessageDigest() const { return m_ansiDige
 
 const wchar_t* CCmnMessageDigest5::GetUnicodeMessageDigest() const { return m_unicodeDigest; }
 
+// NOLINTBEGIN(readability-convert-member-functions-to-static): the interface is fixed
 void CCmnMessageDigest5::Transform_Round1(unsigned long& w, unsigned long b, unsigned long c,
                                           unsigned long d, unsigned long x, unsigned long s,
                                           unsigned long t) {
@@ -198,10 +202,11 @@ void CCmnMessageDigest5::Transform_Round4(unsigned long& w, unsigned long b, uns
                                           unsigned long t) {
   takeStep<Round4>(w, b, c, d, x, s, t);
 }
+// NOLINTEND(readability-convert-member-functions-to-static)
 
 void CCmnMessageDigest5::Transform(const unsigned char* block) {
   Word x[16];
-  for (int i = 0; i < 16; ++i) {
+  for (size_t i = 0; i < 16; ++i) {
     x[i] = loadWord(block + 4 * i);
   }
   Word w[4] = {m_state[0], m_state[1], m_state[2], m_state[3]};

@@ -15,6 +15,7 @@ xercesc::MemoryManager* initialisedMemoryManager() {
 }  // namespace
 
 CCmnSaxParseHandler::CCmnSaxParseHandler()
+    // NOLINTNEXTLINE(bugprone-throw-keyword-missing): a member, not a temporary
     : m_lastException(nullptr, nullptr, nullptr, 0, 0, initialisedMemoryManager()),
       m_errorOccurred(false) {}
 

@@ -73,7 +73,7 @@ std::basic_string<Char> withLetters(std::basic_string<Char> text, Char (*mapped)
 
 // Where `from` next occurs at or after `position`, or null. Linear for every text.
 const char* nextMatch(const std::string& text, const char* position, const std::string& from) {
-  const size_t rest = static_cast<size_t>(text.data() + text.length() - position);
+  const auto rest = static_cast<size_t>(text.data() + text.length() - position);
   return static_cast<const char*>(memmem(position, rest, from.data(), from.length()));
 }
 
@@ -401,6 +401,7 @@ std::string CCmnStringTool::xmlBracketValue(std::string name, std::string value)
          xmlBracket(name, false, true);
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the interface is fixed
 std::string CCmnStringTool::binary2str(unsigned char* data, int count) {
   constexpr char digits[] = "0123456789abcdef";
   std::string result;

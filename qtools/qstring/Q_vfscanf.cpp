@@ -442,6 +442,7 @@ class Scanner {
     Field field(input_, conversion.width);
     for (int c = field.peek(); c != endOfInput && belongs(c); c = field.peek()) {
       if (field.taken() + 1 < argument.size) {
+        // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): what is not assigned has size 0
         text[field.taken()] = static_cast<char>(c);
       }
       field.take();

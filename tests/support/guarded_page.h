@@ -17,7 +17,7 @@ class GuardedPage {
  public:
   // Room for `count` elements; the first byte after the last one faults.
   explicit GuardedPage(size_t count) : count_(count) {
-    const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const size_t bytes = count * sizeof(Char);
     size_ = (bytes / page + 2) * page;
     base_ = static_cast<char*>(
