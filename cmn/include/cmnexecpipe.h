@@ -68,8 +68,10 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
   ~CCmnExecPipePosix() override;
 
   /**
-   * Starts a command. An earlier one should have been ended by Close().
-   * @param command   the command line
+   * Starts a command. Its standard input is the file that the last Exec() named, "/dev/null" at
+   * first. An earlier command should have been ended by Close(); else its child and its pipe are
+   * lost.
+   * @param command   the command line, up to its first zero byte, as for ParseCommand()
    * @param reserved  not used
    * @return 0 with the child running and its output ready to be read; 1, 4, 6 or 7. What fails in
    * the child, `execv` of a directory or a damaged file included, makes it exit with status 1.
@@ -82,7 +84,7 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
    * After the time-out the child gets `SIGTERM`; after the same time again, but at most 30 seconds,
    * `SIGKILL`; and after as much again it is given up. The child is not forgotten: that is for
    * Close().
-   * @param timeoutSeconds  how long to wait before `SIGTERM`, measured in the clock's whole
+   * @param timeoutSeconds  how many seconds to wait before `SIGTERM`, measured in the clock's whole
    * seconds; 0 lasts until the clock's second changes, a negative number gives no time at any stage
    * @return the status from the map, or else the raw one from `waitpid`; -1 when there is no child,
    * it cannot be found, or it hangs
@@ -103,11 +105,12 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
    * A last line without a line end is handed out before the end is reported. On a time-out what
    * came of a line is handed out too, with `*timedOut` set.
    * @param buffer          receives the line with its line end, NUL-terminated; a line that is too
-   * long comes in pieces of `size` - 1 bytes
+   * long comes in pieces of `size` - 1 bytes. Zero bytes of the output stay, but no length is told.
    * @param size            the buffer's size in bytes; below 2 nothing is read
    * @param timedOut        receives 1 when waiting for output ran out of time, else 0; must not be
    * null
-   * @param timeoutSeconds  how long to wait for each block of output
+   * @param timeoutSeconds  how many seconds to wait for each block of output; 0 does not wait, a
+   * negative number has run out at once
    * @return whether a line was stored; otherwise the buffer is not terminated. An error drops what
    * came of the line.
    */
@@ -145,7 +148,8 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
 
   /**
    * Splits a command line into the argument vector, which should be empty.
-   * @param commandLine  words separated by blanks and tabs; nothing is expanded
+   * @param commandLine  NUL-terminated, not null; words separated by blanks and tabs; nothing is
+   * expanded
    * @return false for no word at all, an open quote, a backslash at the end, or no memory
    */
   bool ParseCommand(const char* commandLine);
@@ -167,7 +171,8 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
   /**
    * Takes the record of an ended child out of the map.
    * @param pid     the child's number
-   * @param status  receives its exit code or signal number; untouched when there is no record
+   * @param status  receives its exit code or signal number; untouched when there is no record; must
+   * not be null
    * @return whether there was one
    */
   bool CheckChildStatusMap(int pid, int* status);

@@ -94,7 +94,7 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
 
   /**
    * Waits for the child.
-   * @param timeoutSeconds  how long to wait before the child is ended by force
+   * @param timeoutSeconds  how many seconds to wait before the child is ended by force
    * @return the child's status, or -1
    */
   virtual int WaitPid(long timeoutSeconds) = 0;
@@ -111,7 +111,7 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
    * @param buffer          receives the line, NUL-terminated
    * @param size            the buffer's size in bytes
    * @param timedOut        receives 1 when no output came in time, else 0
-   * @param timeoutSeconds  how long to wait for more output
+   * @param timeoutSeconds  how many seconds to wait for more output
    * @return whether a line was stored
    */
   virtual bool ReadLine(char* buffer, int size, unsigned char* timedOut, long timeoutSeconds) = 0;
@@ -135,18 +135,22 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
    * Runs a command to its end and collects its standard output and standard error, in the order in
    * which they were written.
    *
-   * The child then has 10 seconds to end, before it is ended by force (see WaitPid()). A time-out
-   * returns at once instead, with the whole lines that came before it: the child is neither waited
-   * for nor ended, but left to a Close(), which must come before the next run, or to the
-   * destructor. An abort ends the reading before the next line and gives the result of closing. A
-   * child that writes after the read end was closed gets `SIGPIPE`.
+   * In a child context (see IsChildContext()) it only calls ExecCommandInChildContext(), which
+   * appends to `output`; no time-out runs, and no failure is kept.
+   *
+   * After its output the child has 10 seconds to end, before it is ended by force (see WaitPid()).
+   * A time-out returns at once instead, with the whole lines that came before it: the child is
+   * neither waited for nor ended, but left to a Close(), which must come before the next run, or to
+   * the destructor. An abort ends the reading before the next line and gives the result of closing.
+   * A child that writes after the read end was closed gets `SIGPIPE`.
    * @param command         the command line
    * @param output          left as it is when the command cannot be started; else cleared, then
    * receives an element for each line, its line end included where it had one; a line of more than
    * 8190 bytes comes in pieces of that size. A zero byte ends an element.
-   * @param stdinFile       the file that becomes the child's standard input; empty for "/dev/null"
-   * @param timeoutSeconds  how long to wait for more output, each time; not the command's whole
-   * time. 0 does not wait; a number beyond `long` counts as negative and has run out at once
+   * @param stdinFile       the file that becomes the child's standard input; empty for "/dev/null".
+   * If it cannot be opened, the child exits with status 1.
+   * @param timeoutSeconds  how many seconds to wait for more output, each time; not the command's
+   * whole time. 0 does not wait; a number beyond `long` counts as negative and has run out at once
    * @param reserved        not used
    * @param hostString1     kept for the host
    * @param hostString2     kept for the host
@@ -179,14 +183,17 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
   int (*m_pfnIsChildContext)();
 
   /**
-   * Set by the host: runs a command and gives its output. Null at first.
+   * Set by the host: runs a command and gives its output. Null at first. Its result becomes that of
+   * Exec().
    *
+   * Neither address is null; the output is null and the length 0 until the hook sets them.
    * The output is a NUL-terminated text, which is changed in place; the length is that of the text,
    * 0 for none, negative for a buffer that only has to be freed.
    */
   int (*m_pfnExecInChild)(const char* command, char** output, int* outputLength);
 
-  /** Set by the host: releases such an output. Null at first. Not called for a length of 0. */
+  /** Set by the host: releases such an output. Null at first: nothing is released. Not called for a
+   * length of 0. */
   void (*m_pfnFreeOutput)(char* output, int outputLength);
 
  protected:
