@@ -23,17 +23,18 @@ namespace kelp_cmn_4_4 {
  * quotes, "=", and a text in double quotes or `dword:` with eight hexadecimal digits. What ACE does
  * with such a file holds here too: the last line needs its line end; a section line without its
  * closing bracket, or a value before any section, ends the import with what came before it already
- * applied; other lines that are no values are passed over; and a line end inside a value breaks the
- * file that it is exported to.
+ * applied; other lines that are no values are passed over; and a line end inside a value, or
+ * a double quote inside a name, breaks the file that it is exported to. Names are compared byte by
+ * byte; one that is longer than ACE's limit of 255 bytes is refused.
  *
  * The store remembers the file that it was loaded from and the section last opened, on which the
  * one-name getters and setters work. Nothing is written unless exportConfig() is called.
  *
- * A status of 0 is success; any other is that of the ACE call, or of `access`, that failed, passed
- * through unchanged. Section and value names must not be null. Nothing is thrown but allocation
- * failures. A store is used by one thread at a time. It cannot be copied. Getters leave their out
- * parameter as it was when they fail. Before any section was opened, the one-name getters and
- * setters fail and there is nothing to enumerate.
+ * A status of 0 is success; any other is negative and that of the ACE call, or of `access`, that
+ * failed, passed through unchanged. Section and value names must not be null.
+ * Nothing is thrown but allocation failures. A store is used by one thread at a time. It cannot be
+ * copied. Getters leave their out parameter as it was when they fail. Before any section was
+ * opened, the one-name getters and setters fail and there is nothing to enumerate.
  */
 class KELP_CMN_API CCmnConfiguration {
  public:
@@ -46,7 +47,7 @@ class KELP_CMN_API CCmnConfiguration {
 
   /**
    * Opens a store for a file.
-   * @param dir     the file's directory, with its closing "/"; null counts as empty
+   * @param dir     as for importConfig()
    * @param file    the file's name; null counts as empty
    * @param import  whether to load the file now, as importConfig() does, a failure showing in
    * getLastError() only; otherwise the names are just kept, unverified, and a later exportConfig()
@@ -66,22 +67,25 @@ class KELP_CMN_API CCmnConfiguration {
   /**
    * Loads a file into the heap. Values add to, and replace, what the heap already holds.
    * @param dir   the file's directory; joined with the name as it is, so it should end with "/";
-   * null counts as empty
+   * null counts as empty, which is no directory: the current one is "./"
    * @param file  the file's name; null counts as empty
-   * @return 0; -1 when the directory or the file does not exist; else the status of ACE's import.
-   * The names are kept and the failure is recorded, whatever the result.
+   * @return 0; -1 when the directory or the file does not exist; else the status of ACE's import:
+   * -1 when the file cannot be opened, -3 for a bad section line, -4 for a value that cannot be
+   * set, such as one before any section. The names are kept, whatever the result, and a failure is
+   * recorded.
    */
   int importConfig(const char* dir, const char* file);
 
   /** Writes every section of the heap to the file last named, in place: a crash or a full disk
-   * leaves a cut file. @return 0, else the status of ACE's export */
+   * leaves a cut file. @return 0, else the status of ACE's export: -1 when the file cannot be
+   * opened, below -1 when it cannot be written */
   int exportConfig();
 
   /**
    * Opens a section and, on success, makes it the current one.
    * @param base    the section below which to look
-   * @param name    a section's name, or a path of names separated by backslashes
-   * @param result  receives the section's key
+   * @param name    a section's name, or a path of names separated by backslashes; not empty
+   * @param result  receives the section's key; after a failure it may be another's
    * @param create  non-zero to create what is missing, 0 not to
    * @return 0, else the heap's status; the current section then stays
    */
@@ -116,6 +120,9 @@ class KELP_CMN_API CCmnConfiguration {
   /**
    * Reads a text of a named section. The section is created when it is missing, and stays the
    * current one afterwards; both are meant. The same holds for the number below.
+   * @param section  the section below the root, as for openSection()
+   * @param name     the value's name
+   * @param value    receives the text
    * @return 0, else the heap's status
    */
   int getStringValue(const char* section, const char* name, tstr& value);
@@ -132,8 +139,8 @@ class KELP_CMN_API CCmnConfiguration {
 
   /**
    * The last failure that was recorded: the heap could not be opened, a path is missing, or an
-   * import failed. Code 0 and empty texts as long as there was none. A later success does not clear
-   * it, on purpose.
+   * import failed. Its code is the status that was returned. Code 0 and empty texts as long as
+   * there was none. A later success does not clear it, on purpose.
    * @return a reference that lives as long as the store
    */
   const CCmnError& getLastError() const { return m_lastError; }
