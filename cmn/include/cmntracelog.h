@@ -25,8 +25,7 @@ namespace kelp_cmn_4_4 {
  * | "TRACEDIR" | the trace directory, a text | "/usr/tulsk/krellvane/logs/zorvt/" |
  * | "TRACEFILE" | the trace file's name, a text | the component's name and ".log" |
  * | "TRACELEVEL" | the trace level, a number | the caller's level |
- * | "TRACESTDOUT" | 1 to echo, a number | 0; where only this key is missing, 1 if the caller asked
- * for echo |
+ * | "TRACESTDOUT" | 1 to echo, a number | 0; in an older section 1 if the caller asked for echo |
  *
  * and the host product's verbosity (see CCmnQRBConfiguration) can only raise the level. A lower
  * level is more important: 1 is for errors, 3 for details.
@@ -45,7 +44,8 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
 
   /**
    * Sets the log up: resolves its settings, creating or completing the configuration file, and
-   * tries the trace file.
+   * tries the trace file. That the configuration file cannot be written is not reported; the
+   * settings then hold for this log only.
    *
    * If the trace file cannot be opened, "[CCmnTraceLog] Error: Tracefile [%s] initialization
    * failed.[%s][%s]" goes to standard output, with path, file and directory, and the log stays as
@@ -64,23 +64,24 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
   void initialize(const tstr& component, tstr dir, tstr file, int level, bool toStdout);
 
   /**
-   * Writes one line: the time, a blank, the message; on standard output the component's name and
-   * ":" stand before it.
+   * Writes one line: the local time, such as "2024-05-01 12:34:56.123456", a blank, the message; on
+   * standard output the component's name and ":" stand before it.
    *
    * The message passes if its level is at most the configured "TRACELEVEL" (1 where there is none),
    * or at most the host product's verbosity where that is 9 or more. "TRACELEVEL" is taken from the
    * configuration as loaded; the verbosity is read anew from its file by every call. The trace file
-   * is opened for the line and closed at once; a line that cannot be written or formatted is lost
-   * without a report. Nothing is written or echoed before an initialize() that could open the trace
-   * file. May change `errno`.
+   * is opened for the line and closed at once; a line that cannot be written, or that there is no
+   * memory for, is lost without a report, and a message that cannot be formatted is empty. Nothing
+   * is written or echoed before an initialize() that could open the trace file. May change `errno`.
    * @param level   the message's level
-   * @param format  a printf format; null and empty print nothing; its arguments follow
+   * @param format  a printf format, for the process locale; null and empty print nothing; its
+   * arguments follow
    */
   void trace(int level, const char* format, ...);
 
   /**
-   * Writes the four keys and saves the configuration file. "TRACESTDOUT" always becomes 0 here, on
-   * purpose.
+   * Writes the four keys and saves the configuration file of the component that initialize() named
+   * (of the empty name before that). "TRACESTDOUT" always becomes 0 here, on purpose.
    * @param dir    the trace directory
    * @param file   the trace file's name
    * @param level  the trace level
@@ -112,7 +113,7 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
   int getTraceLevel() const { return m_traceLevel; }
 
   /** The trace file's path, as a rule with a doubled slash before the name; empty before
-   * initialize(). */
+   * initialize(). The log's; valid until the next initialize() or the log's end. */
   const tstr& getTracePath() const { return m_tracePath; }
 
   /** Whether initialize() could open the trace file. */
