@@ -137,8 +137,8 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
    * @param info      the record, whose text is not null; the result is kept under the whole text
    * @param language  as for the identifier
    * @param result    not null; receives the text, which is the manager's; do not change it
-   * @throw … whatever the factory's createMessage() throws, such as std::out_of_range for some
-   *        malformed texts
+   * @throw std::out_of_range for some malformed texts, if the factory's createMessage() does; what
+   *        else that throws leaves, too
    */
   void getLocalizedMessage(SCmnMessageInfo* info, const char* language, char** result);
 

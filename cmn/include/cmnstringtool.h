@@ -30,13 +30,13 @@ namespace kelp_cmn_4_4 {
  *
  * A conversion that changes the type reads its input up to the first zero byte or character; but
  * ustr2str() and ustr2tstr() read all of it, and cut only the result at its first zero byte. The
- * locale is the process locale, LC_CTYPE and for doubles LC_NUMERIC; it is only read. The ICU
- * conversions are UTF-8 whatever the locale.
+ * locale is the process locale, LC_CTYPE and for doubles LC_NUMERIC, or the calling thread's own
+ * after `uselocale`; it is only read. The ICU conversions are UTF-8 whatever the locale.
  *
  * Nothing throws on bad text, but str2binary() and wstr2binary() on an empty one; allocation
- * failures are std::bad_alloc. All functions are reentrant
- * and may be called from any thread. Only strdup(), wstrdup(), tstrdup() and tstrduplist() return
- * something to be freed.
+ * failures are std::bad_alloc, except in the duplicates. All functions are reentrant and may be
+ * called from any thread, as long as no other changes the locale. Only strdup(), wstrdup(),
+ * tstrdup() and tstrduplist() return something to be freed.
  */
 class KELP_CMN_API CCmnStringTool {
  public:
@@ -148,13 +148,15 @@ class KELP_CMN_API CCmnStringTool {
    * @name Text to numbers
    *
    * White space and a sign may stand in front, and the number ends without complaint at the first
-   * character that does not belong to it; a text without any number is 0. Overflow is not reported,
-   * but may set `errno`. The forms with a second argument return a status: 0, or -1 with `number`
-   * untouched if the text has length 0.
+   * character that does not belong to it; a text without any number is 0. What is out of range is
+   * read as the standard `strtol`, `strtoull` and `strtod` do: as the nearest `long` or `unsigned
+   * long`, as infinity or about 0. That is not reported, but may set `errno`. The forms with a
+   * second argument return a status: 0, or -1 with `number` untouched if the text has length 0.
    */
   ///@{
 
-  /** @return the low 32 bits of the text read as a decimal `long`; 0 for an empty text */
+  /** @return the low 32 bits of the text read as a decimal `long`, so 0 for "4294967296", -1 above
+   * the range of `long` and 0 below it; 0 for an empty text */
   static int str2int(const std::string& text);
 
   /** @return as str2int(), unsigned. So "-1" is 4294967295 and "4294967296" is 0, on purpose. */
@@ -182,7 +184,7 @@ class KELP_CMN_API CCmnStringTool {
 
   /**
    * @param text    the text
-   * @param number  receives the text read as a decimal `unsigned long`
+   * @param number  receives the text read as a decimal `unsigned long`; "-1" is the largest one
    * @return 0; -1 for an empty text
    */
   static int str2uint64(const std::string& text, unsigned long& number);
@@ -203,11 +205,11 @@ class KELP_CMN_API CCmnStringTool {
 
   /**
    * @return whether the texts are equal. Where both have a letter, it is compared in upper case;
-   * all else is compared as it is.
+   * all else is compared as it is. Every byte is looked at by itself, as in tostrlower().
    */
   static bool CompareNoCase(const std::string& first, const std::string& second);
 
-  /** The same for wide texts. */
+  /** The same for wide texts, character by character. */
   static bool CompareNoCase(const std::wstring& first, const std::wstring& second);
 
   /**
@@ -279,8 +281,9 @@ class KELP_CMN_API CCmnStringTool {
   /**
    * @name Duplicates as NUL-terminated arrays
    *
-   * `alloc` is called once with a number of bytes, as `malloc` is; null means `malloc`. It must not
-   * fail. The caller frees the array with the counterpart of `alloc`, with `free` for null.
+   * `alloc` is called once with a number of bytes, as `malloc` is; null means `malloc`. Neither may
+   * fail: the result is not checked. The caller frees the array with the counterpart of `alloc`,
+   * with `free` for null.
    */
   ///@{
 
@@ -359,12 +362,13 @@ class KELP_CMN_API CCmnStringTool {
   /**
    * Reads pairs of hexadecimal digits, in upper or lower case. The last digit of an odd number is
    * dropped. A pair that is no number gives what `strtol` makes of it: 0 for "zz", 1 for "1z".
-   * @param out   receives the bytes
-   * @param size  in: the room in `out`, in bytes; out: the number of bytes stored
+   * @param out   receives the bytes; must not be null
+   * @param size  in: the room in `out`, in bytes; out: the number of bytes stored; must not be null
    * @param hex   the digits; must not be empty
    * @return 0; -1 if there is room for less than half the length of `hex`, with nothing stored and
    *         `*size` untouched
-   * @throw std::out_of_range for an empty text, after one zero byte was stored, which is meant
+   * @throw std::out_of_range for an empty text, after one zero byte was stored even into a room of
+   *        0, which is meant
    */
   static int str2binary(unsigned char* out, int* size, const std::string& hex);
 
@@ -403,7 +407,8 @@ class KELP_CMN_API CCmnStringTool {
   /**
    * Splits a text as the standard `strtok` does, but without its process-wide state.
    * @param text        up to its first zero byte
-   * @param delimiters  each of its characters, up to its first zero byte, separates
+   * @param delimiters  each of its bytes, up to its first zero byte, separates; without any the
+   *                    text is one token
    * @return the tokens in order, none of them empty: delimiters in a row count as one, those at
    *         either end as none
    */

@@ -13,7 +13,8 @@
  * - A null argument means a null destination or source; what is not said to accept one must not be
  *   null.
  * - The functions keep no state and may be called from any thread. `errno` carries no result; what
- *   the platform's own functions leave there stays. Only the formatters look at the locale.
+ *   the platform's own functions leave there stays. Only the formatters look at the locale:
+ *   LC_NUMERIC for decimal points, LC_CTYPE between bytes and wide characters.
  */
 #ifndef Q_STRINGS_H
 #define Q_STRINGS_H

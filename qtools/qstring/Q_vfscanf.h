@@ -24,8 +24,8 @@ enum {
 /**
  * Where the scanner's input comes from, and how far it has been read.
  *
- * A record owns nothing and is used by one thread at a time. Input is counted, not terminated: zero
- * bytes are input like any other.
+ * A record owns nothing; it and its stream, which is not locked, are used by one thread at a time.
+ * Input is counted, not terminated: zero bytes are input like any other.
  */
 typedef struct ScanSource {
   const char* position; /**< the next unread byte */
@@ -47,7 +47,7 @@ typedef struct ScanSource {
 /* NOLINTEND(modernize-deprecated-headers,modernize-use-using) */
 
 /**
- * Reads values by a format.
+ * Reads values by a format like that of the standard `vfscanf`; what holds is told here.
  *
  * White space in the format (`isspace` of the current locale) matches any run of white space, none
  * included. Two percent signs match white space and one percent sign. Any other character matches
