@@ -40,7 +40,7 @@ SAX parsing and a digest.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-  "${runtime_package} (= ${PROJECT_VERSION}), libace-dev, libicu-dev, libxerces-c-dev")
+  "${runtime_package} (= ${PROJECT_VERSION}), libace-dev, libicu-dev, libxerces-c-dev, pkgconf")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
   "What a host's build needs: headers, CMake package, pkg-config file, guide
 and examples.")

@@ -15,8 +15,10 @@ install(FILES cmake/kelp_cmn_4_4-config.cmake ${PROJECT_BINARY_DIR}/kelp_cmn_4_4
   DESTINATION ${package_dir} COMPONENT development)
 
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-file(RELATIVE_PATH pkgconfig_to_prefix /prefix/${pkgconfig_dir} /prefix)
-string(REGEX REPLACE "/$" "" pkgconfig_to_prefix ${pkgconfig_to_prefix})
+file(RELATIVE_PATH pkgconfig_to_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH pkgconfig_to_libdir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH pkgconfig_to_includedir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig
+     ${CMAKE_INSTALL_FULL_INCLUDEDIR}/kelp_cmn_4_4)
 configure_file(cmake/kelp_cmn_4_4.pc.in kelp_cmn_4_4.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kelp_cmn_4_4.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 

@@ -1,7 +1,13 @@
 include(CMakeFindDependencyMacro)
+if(kelp_cmn_4_4_FIND_COMPONENTS)
+  set(kelp_cmn_4_4_FOUND FALSE)
+  set(kelp_cmn_4_4_NOT_FOUND_MESSAGE "kelp_cmn_4_4 has no components")
+  return()
+endif()
 find_dependency(PkgConfig)
-pkg_check_modules(ACE QUIET IMPORTED_TARGET ACE) # Debian has no CMake package of it
-if(NOT ACE_FOUND)
+# Debian has no CMake package of ACE. Under a name of our own, so that a host that looks for ACE gets what it asks for.
+pkg_check_modules(kelp_cmn_4_4_ACE QUIET IMPORTED_TARGET ACE)
+if(NOT kelp_cmn_4_4_ACE_FOUND)
   set(kelp_cmn_4_4_FOUND FALSE)
   set(kelp_cmn_4_4_NOT_FOUND_MESSAGE "kelp_cmn_4_4 needs ACE, which pkg-config does not find (Debian: libace-dev)")
   return()
