@@ -4,6 +4,7 @@
 # The library must have every protection, as built and as installed from the build directory. First a small library is built
 # without each of them in turn: what it lacks must be named.
 set -euo pipefail
+unset DESTDIR
 hardening=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/hardening.sh
 compiler=$1 library=$2 build=$3
 scratch=$(mktemp -d)
