@@ -139,10 +139,10 @@ class KELP_CMN_API CCmnContextSingletonAllocator {
    * policy: another would delete it, and leave its address here.
    */
   static T* allocate() {
-    if (s_instance == nullptr) {
-      s_instance = new T;
+    if (m_instance == nullptr) {
+      m_instance = new T;
     }
-    return s_instance;
+    return m_instance;
   }
 
   /**
@@ -151,20 +151,20 @@ class KELP_CMN_API CCmnContextSingletonAllocator {
    * called from the destructor; any other object leaves the instance as it is
    */
   static void destroy(T* object) {
-    if (object == s_instance) {
-      s_instance = nullptr;
+    if (object == m_instance) {
+      m_instance = nullptr;
     }
     delete object;
   }
 
  private:
-  static T* s_instance;
+  static T* m_instance;
 };
 
 // Not inline: an explicit instantiation declaration could not keep an inline variable in one
 // library.
 template <class T>
-T* CCmnContextSingletonAllocator<T>::s_instance = nullptr;
+T* CCmnContextSingletonAllocator<T>::m_instance = nullptr;
 
 }  // namespace kelp_cmn_4_4
 
