@@ -168,6 +168,9 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
   std::string m_nativeLanguage;
 };
 
+/** The process's one manager is the library's: hosts and plugins share this instantiation. */
+extern template class KELP_CMN_API CCmnContextSingletonAllocator<CCmnMessageCatalogManager>;
+
 }  // namespace kelp_cmn_4_4
 
 #endif

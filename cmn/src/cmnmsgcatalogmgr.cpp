@@ -6,6 +6,9 @@
 #include <string_view>
 
 namespace kelp_cmn_4_4 {
+
+template class CCmnContextSingletonAllocator<CCmnMessageCatalogManager>;
+
 namespace {
 
 using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
