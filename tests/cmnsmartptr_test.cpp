@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -69,7 +70,8 @@ template <class Other>
 constexpr bool
     comparesWith<Other, std::void_t<decltype(std::declval<Holder>() == std::declval<Other>())>> =
         true;
-static_assert(comparesWith<Holder> && !comparesWith<Recorded*>);
+static_assert(comparesWith<Holder> && !comparesWith<Recorded*> && !comparesWith<std::nullptr_t>);
+static_assert(!comparesWith<CCmnSmartPtr<Recorded, CCmnContextSingletonAllocator<Recorded>>>);
 
 TEST(SmartPtr, IsEmptyByDefault) {
   const Holder holder;

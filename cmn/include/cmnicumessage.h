@@ -7,6 +7,7 @@
 
 #include "cmnexport.h"
 #include "cmnmessage.h"
+#include "cmnsmartptr.h"
 
 #include <unicode/fmtable.h>
 
@@ -129,6 +130,9 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
   SCmnMessageInfo m_info;
   std::string m_serialized;
 };
+
+/** A process's shared message is the library's: hosts and plugins share this instantiation. */
+extern template class KELP_CMN_API CCmnContextSingletonAllocator<CCmnIcuMessage>;
 
 }  // namespace kelp_cmn_4_4
 

@@ -72,7 +72,7 @@ class CCmnSmartPtr {
   /** @return the object, which stays the holders'; null for an empty holder */
   T* get() const { return m_object; }
 
-  /** Whether an object is held. */
+  /** Whether an object is held: `if (holder)`, `if (!holder)`. */
   explicit operator bool() const { return m_object != nullptr; }
 
  private:
@@ -97,13 +97,16 @@ class CCmnSmartPtr {
   T* m_object;
 };
 
-/** Whether two holders hold the same object, or none. */
+/**
+ * Whether two holders hold the same object, or none. Holders compare with holders of their own type
+ * only, neither with pointers nor with null: write `if (!holder)`, or compare get().
+ */
 template <class T, class Alloc>
 bool operator==(const CCmnSmartPtr<T, Alloc>& first, const CCmnSmartPtr<T, Alloc>& second) {
   return first.get() == second.get();
 }
 
-/** Whether two holders hold different objects. */
+/** Whether two holders hold different objects. What compares is as for `==`. */
 template <class T, class Alloc>
 bool operator!=(const CCmnSmartPtr<T, Alloc>& first, const CCmnSmartPtr<T, Alloc>& second) {
   return !(first == second);
@@ -123,8 +126,20 @@ class CCmnNullAllocator {
 /**
  * The policy for an object that the whole process shares.
  *
- * The process has one instance, also across shared objects. For a `T` of the host's own that is
- * instantiated in several of them, `T` must be visible outside its shared object.
+ * Of each of the library's own classes the process has one instance, whichever of its shared
+ * objects ask, those opened with `dlopen` included. Of a `T` of the host's own the program and each
+ * of the shared objects may have one each. They share one if `T` is visible outside and the policy
+ * is instantiated in one shared object that all the others are linked with:
+ *
+ * @code
+ * // in the header, below T, outside any namespace
+ * extern template class kelp_cmn_4_4::CCmnContextSingletonAllocator<T>;
+ * // in one source of that shared object
+ * template class kelp_cmn_4_4::CCmnContextSingletonAllocator<T>;
+ * @endcode
+ *
+ * Without that, the program itself must use the policy for the visible `T`, and be linked with
+ * `-rdynamic` (CMake: the property `ENABLE_EXPORTS`).
  *
  * Not safe across threads.
  *
@@ -165,6 +180,9 @@ class KELP_CMN_API CCmnContextSingletonAllocator {
 // library.
 template <class T>
 T* CCmnContextSingletonAllocator<T>::m_instance = nullptr;
+
+/** The instantiation for a bare count is the library's, as those of its other counted classes. */
+extern template class KELP_CMN_API CCmnContextSingletonAllocator<CCmnRefCount>;
 
 }  // namespace kelp_cmn_4_4
 

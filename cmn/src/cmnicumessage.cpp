@@ -11,6 +11,9 @@
 #include <vector>
 
 namespace kelp_cmn_4_4 {
+
+template class CCmnContextSingletonAllocator<CCmnIcuMessage>;
+
 namespace {
 
 using icu::Formattable;

@@ -1,6 +1,10 @@
 #include "cmnrefcount.h"
 
+#include "cmnsmartptr.h"
+
 namespace kelp_cmn_4_4 {
+
+template class CCmnContextSingletonAllocator<CCmnRefCount>;
 
 CCmnRefCount::CCmnRefCount() : m_count(0) {}
 
