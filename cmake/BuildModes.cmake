@@ -21,12 +21,13 @@ if(KELP_COVERAGE)
   target_link_options(kelp_build_modes INTERFACE --coverage)
 endif()
 
-if(CMAKE_BUILD_TYPE STREQUAL "Debug")
-  target_compile_definitions(kelp_build_modes INTERFACE _GLIBCXX_ASSERTIONS)
-endif()
+# By the configuration that is built, however it is spelt: a host's generator may have several.
+target_compile_definitions(kelp_build_modes INTERFACE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
 
-if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT KELP_SANITIZE)
-  target_compile_options(kelp_build_modes INTERFACE
+if(NOT KELP_SANITIZE)
+  set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+  set(protections
     -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3 -fstack-protector-strong -fstack-clash-protection -fcf-protection)
-  target_link_options(kelp_build_modes INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+  target_compile_options(kelp_build_modes INTERFACE "$<${optimised}:${protections}>")
+  target_link_options(kelp_build_modes INTERFACE "$<${optimised}:-Wl,-z,relro;-Wl,-z,now;-Wl,-z,noexecstack>")
 endif()
