@@ -477,11 +477,14 @@ TEST_P(NarrowFormatting, StoresAnEmptyTextWhenACharacterCannotBeEncoded) {
   EXPECT_STREQ(dst, "");
 }
 
-TEST_P(NarrowFormatting, StoresAnEmptyTextWhenTheFormatIsBad) {
-  // A width beyond int cannot be formatted.
-  char dst[] = "########";
-  EXPECT_EQ(GetParam()(dst, sizeof dst, "%2147483648d", 1), 0);
-  EXPECT_STREQ(dst, "");
+TEST_P(NarrowFormatting, StoresAnEmptyTextWhenTheWholeOneIsLongerThanAnInt) {
+  for (const char* format :
+       {"%2147483648d", "%99999999999999999999d", "ab%2147483648d", "%.2147483648d"}) {
+    SCOPED_TRACE(format);
+    char dst[] = "########";
+    EXPECT_EQ(GetParam()(dst, sizeof dst, format, 1), 0);
+    EXPECT_STREQ(dst, "");
+  }
 }
 
 TEST_P(NarrowFormatting, FormatsAnEmptyText) {
@@ -555,13 +558,17 @@ TEST_P(WideFormatting, WritesNothingWhenTheTemporaryCannotBeAllocated) {
   }
 }
 
-TEST_P(WideFormatting, KeepsWhatWasFormattedBeforeAnEncodingError) {
-  const kelp_test::ScopedLocale locale("C");
-  wchar_t expected[8] = {};
-  ASSERT_EQ(std::swprintf(expected, 8, L"ab%s", "c\xff"), -1);
-  wchar_t dst[] = L"#######";
-  EXPECT_EQ(GetParam()(dst, 8, L"ab%s", "c\xff"), -1);
-  EXPECT_STREQ(dst, expected);
+TEST_P(WideFormatting, KeepsWhatStandsBeforeTheConversionThatFails) {
+  for (const char* locale : {"C", "C.UTF-8"}) {
+    SCOPED_TRACE(locale);
+    const kelp_test::ScopedLocale scope(locale);
+    wchar_t dst[] = L"#######";
+    EXPECT_EQ(GetParam()(dst, 8, L"a%db%sz", 7, "c\xff"), -1);
+    EXPECT_STREQ(dst, L"a7b");
+    wchar_t cut[] = L"#######";
+    EXPECT_EQ(GetParam()(cut, 3, L"a%db%sz", 7, "c\xff"), -1);
+    EXPECT_STREQ(cut, L"a7");
+  }
 }
 
 TEST_P(WideFormatting, TerminatesWhatThePlatformLeavesUnterminated) {

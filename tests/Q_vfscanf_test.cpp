@@ -558,6 +558,21 @@ TEST(StreamSource, RefillAdoptsTheStreamsBuffer) {
   EXPECT_EQ(fgetc(stream.get()), '4');
 }
 
+TEST(StreamSource, AdoptsItsStreamWhenTheScanLooksForACharacter) {
+  const struct {
+    const char* format;
+    bool adopts;
+  } cases[] = {{"", false}, {"%n", false}, {"%", false}, {" ", true}, {"x", true}, {"%*d", true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.format);
+    const Stream stream = streamOf("12", false, Buffering::usual);
+    ScanSource source = sourceOf(stream.get());
+    int consumed = 0;
+    scan(&source, c.format, &consumed, 4);
+    EXPECT_EQ(source.position != nullptr, c.adopts);
+  }
+}
+
 TEST(StreamSource, RefillPushesHighAndZeroBytesBack) {
   const Stream stream = streamOf(std::string("\xff\0z", 3), false, Buffering::none);
   ScanSource source = sourceOf(stream.get());

@@ -107,7 +107,8 @@ KELP_CMN_API int Q_wstrverify(const wchar_t* buf, size_t n, size_t* length);
  * @param format  the printf format
  * @param args    its arguments; indeterminate afterwards, the caller ends them
  * @return the characters stored, at most `size - 1`; 0, and `dst` is empty, on an encoding or
- * format error; -1, and nothing is written, when `size` is 0 or `dst` is null
+ * format error, and when the whole text has more than INT_MAX characters, however few fit; -1, and
+ * nothing is written, when `size` is 0 or `dst` is null
  */
 KELP_CMN_API int Q_vsnprintf(char* dst, size_t size, const char* format, va_list args);
 
@@ -124,8 +125,9 @@ KELP_CMN_API int Q_snprintf(char* dst, size_t size, const char* format, ...);
  * @param format  the wprintf format
  * @param args    its arguments; indeterminate afterwards, the caller ends them
  * @return the result of `vswprintf`: the characters stored, or -1 when the text did not fit (`dst`
- *         then holds what does) or could not be encoded. -1, too, and nothing is written, when
- * `size` is 0 or the temporary cannot be allocated
+ *         then holds what does) or could not be encoded (`dst` then holds what stands before the
+ *         conversion that failed, cut to fit); the result does not tell which. -1, too, and nothing
+ * is written, when `size` is 0 or the temporary cannot be allocated
  */
 KELP_CMN_API int Q_vsnwprintf(wchar_t* dst, size_t size, const wchar_t* format, va_list args);
 

@@ -50,9 +50,10 @@ typedef struct ScanSource {
  * Reads values by a format like that of the standard `vfscanf`; what holds is told here.
  *
  * White space in the format (`isspace` of the current locale) matches any run of white space, none
- * included. Two percent signs match white space and one percent sign. Any other character matches
- * itself. A conversion is "%", "*" to assign nothing, a width in decimal digits (none, and 0, mean
- * no limit), one size modifier, and a conversion character:
+ * included. Two percent signs match white space and one percent sign; so do "%5%", "%*%" and "%l%":
+ * what stands between them changes nothing. Any other character matches itself. A conversion is
+ * "%", "*" to assign nothing, a width in decimal digits (none, and 0, mean no limit), one size
+ * modifier, and a conversion character:
  *
  * | character | reads | stores |
  * |---|---|---|
@@ -63,17 +64,18 @@ typedef struct ScanSource {
  * | p | the same; modifiers change nothing | void* |
  * | D, O | as ld, lo | long, unsigned long |
  * | e, E, f, g, G | a decimal floating number, with "." as its point in every locale | float |
- * | c | one character whatever the width; with "*" as many as the width says | char |
+ * | c | one character whatever the width; with "*" as many as the width says, else one | char |
  * | s | characters up to white space | a terminated text |
  * | [ | characters of a set up to "]", or after "^" not of it | a terminated text |
  * | n | nothing | int: the characters consumed so far |
  * | any other | a decimal integer; modifiers change nothing | long for A to Z, else int |
  *
  * Every conversion but c, [ and n skips white space first. In a set "]" may stand first, and "a-z"
- * is a range; "-" stands for itself first, last, and between characters that fall. The modifiers
- * hh, h, l, ll or q, j, t and z store integers as char, short, long, long long, intmax_t, ptrdiff_t
- * and size_t; l and L store floating numbers as double and long double; else they change nothing.
- * There are no wide characters, hexadecimal floating numbers, infinities or NaNs.
+ * is a range; "-" stands for itself first, last, and between characters that fall. The end of one
+ * range may begin the next: "[a-c-e]" is "[a-e]". The modifiers hh, h, l, ll or q, j, t and z store
+ * integers as char, short, long, long long, intmax_t, ptrdiff_t and size_t; l and L store floating
+ * numbers as double and long double; else they change nothing. There are no wide characters,
+ * hexadecimal floating numbers, infinities or NaNs.
  *
  * **Arguments.** Every conversion without "*", n included, takes two: the destination, and its size
  * in bytes as an `int`. Only s and [ look at the size: the whole run is consumed, but at most
@@ -81,10 +83,11 @@ typedef struct ScanSource {
  * conversion counts all the same. A conversion that fails stores nothing.
  *
  * **Numbers.** The longest text that can still become a number is consumed, whatever its length. So
- * "0x" reads as 0 and "1e+" as 1, while "-", "." and ".e5" are consumed and do not match. Integers
- * that do not fit are limited to `intmax_t` or `uintmax_t`, then cut to the type stored. Floating
- * numbers are read by `strtod`; out of the range of double they are what it gives, infinity or
- * about 0, and then made the type stored.
+ * "0x" reads as 0 and "1e+" as 1, while "-" and "." are consumed and do not match; of ".e5", too,
+ * only "." is consumed. Every digit counts, and no length needs an allocation. Integers that do not
+ * fit are limited to `intmax_t` or `uintmax_t`, then cut to the type stored. Floating numbers are
+ * read by `strtod`; out of the range of double they are what it gives, infinity or about 0, and
+ * then made the type stored.
  *
  * **errno.** A stored number out of range of intmax_t, uintmax_t or double sets ERANGE; one that is
  * read with "*" sets nothing. Fetching more input leaves what the platform or the callback leaves.
@@ -108,6 +111,9 @@ KELP_CMN_API int Q_vfscanf(ScanSource* source, const char* format, va_list args)
  * in the stream's buffer; then all output streams are flushed, one character is read and pushed
  * back, and the stream's buffer becomes the unread input. Else the callback fills `base`; when it
  * has nothing, Q_SCAN_EOF is set.
+ *
+ * The flush waits for the lock of every stream that the process has open, one that is only read
+ * included: while another thread holds one (it waits for input there, say), this one waits, too.
  * @param source  the source; must not be null
  * @return 0 when there is more input, -1 when there is not
  */
@@ -119,6 +125,10 @@ KELP_CMN_API int eofread(void* cookie, char* buffer, int size);
 /**
  * Moves the stream's read position to the source's, so that the stream goes on where the scanner
  * stopped.
+ *
+ * A source adopts its stream's buffer when it is first refilled, that is, when a scan looks for a
+ * character and none is unread, or by updateVFILE(). A scan with an empty format or "%n" alone
+ * looks for none.
  * @param source  a source that has adopted its stream's buffer, the stream not having been used
  * since
  */
