@@ -182,6 +182,28 @@ TEST_F(NetworkCalls, FindsNothingOfAHostWhoseAddressesHaveNoText) {
               ElementsAre("multi: flags 4, family 0", "multi: flags 0, family 0"));
 }
 
+// As long as the resolver says that it has succeeded.
+TEST_F(NetworkCalls, TakesAnEmptyListForASuccessWithoutAddresses) {
+  resolver.hosts = {{"multi", {}}, {"10.0.0.9", {}}};
+  EXPECT_TRUE(CCmnNetwork::validateIPAddress("10.0.0.9"));
+  Texts addresses{"old"};
+  EXPECT_EQ(CCmnNetwork::getAddrByHost("multi", addresses), 0);
+  EXPECT_THAT(addresses, IsEmpty());
+  EXPECT_THAT(CCmnNetwork::getAddressListForHost("multi"), IsEmpty());
+}
+
+TEST_F(NetworkCalls, FindsNoNameInAnEmptyList) {
+  resolver.hosts = {{"multi", {}}, {"10.0.0.9", {}}};
+  std::string name = "Old";
+  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), 3);
+  EXPECT_EQ(CCmnNetwork::getFQDN("10.0.0.9", name), 3);
+  EXPECT_EQ(CCmnNetwork::getFQDN("multi", name), -1);
+  EXPECT_EQ(name, "Old");
+  EXPECT_EQ(asText(CCmnNetwork::resolve("10.0.0.9")), "||");
+  EXPECT_EQ(asText(CCmnNetwork::resolve("multi")), "multi||");
+  EXPECT_THAT(resolver.nameInfoCalls, IsEmpty());
+}
+
 TEST_F(NetworkCalls, LeavesTheListsOfCallersAlone) {
   addrinfo* const list = resolver.makeList({{"9.1.1.1"}, {"10.0.0.9"}, {"9.1.1.1"}, {"8.8.8.8"}});
   resolver.withoutText = {"8.8.8.8"};
@@ -307,6 +329,13 @@ TEST_F(NetworkCalls, ResolvesBothDesignationsToCompareThem) {
   EXPECT_TRUE(CCmnNetwork::compare(std::string("multi"), std::string("10.0.0.9")));
   EXPECT_EQ(resolver.addrInfoCalls.size(), 7U);  // as many as both take above
   EXPECT_EQ(resolver.listsInUse(), 0U);
+}
+
+TEST_F(NetworkCalls, ResolvesTheFirstDesignationFirst) {
+  EXPECT_FALSE(CCmnNetwork::compare(std::string("nowhere"), std::string("nobody")));
+  EXPECT_THAT(resolver.addrInfoCalls,
+              ElementsAre("nowhere: flags 4, family 0", "nowhere: flags 0, family 0",
+                          "nobody: flags 4, family 0", "nobody: flags 0, family 0"));
 }
 
 TEST_F(NetworkCalls, FindsAnAddressUnlikeItselfWhenItsNameCannotBeFound) {

@@ -51,7 +51,8 @@ class KELP_CMN_API CCmnNetwork {
    */
   static bool validateIPAddress(const char* text);
 
-  /** @return this machine's name by `gethostname`, of at most 254 bytes; empty if that fails */
+  /** @return this machine's name by `gethostname`, of at most 254 bytes; if that fails, what it has
+   * left in the buffer all the same, as a rule nothing */
   static std::string getComputerName();
 
   /**
@@ -65,7 +66,8 @@ class KELP_CMN_API CCmnNetwork {
    * @param list  as above
    * @return a line for each node, without "foundName" where the address has no numeric text:
    * @code{.unparsed}
-   * ai_family = 2,ai_socktype = 1,ai_protocol = 6,ai_canonname = ,ai_addrlen = 16,foundName = ::1,
+   * ai_family = 2,ai_socktype = 1,ai_protocol = 6,ai_canonname = ,ai_addrlen = 16,foundName
+   * = 10.0.0.1,
    * @endcode
    */
   static std::vector<std::string> addrinfoBlob(addrinfo* list);
@@ -76,9 +78,10 @@ class KELP_CMN_API CCmnNetwork {
 
   /**
    * Looks up the addresses of a host.
-   * @param host       a name, or a numeric address, which is its own answer
+   * @param host       a name, or a numeric address, which is answered by itself as the system
+   * writes it: "127.1" by "127.0.0.1"
    * @param addresses  receives the addresses, in place of what it held
-   * @return 0, or 3 if the resolver fails
+   * @return 0, also where the resolver gives an empty list; 3 if it fails
    */
   static int getAddrByHost(const std::string& host, std::set<std::string>& addresses);
 
@@ -90,7 +93,7 @@ class KELP_CMN_API CCmnNetwork {
    * @param address  a numeric address
    * @param name     receives the name as the resolver writes it, or the address's numeric text if
    *                 it has no name
-   * @return 0, or 3 if the text is no numeric address or the resolver fails
+   * @return 0, or 3 if the text is no numeric address, or the resolver fails or gives an empty list
    */
   static int getHostbyAddr(const std::string& address, std::string& name);
 
@@ -125,11 +128,12 @@ class KELP_CMN_API CCmnNetwork {
   /**
    * @name Comparison
    * Names without regard to case (CCmnStringTool::CompareNoCase), addresses as texts: "10.0.0.1" is
-   * not "10.0.0.01". No name is shortened or completed.
+   * not "10.0.0.01", nor "127.1" the "127.0.0.1" of a record. No name is shortened or completed.
    */
   ///@{
 
-  /** @return whether both texts, names or addresses, resolve to one host; false if one is empty */
+  /** @return whether both texts, names or addresses, resolve to one host, `a` being asked for
+   * first; false if one is empty, and then nothing is asked */
   static bool compare(const std::string& a, const std::string& b);
 
   /** @return whether the records have an address in common, or equal names, or equal fully

@@ -21,13 +21,17 @@ struct FreeAddrInfo {
 
 using AddrInfoList = std::unique_ptr<addrinfo, FreeAddrInfo>;
 
-// Null if the resolver fails.
-AddrInfoList lookUp(const char* host, int flags) {
+// False if the resolver fails. A list that it gives may be empty, that is, null.
+bool lookUp(const char* host, int flags, AddrInfoList& list) {
   addrinfo hints{};
   hints.ai_flags = flags;
   hints.ai_family = AF_UNSPEC;
-  addrinfo* list = nullptr;
-  return AddrInfoList(getaddrinfo(host, nullptr, &hints, &list) == 0 ? list : nullptr);
+  addrinfo* nodes = nullptr;
+  if (getaddrinfo(host, nullptr, &hints, &nodes) != 0) {
+    return false;
+  }
+  list.reset(nodes);
+  return true;
 }
 
 bool nameOf(const addrinfo& node, int flags, std::string& name) {
@@ -55,7 +59,8 @@ std::string description(const addrinfo& node) {
 }  // namespace
 
 bool CCmnNetwork::validateIPAddress(const char* text) {
-  return text != nullptr && lookUp(text, AI_NUMERICHOST) != nullptr;
+  AddrInfoList list;
+  return text != nullptr && lookUp(text, AI_NUMERICHOST, list);
 }
 
 std::string CCmnNetwork::getComputerName() {
@@ -84,8 +89,8 @@ std::vector<std::string> CCmnNetwork::addrinfoBlob(addrinfo* list) {
 }
 
 int CCmnNetwork::getAddrByHost(const std::string& host, std::set<std::string>& addresses) {
-  const AddrInfoList list = lookUp(host.c_str(), 0);
-  if (list == nullptr) {
+  AddrInfoList list;
+  if (!lookUp(host.c_str(), 0, list)) {
     return failed;
   }
   addresses = extractIPAddress(list.get());
@@ -99,11 +104,9 @@ std::set<std::string> CCmnNetwork::getAddressListForHost(const std::string& host
 }
 
 int CCmnNetwork::getHostbyAddr(const std::string& address, std::string& name) {
-  const AddrInfoList list = lookUp(address.c_str(), AI_NUMERICHOST);
-  if (list == nullptr || !nameOf(*list, 0, name)) {
-    return failed;
-  }
-  return ok;
+  AddrInfoList list;
+  const bool isFound = lookUp(address.c_str(), AI_NUMERICHOST, list) && list != nullptr;
+  return isFound && nameOf(*list, 0, name) ? ok : failed;
 }
 
 int CCmnNetwork::getFQDN(const char* host, std::string& fqdn) {
@@ -154,7 +157,11 @@ CCmnHostInfo CCmnNetwork::resolve(const std::string& host) {
 CCmnHostInfo CCmnNetwork::resolve() { return resolve(getComputerName()); }
 
 bool CCmnNetwork::compare(const std::string& a, const std::string& b) {
-  return !a.empty() && !b.empty() && compare(resolve(a), resolve(b));
+  if (a.empty() || b.empty()) {
+    return false;
+  }
+  const CCmnHostInfo infoA = resolve(a);  // first: the order of arguments is the compiler's
+  return compare(infoA, resolve(b));
 }
 
 bool CCmnNetwork::compare(const CCmnHostInfo& a, const CCmnHostInfo& b) {

@@ -130,6 +130,10 @@ int ScriptedResolver::getAddrInfo(const char* node, const char* service, const a
     return EAI_NONAME;
   }
   List answer(known != hosts.end() ? known->second : itself(text));
+  if (answer.entries.empty()) {
+    *list = nullptr;
+    return 0;
+  }
   *list = &answer.entries.front().info;
   lists_.emplace(*list, std::move(answer));
   ++listsGiven_;

@@ -43,6 +43,7 @@ class ScriptedResolver {
   ScriptedResolver& operator=(const ScriptedResolver&) = delete;
 
   // What it knows. A numeric text resolves to itself without an entry; another name is not found.
+  // An entry without nodes gives an empty list, and success.
   std::map<std::string, std::vector<ResolverNode>> hosts;
   std::map<std::string, std::string> names;  // address -> name; its own text without an entry
   std::set<std::string> withoutText;         // addresses that have no numeric text
