@@ -1,5 +1,5 @@
-# What the presets switch: warnings, sanitizers, coverage, hardening. Linked privately into everything built here, so that
-# none of it reaches a host.
+# What the presets switch: warnings, sanitizers, coverage, hardening. Linked privately into everything built here, so
+# that none of it reaches a host.
 add_library(kelp_build_modes INTERFACE)
 target_compile_options(kelp_build_modes INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(KELP_WERROR)

@@ -41,6 +41,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME ${development_package})
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
   "${runtime_package} (= ${PROJECT_VERSION}), libace-dev, libicu-dev, libxerces-c-dev, pkgconf")
+# Only hosts with message files need ICU's tools.
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS icu-devtools)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
   "What a host's build needs: headers, CMake package, pkg-config file, guide
 and examples.")

@@ -11,7 +11,8 @@ install(TARGETS kelp_cmn_4_4 EXPORT kelp_cmn_4_4-targets
 
 install(EXPORT kelp_cmn_4_4-targets NAMESPACE kelp_cmn_4_4:: DESTINATION ${package_dir} COMPONENT development)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/kelp_cmn_4_4-config-version.cmake COMPATIBILITY SameMinorVersion)
-install(FILES cmake/kelp_cmn_4_4-config.cmake ${PROJECT_BINARY_DIR}/kelp_cmn_4_4-config-version.cmake
+install(FILES cmake/kelp_cmn_4_4-config.cmake cmake/kelp_cmn_4_4-resource-bundles.cmake
+  ${PROJECT_BINARY_DIR}/kelp_cmn_4_4-config-version.cmake
   DESTINATION ${package_dir} COMPONENT development)
 
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
