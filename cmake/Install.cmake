@@ -23,7 +23,12 @@ file(RELATIVE_PATH pkgconfig_to_includedir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfi
 configure_file(cmake/kelp_cmn_4_4.pc.in kelp_cmn_4_4.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kelp_cmn_4_4.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+# Inside a host's project CMAKE_INSTALL_DOCDIR is the host's.
+set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/kelp_cmn_4_4)
+if(PROJECT_IS_TOP_LEVEL)
+  set(doc_dir ${CMAKE_INSTALL_DOCDIR})
+endif()
+install(FILES README.md CHANGELOG.md DESTINATION ${doc_dir} COMPONENT development)
 # As in the tree, so that the links between them hold.
-install(DIRECTORY docs/guide docs/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
-install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY docs/guide docs/examples DESTINATION ${doc_dir}/docs COMPONENT development)
+install(DIRECTORY examples DESTINATION ${doc_dir} COMPONENT development)
