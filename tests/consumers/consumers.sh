@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # consumers.sh BUILD SOURCE
 #
-# Installs the library from its build tree into a temporary prefix, moves that elsewhere, and builds and runs two foreign
-# projects against it: one with CMake, one with make and pkg-config. Checks what is installed, too.
+# Installs the library from its build tree into a temporary prefix, moves that elsewhere, and builds and runs two
+# foreign projects against it: one with CMake, one with make and pkg-config. Checks what is installed, too.
 set -euo pipefail
 build=$1 source=$2
 here=$source/tests/consumers

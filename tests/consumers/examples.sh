@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # examples.sh BUILD SOURCE
 #
-# The installed examples are built as a project of their own, with an installed library, and one that reads message files is
-# run as the tests of the examples run it.
+# The installed examples are built as a project of their own, with an installed library, and one that reads message
+# files is run as the tests of the examples run it.
 set -euo pipefail
 build=$1 source=$2
 scratch=$(mktemp -d)
@@ -10,7 +10,7 @@ trap 'rm -rf "$scratch"' EXIT
 unset CMAKE_PREFIX_PATH DESTDIR
 
 cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
-examples=$(find "$scratch/prefix/share/doc" -name examples -path '*/kelp_cmn_4_4/examples')
+examples=$(dirname "$(find "$scratch/prefix" -path '*/examples/CMakeLists.txt')")
 cmake -S "$examples" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/build" >"$scratch/log" || { cat "$scratch/log" >&2; exit 1; }
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # message_files.sh BUILD SOURCE
 #
-# A foreign project compiles message files with what is installed, from lists of every kind, and reads what it made: as a
-# directory and as a package. Without ICU's tools it is told what is missing. The guide's commands make the same.
+# A foreign project compiles message files with what is installed, from lists of every kind, and reads what it made: as
+# a directory and as a package. Without ICU's tools it is told what is missing. The guide's commands make the same.
 set -euo pipefail
 build=$1 source=$2
 scratch=$(mktemp -d)
@@ -52,4 +52,5 @@ cp -r "$source/docs/examples/messages" by_hand
 sed -n '/^mkdir .*libdiskwatch/,/^```/{/^```/d;p}' "$source/docs/guide/messages.md" >by_hand/commands
 [ -s by_hand/commands ] || fail "the guide has no commands"
 (cd by_hand && bash -e commands >/dev/null)
-diff -r by_hand/libdiskwatch "$build/tests/guide/resources/libdiskwatch" || fail "the guide's commands make something else"
+diff -r by_hand/libdiskwatch "$build/tests/guide/resources/libdiskwatch" ||
+  fail "the guide's commands make something else"

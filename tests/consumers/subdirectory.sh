@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # subdirectory.sh BUILD SOURCE
 #
-# What a host installs that has the library's sources in its own tree: its own files alone, unless it asks for more, and then
-# the library's beside them. The library that is built already stands in for the one that the host would build.
+# What a host installs that has the library's sources in its own tree: its own files alone, unless it asks for more, and
+# then the library's beside them. The library that is built already stands in for the one that the host would build.
 set -euo pipefail
 build=$1 source=$2
 scratch=$(mktemp -d)
