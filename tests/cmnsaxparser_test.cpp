@@ -47,6 +47,11 @@ class ScriptedMemory : public xercesc::MemoryManager {
   xercesc::MemoryManager* getExceptionMemoryManager() override { return this; }
   void* allocate(XMLSize_t size) override {
     lateCalls_ += ended_ ? 1 : 0;
+    if (failAfter == 0) {
+      throw xercesc::OutOfMemoryException();
+    }
+    failAfter -= failAfter == never ? 0 : 1;
+    largest = std::max<size_t>(largest, size);
     return *blocks_.insert(::operator new(size)).first;
   }
   void deallocate(void* block) override {
@@ -55,6 +60,9 @@ class ScriptedMemory : public xercesc::MemoryManager {
     ::operator delete(block);
   }
   void end() { ended_ = true; }
+
+  size_t failAfter = never;  // after so many allocations every one fails
+  size_t largest = 0;        // what was asked for at once
 
   size_t blocks() const { return blocks_.size(); }
   int lateCalls() const { return lateCalls_; }
@@ -74,6 +82,7 @@ struct Script {
   ScriptedMemory* memory = nullptr;
   int initialisations = 0;  // of Xerces-C, not yet terminated
   std::vector<ScriptedReader*> readers;
+  bool readsDocuments = true;
   std::string lastDocument;
   std::string lastSystemId;
 };
@@ -145,7 +154,7 @@ class ScriptedReader : public xercesc::SAX2XMLReaderImpl {
   }
   void parse(const xercesc::InputSource& source) override {
     happen("parse");
-    script.lastDocument = bytesOf(source);
+    script.lastDocument = script.readsDocuments ? bytesOf(source) : "";
     script.lastSystemId = ascii(source.getSystemId());
     SAX2XMLReaderImpl::parse(source);
   }
@@ -584,16 +593,75 @@ TEST_F(SaxParser, PassesOnWhatIsNoXmlExceptionDuringTheSetUp) {
       script.failAt = failAt;
       script.failure = failure;
       EXPECT_ANY_THROW(CCmnSaxParser parser(&handler));
-      EXPECT_EQ(script.events.size(), failAt + 1);
-      // No parser has come into being that could give these up.
-      script.failAt = never;
-      for (const ScriptedReader* const reader : std::vector<ScriptedReader*>(script.readers)) {
-        delete reader;
-      }
-      while (script.initialisations > 0) {
-        XMLPlatformUtils::Terminate();
-      }
+      // There is no parser that could give these up later. What failed to be initialised must not
+      // be terminated: Xerces-C would meet what it has not made.
+      const Lines givenUp = failAt == 0 ? Lines() : failAt == 1 ? Lines{"Terminate"} : ended;
+      const Lines steps = joined({prepared, handlerRegistered});
+      EXPECT_EQ(takeEvents(), joined({firstOf(steps, failAt + 1), givenUp}));
+      EXPECT_TRUE(script.readers.empty());
+      EXPECT_EQ(script.initialisations, 0);
     }
+  }
+}
+
+TEST_F(SaxParser, GivesUpXercesWhenItsConstructorThrows) {
+  for (size_t failAt = 1; failAt < prepared.size() + 2; ++failAt) {
+    SCOPED_TRACE(failAt);
+    ScriptedMemory memory;
+    script = Script();
+    script.memory = &memory;
+    DefaultHandler handler;
+    script.failAt = failAt;
+    script.failure = [] { throw xercesc::OutOfMemoryException(); };
+    EXPECT_THROW(CCmnSaxParser parser(&handler), xercesc::OutOfMemoryException);
+    EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
+    EXPECT_EQ(memory.blocks(), 0U);
+    EXPECT_EQ(memory.lateCalls(), 0);
+  }
+}
+
+TEST_F(SaxParser, GivesUpXercesWhicheverAllocationFails) {
+  ScriptedMemory memory;
+  script.memory = &memory;
+  Recorder handler;  // keeps Xerces-C, whose own set-up cannot be undone
+  bool isMade = false;
+  for (size_t allocations = 0; !isMade; ++allocations) {
+    ASSERT_LT(allocations, 10000U);
+    memory.failAfter = allocations;
+    try {
+      const CCmnSaxParser parser(&handler);
+      isMade = true;
+    } catch (const xercesc::OutOfMemoryException&) {
+      EXPECT_EQ(script.initialisations, 1) << "allocation " << allocations;
+      EXPECT_TRUE(script.readers.empty());
+    }
+    memory.failAfter = never;
+  }
+  CCmnSaxParser parser(&handler);
+  parser.parse("<a/>");
+  EXPECT_EQ(handler.lines(), (Lines{"startDocument", "<a>", "</a>", "endDocument"}));
+}
+
+TEST_F(SaxParser, StaysAsItIsWhenItCannotBeSetUpAgainForAnotherReason) {
+  for (size_t failAt = 0; failAt < prepared.size(); ++failAt) {
+    SCOPED_TRACE(prepared[failAt]);
+    script = Script();
+    Recorder handler;
+    {
+      CCmnSaxParser parser(&handler);
+      const xercesc::SAX2XMLReader* const reader = readerOf(parser);
+      takeEvents();
+      script.failAt = failAt;
+      script.failure = [] { throw std::bad_alloc(); };
+      EXPECT_THROW(parser.init(), std::bad_alloc);
+      script.failAt = never;
+      EXPECT_EQ(readerOf(parser), reader);
+      EXPECT_EQ(script.readers.size(), 1U);
+      EXPECT_EQ(script.initialisations, 2);
+      parser.parse("<a/>");
+      EXPECT_EQ(handler.lines(), (Lines{"startDocument", "<a>", "</a>", "endDocument"}));
+    }
+    EXPECT_EQ(script.initialisations, 1);
   }
 }
 
@@ -694,6 +762,47 @@ TEST_F(SaxParser, KeepsItsReaderWhenItCannotBeSetUpAgain) {
 }
 
 // --- What is parsed
+
+// Changes the document that it is told of.
+class Erasing : public EventLog<CCmnSaxParseHandler> {
+ public:
+  explicit Erasing(std::string& document) : document_(document) {}
+  void startDocument() override { document_.assign(document_.size(), ' '); }
+
+ private:
+  std::string& document_;
+};
+
+TEST_F(SaxParser, LetsTheHandlerChangeTheTextsThatWereGiven) {
+  for (const bool inParts : {false, true}) {
+    SCOPED_TRACE(inParts);
+    Lines parts = {"<a><b>text</b></a>"};
+    Erasing handler(parts[0]);
+    CCmnSaxParser parser(&handler);
+    if (inParts) {
+      parser.parse(parts);
+    } else {
+      parser.parse(parts[0]);
+    }
+    EXPECT_EQ(parts[0], std::string(18, ' '));
+    EXPECT_EQ(handler.lines(), (Lines{"<a>", "<b>", "'text'", "</b>", "</a>", "endDocument"}));
+  }
+}
+
+TEST_F(SaxParser, HasTheReaderNotCopyWhatItHasJoinedItself) {
+  ScriptedMemory memory;
+  script.memory = &memory;
+  CCmnSaxParseHandler handler;
+  CCmnSaxParser parser(&handler);
+  script.readsDocuments = false;
+  const std::string part = "<b>" + std::string(1000, 'k') + "</b>";
+  Lines parts = {"<a>"};
+  parts.insert(parts.end(), 2000, part);
+  parts.emplace_back("</a>");
+  parser.parse(parts);
+  EXPECT_FALSE(handler.hasErrorOccurred());
+  EXPECT_LT(memory.largest, 1000000U);
+}
 
 TEST_F(SaxParser, GivesTheReaderExactlyTheBytesOfTheDocument) {
   Recorder handler;

@@ -7,32 +7,66 @@
 #include <xercesc/util/XMLUni.hpp>
 
 namespace kelp_cmn_4_4 {
+namespace {
+
+void switchFeaturesOff(xercesc::SAX2XMLReader& reader) {
+  for (const XMLCh* const feature :
+       {xercesc::XMLUni::fgSAX2CoreValidation, xercesc::XMLUni::fgSAX2CoreNameSpaces,
+        xercesc::XMLUni::fgXercesSchema, xercesc::XMLUni::fgXercesSchemaFullChecking,
+        xercesc::XMLUni::fgSAX2CoreNameSpacePrefixes}) {
+    reader.setFeature(feature, false);
+  }
+}
+
+void parseBytes(xercesc::SAX2XMLReader* reader, const std::string& xml, bool copies) {
+  xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()), xml.length(),
+                                    "kelp_sax_parser");
+  source.setCopyBufToStream(copies);
+  reader->parse(source);
+}
+
+// The reader needs Xerces-C to its end.
+void giveUp(const xercesc::SAX2XMLReader* reader) {
+  delete reader;
+  xercesc::XMLPlatformUtils::Terminate();
+}
+
+}  // namespace
 
 CCmnSaxParser::CCmnSaxParser(xercesc::DefaultHandler* handler)
     : m_handler(nullptr), m_reader(nullptr) {
   init();
-  if (handler != nullptr) {
-    setHandler(handler);
+  try {
+    if (handler != nullptr) {
+      setHandler(handler);
+    }
+  } catch (...) {
+    giveUp(m_reader);
+    throw;
   }
 }
 
-CCmnSaxParser::~CCmnSaxParser() {
-  delete m_reader;
-  xercesc::XMLPlatformUtils::Terminate();
-}
+CCmnSaxParser::~CCmnSaxParser() { giveUp(m_reader); }
 
 void CCmnSaxParser::init() {
+  // What throws here is not terminated: Xerces-C would fall over what it has not made.
   try {
     xercesc::XMLPlatformUtils::Initialize();
-    m_reader = xercesc::XMLReaderFactory::createXMLReader();
-    for (const XMLCh* const feature :
-         {xercesc::XMLUni::fgSAX2CoreValidation, xercesc::XMLUni::fgSAX2CoreNameSpaces,
-          xercesc::XMLUni::fgXercesSchema, xercesc::XMLUni::fgXercesSchemaFullChecking,
-          xercesc::XMLUni::fgSAX2CoreNameSpacePrefixes}) {
-      m_reader->setFeature(feature, false);
-    }
   } catch (const xercesc::XMLException&) {
-    // Dropped, on purpose: the parser keeps whatever reader it has got by now.
+    return;  // dropped, on purpose
+  }
+  xercesc::SAX2XMLReader* reader = nullptr;
+  try {
+    reader = xercesc::XMLReaderFactory::createXMLReader();
+    switchFeaturesOff(*reader);
+  } catch (const xercesc::XMLException&) {
+    // Dropped, on purpose: the parser has whatever reader it has got by now.
+  } catch (...) {
+    giveUp(reader);
+    throw;
+  }
+  if (reader != nullptr) {
+    m_reader = reader;
   }
 }
 
@@ -50,9 +84,8 @@ void CCmnSaxParser::setHandler(xercesc::DefaultHandler* handler) {
 }
 
 void CCmnSaxParser::parse(const std::string& xml) {
-  const xercesc::MemBufInputSource source(reinterpret_cast<const XMLByte*>(xml.data()),
-                                          xml.length(), "kelp_sax_parser");
-  m_reader->parse(source);
+  // Copied, so that the handler may change the text that it is told of.
+  parseBytes(m_reader, xml, true);
 }
 
 void CCmnSaxParser::parse(const std::vector<std::string>& parts) {
@@ -65,7 +98,7 @@ void CCmnSaxParser::parse(const std::vector<std::string>& parts) {
   for (const std::string& part : parts) {
     xml += part;
   }
-  parse(xml);
+  parseBytes(m_reader, xml, false);
 }
 
 }  // namespace kelp_cmn_4_4
