@@ -14,20 +14,21 @@ using namespace kelp_cmn_4_4;
 using Log = SharedHolder<CCmnTraceLog>;
 
 template <class T>
-class InstanceOfALibraryClass : public testing::Test {};
+void expectTheHostsInstanceInThePlugin() {
+  const auto held = SharedHolder<T>::create();
+  EXPECT_EQ(HiddenPlugin().instanceOf<T>(), held.get()) << typeid(T).name();
+}
 
-using CountedClassesThatCanBeMade =
-    testing::Types<CCmnTraceLog, CCmnMessageCatalogManager, CCmnIcuMessage, CCmnRefCount>;
-TYPED_TEST_SUITE(InstanceOfALibraryClass, CountedClassesThatCanBeMade);
-
-TYPED_TEST(InstanceOfALibraryClass, IsTheSameInAHostAndInAPluginWithHiddenVisibility) {
-  const auto held = SharedHolder<TypeParam>::create();
-  EXPECT_EQ(HiddenPlugin().instanceOf<TypeParam>(), held.get());
+TEST(InstanceOfALibraryClass, IsTheSameInAHostAndInAPluginWithHiddenVisibility) {
+  // The counted classes that can be made without arguments.
+  expectTheHostsInstanceInThePlugin<CCmnTraceLog>();
+  expectTheHostsInstanceInThePlugin<CCmnMessageCatalogManager>();
+  expectTheHostsInstanceInThePlugin<CCmnIcuMessage>();
+  expectTheHostsInstanceInThePlugin<CCmnRefCount>();
 }
 
 TEST(InstanceOfAHostsClass, IsTheSameInAPluginIfASharedLibraryOfTheHostHasTheInstantiation) {
-  const auto held = SharedHolder<HostRegistry>::create();
-  EXPECT_EQ(HiddenPlugin().instanceOf<HostRegistry>(), held.get());
+  expectTheHostsInstanceInThePlugin<HostRegistry>();
 }
 
 TEST(TraceLogOfTheProcess, IsANewOneAfterTheLastHolderLetGo) {
