@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # abi.sh --compare|--update LIBRARY
 #
-# Compares a library that has debug information with the baseline, which holds its exported symbols and the layout of its
-# public types; fails with abidiff's report on any difference, additions included. Or renews the baseline.
+# Compares a library that has debug information with the baseline, which holds its exported symbols and the layout of
+# its public types; fails with abidiff's report on any difference, additions included. Or renews the baseline.
 set -euo pipefail
 here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 baseline=$here/abi_baseline.xml
