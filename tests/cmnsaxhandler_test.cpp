@@ -97,7 +97,7 @@ const Callback callbacks[] = {
 TEST(SaxParseHandler, HasRecordedNothingAtFirst) {
   const CCmnSaxParseHandler handler;
   EXPECT_FALSE(handler.hasErrorOccurred());
-  EXPECT_EQ(xercesc::XMLString::stringLen(handler.getLastException().getMessage()), 0U);
+  EXPECT_EQ(handler.getLastException().getMessage(), nullptr);
   EXPECT_EQ(handler.getLastException().getPublicId(), nullptr);
   EXPECT_EQ(handler.getLastException().getSystemId(), nullptr);
   EXPECT_EQ(handler.getLastException().getLineNumber(), 0U);

@@ -896,6 +896,7 @@ TEST_F(SaxParser, ReadsDocumentsInTheEncodingThatTheyDeclare) {
       {"UTF-8 with a mark", "\xef\xbb\xbf<a>K\xc3\xbcste</a>"},
       {"UTF-16, little-endian", utf16(wide, false)},
       {"UTF-16, big-endian", utf16(wide, true)},
+      {"UTF-16 without a mark", utf16(u"<?xml version='1.0'?><a>K\u00fcste</a>", false)},
       {"ISO-8859-1", "<?xml version='1.0' encoding='ISO-8859-1'?><a>K\xfcste</a>"},
       {"US-ASCII", "<?xml version='1.0' encoding='US-ASCII'?><a>K&#xfc;ste</a>"},
   };
@@ -959,6 +960,43 @@ TEST_F(SaxParser, ReadsExternalEntities) {
   parser.parse(document);
   EXPECT_EQ(ascii(handler.getLastException().getSystemId()), entity);
   EXPECT_EQ(handler.getLastException().getLineNumber(), 2U);
+}
+
+TEST_F(SaxParser, EndsADocumentWhoseExternalDefinitionsAreMissing) {
+  for (const char* declaration : {"", "<?xml version='1.0' standalone='yes'?>"}) {
+    const Lines lines =
+        eventsOf(std::string(declaration) + "<!DOCTYPE a SYSTEM '/nowhere/d.dtd'><a>text</a>");
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[1].rfind("fatal error ", 0), 0U) << lines[1];
+  }
+}
+
+TEST_F(SaxParser, ExpandsInternalEntitiesWithoutABound) {
+  std::string document = "<!DOCTYPE a [<!ENTITY e0 'xxxxxxxxxx'>";
+  for (const std::string level : {"1", "2", "3"}) {
+    document += "<!ENTITY e" + level + " '";
+    for (int i = 0; i < 10; ++i) {
+      document += "&e" + std::to_string(std::stoi(level) - 1) + ";";
+    }
+    document += "'>";
+  }
+  const Lines lines = merged(eventsOf(document + "]><a>&e3;</a>"));
+  ASSERT_EQ(lines.size(), 5U);
+  EXPECT_EQ(lines[2], "'" + std::string(10000, 'x') + "'");
+}
+
+TEST_F(SaxParser, KeepsTheRulesOfVersion11UntilADocumentDeclaresVersion10) {
+  Recorder handler;
+  CCmnSaxParser parser(&handler);
+  const auto textOf = [&](const std::string& declaration) {
+    parser.parse(declaration + "<a>x\xc2\x85y</a>");
+    return merged(handler.takeLines())[2];
+  };
+  EXPECT_EQ(textOf(""), "'x\\u0085y'");
+  EXPECT_EQ(textOf("<?xml version='1.1'?>"), "'x\ny'");
+  EXPECT_EQ(textOf(""), "'x\ny'");
+  EXPECT_EQ(textOf("<?xml version='1.0'?>"), "'x\\u0085y'");
+  EXPECT_EQ(textOf(""), "'x\\u0085y'");
 }
 
 TEST_F(SaxParser, DoesNotAskTheHandlerForExternalEntities) {
@@ -1026,6 +1064,7 @@ const Problem problems[] = {
     {"<a b='1' b='2'/>", "fatal error", 1, 12, 1},
     {"<a>\n\n&u;</a>", "fatal error", 3, 4, 3},
     {"<a>\x01</a>", "fatal error", 1, 5, 2},
+    {"<a>K\xfcste</a>", "fatal error", 1, 1, 1},
     {"<?xml version='1.0' encoding='nonsense'?><a/>", "fatal error", 1, 42, 1},
     {"<!DOCTYPE a [<!ENTITY e SYSTEM '/nowhere/part.ent'>]><a>&e;</a>", "fatal error", 1, 60, 2},
     {"<?xml version='1.0' encoding='UTF-16'?><a/>", "warning", 1, 40, 1},
@@ -1343,8 +1382,18 @@ TEST_F(SaxParser, CollectsTheCharactersThatAHandlerPassesOn) {
     using CCmnSaxParseHandler::characters;
     void characters(const XMLCh* const chars, const XMLSize_t length) override {
       EXPECT_EQ(std::char_traits<char16_t>::length(chars), length);
-      CCmnSaxParseHandler::characters(chars, static_cast<unsigned int>(length));
+      endsInsideAPair = endsInsideAPair || (length != 0 && (chars[length - 1] & 0xfc00) == 0xd800);
+      text_.append(chars, length);
     }
+    void endElement(const XMLCh* /*uri*/, const XMLCh* /*localname*/,
+                    const XMLCh* /*qname*/) override {
+      characters(text_.c_str(), 0U);
+      text_.clear();
+    }
+    bool endsInsideAPair = false;
+
+   private:
+    std::basic_string<XMLCh> text_;
   };
   ScriptedMemory memory;
   script.memory = &memory;
@@ -1362,6 +1411,17 @@ TEST_F(SaxParser, CollectsTheCharactersThatAHandlerPassesOn) {
     CCmnSaxParser parser(&handler);
     parser.parse("<a>" + longText + "</a>");
     EXPECT_TRUE(handler.getCharacters() == longText);
+  }
+  for (const std::string before : {"", "k"}) {
+    std::string pairs = before;
+    for (int i = 0; i < 700000; ++i) {
+      pairs += "\xf0\x9f\x8c\x8a";
+    }
+    Forwarding handler;
+    CCmnSaxParser parser(&handler);
+    parser.parse("<a>" + pairs + "</a>");
+    EXPECT_TRUE(handler.getCharacters() == pairs);
+    EXPECT_EQ(handler.endsInsideAPair, before == "k") << "the pieces are of another length";
   }
   EXPECT_GT(memory.blocks(), 0U);  // the copies, which are kept on purpose
 }

@@ -27,25 +27,32 @@ namespace kelp_cmn_4_4 {
  * **Character data is not collected by itself.** The reader calls `characters(const XMLCh*,
  * XMLSize_t)`, which this class leaves to xercesc::DefaultHandler, where it does nothing; its own
  * characters() has another argument type and is called only by derived classes. A handler that
- * wants the text overrides the inherited operation and may pass it on. The text of one element
- * comes in any number of calls: references, CDATA sections, comments and children divide it, and so
- * does a length of more than a million characters, perhaps inside a surrogate pair.
+ * wants the text overrides the inherited operation. The text of one element comes in any number of
+ * calls: references, CDATA sections, comments and children divide it, and so does a length of more
+ * than a million characters, perhaps inside a surrogate pair. So collect it, and convert it or pass
+ * it on when an element ends:
  * @code
  * using CCmnSaxParseHandler::characters;
  * void characters(const XMLCh* const chars, const XMLSize_t length) override {
- *   CCmnSaxParseHandler::characters(chars, static_cast<unsigned int>(length));
+ *   m_text.append(chars, length);  // a std::basic_string<XMLCh>
+ * }
+ * void endElement(const XMLCh*, const XMLCh*, const XMLCh*) override {
+ *   characters(m_text.c_str(), 0U);
+ *   m_text.clear();
  * }
  * @endcode
  *
  * A handler may be made before the first parser and outlive the last: it initialises Xerces-C for
  * as long as it lives. It is used by one thread at a time, and made and destroyed under the same
- * lock as parsers (see CCmnSaxParser). It cannot be copied.
+ * lock as parsers. It cannot be copied. What CCmnSaxParser says of Xerces-C that cannot be
+ * initialised, and of -fno-exceptions, holds here, too.
  */
 class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
  public:
   /**
    * Nothing recorded yet.
-   * @throw xercesc::XMLException if Xerces-C cannot be initialised
+   * @throw xercesc::OutOfMemoryException, std::bad_alloc or xercesc::XMLException if Xerces-C
+   *        cannot be initialised, unless it ends the process (see CCmnSaxParser)
    */
   CCmnSaxParseHandler();
 
@@ -95,8 +102,9 @@ class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
   /** @return whether there was a warning, an error or a fatal error. Never cleared. */
   bool hasErrorOccurred() const { return m_errorOccurred; }
 
-  /** @return the last of them, with message, line and column; without a message and at line 0 if
-   * there was none. The handler's; valid until the next one or the handler's end. */
+  /** @return the last of them, with message, line and column; if there was none, at line 0, and
+   * getMessage() is a null pointer. The handler's; valid until the next one or the handler's end.
+   */
   const xercesc::SAXParseException& getLastException() const { return m_lastException; }
 
   /** @return what characters() has collected; the handler's */
