@@ -9,6 +9,7 @@
 #include "cmnrefcount.h"
 #include "cmntypes.h"
 
+#include <new>
 #include <string>
 
 namespace kelp_cmn_4_4 {
@@ -27,7 +28,12 @@ class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
    * @param catalogName  the message file's base name
    */
   CCmnMessageCatalog(const std::string& language, const tstr& catalogName)
-      : m_language(language), m_catalogName(catalogName) {}
+      : m_language(language), m_catalogName(catalogName) {
+    // What ACE leaves where there was no memory for the name.
+    if (catalogName.c_str() == nullptr || m_catalogName.c_str() == nullptr) {
+      throw std::bad_alloc();
+    }
+  }
 
   /**
    * Sets the catalog up. This one needs no setup.

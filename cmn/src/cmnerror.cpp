@@ -1,6 +1,7 @@
 #include "cmnerror.h"
 
 #include "Q_strings.h"
+#include "cmnacestring.h"
 #include "cmnstringtool.h"
 
 namespace kelp_cmn_4_4 {
@@ -27,14 +28,26 @@ CCmnError::CCmnError() : m_code(0), m_lineNumber(0) {}
 CCmnError::CCmnError(int code, const tstr& message, const tstr& fileName, int lineNumber,
                      const tstr& function)
     : m_code(code),
-      m_message(message),
-      m_fileName(fileName),
+      m_message(copied(message)),
+      m_fileName(copied(fileName)),
       m_lineNumber(lineNumber),
-      m_function(function) {}
+      m_function(copied(function)) {}
 
-CCmnError::CCmnError(const CCmnError& other) = default;
+CCmnError::CCmnError(const CCmnError& other)
+    : CCmnError(other.m_code, other.m_message, other.m_fileName, other.m_lineNumber,
+                other.m_function) {}
 
-CCmnError& CCmnError::operator=(const CCmnError& other) = default;
+CCmnError& CCmnError::operator=(const CCmnError& other) {
+  tstr message = copied(other.m_message.c_str());
+  tstr fileName = copied(other.m_fileName.c_str());
+  tstr function = copied(other.m_function.c_str());
+  m_code = other.m_code;
+  m_message.swap(message);
+  m_fileName.swap(fileName);
+  m_lineNumber = other.m_lineNumber;
+  m_function.swap(function);
+  return *this;
+}
 
 CCmnError::~CCmnError() = default;
 

@@ -1,32 +1,62 @@
 #include "cmnicucatalog.h"
 
+#include "cmnacestring.h"
 #include "cmnpathtool.h"
 #include "cmnstringtool.h"
 
 #include <unicode/locid.h>
+#include <unicode/uloc.h>
 #include <unicode/unistr.h>
+
+#include <new>
 
 namespace kelp_cmn_4_4 {
 namespace {
 
 constexpr int initFailed = 3;
 
+// ICU makes a bogus locale, which stands for the root, of a name that it refuses and for lack of
+// memory alike. Only the first is to have a bundle.
+bool hadNoMemory(const icu::Locale& locale, const char* name) {
+  if (!locale.isBogus()) {
+    return false;
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  uloc_getName(name, nullptr, 0, &status);
+  if (status != U_BUFFER_OVERFLOW_ERROR) {
+    return status == U_MEMORY_ALLOCATION_ERROR;
+  }
+  status = U_ZERO_ERROR;
+  return uloc_getLanguage(name, nullptr, 0, &status) < ULOC_LANG_CAPACITY;
+}
+
+// Null where there was no memory for it.
+icu::ResourceBundle* openBundle(const char* path, const char* language, UErrorCode& status) {
+  const icu::Locale locale(language);
+  return hadNoMemory(locale, language) ? nullptr : new icu::ResourceBundle(path, locale, status);
+}
+
 }  // namespace
 
-int CCmnIcuMessageCatalog::init() {
+int CCmnIcuMessageCatalog::init() try {
   tstr directory;
   tstr file;
   if (CCmnPathTool::getMessageFileInfo(m_catalogName, directory, file) != 0) {
     return initFailed;
   }
-  m_bundlePath = directory + file;
-  const icu::Locale locale(m_language.c_str());
+  assign(m_bundlePath, joined(directory, file));
   UErrorCode status = U_ZERO_ERROR;
+  icu::ResourceBundle* const bundle = openBundle(m_bundlePath.c_str(), m_language.c_str(), status);
+  if (bundle == nullptr) {
+    return initFailed;
+  }
   // The bundle of an earlier call is not freed, and a failing one is kept: both are meant.
-  m_bundle = new icu::ResourceBundle(m_bundlePath.c_str(), locale, status);
+  m_bundle = bundle;
   // A parent's bundle (U_USING_FALLBACK_WARNING) is a failure on purpose; the default locale's is
   // not.
   return status == U_ZERO_ERROR || status == U_USING_DEFAULT_WARNING ? 0 : initFailed;
+} catch (const std::bad_alloc&) {
+  return initFailed;
 }
 
 tstr CCmnIcuMessageCatalog::getMessage(const std::string& id, const char* defaultText) const {
@@ -34,13 +64,16 @@ tstr CCmnIcuMessageCatalog::getMessage(const std::string& id, const char* defaul
     UErrorCode status = U_ZERO_ERROR;
     icu::UnicodeString text = m_bundle->getStringEx(id.c_str(), status);
     if (U_SUCCESS(status)) {
-      return m_catalogName + ": " + CCmnStringTool::ustr2tstr(text);
+      return joined(m_catalogName, ": ", CCmnStringTool::ustr2tstr(text));
+    }
+    if (status == U_MEMORY_ALLOCATION_ERROR) {
+      throw std::bad_alloc();
     }
   }
   if (defaultText != nullptr) {
-    return tstr(defaultText);
+    return copied(defaultText);
   }
-  return m_catalogName + ": <" + CCmnStringTool::str2tstr(id) + ">";
+  return joined(m_catalogName, ": <", CCmnStringTool::str2tstr(id), ">");
 }
 
 CCmnIcuMessageCatalog::~CCmnIcuMessageCatalog() { delete m_bundle; }

@@ -1,5 +1,6 @@
 #include "cmnmsgcatalogmgr.h"
 
+#include "cmnacestring.h"
 #include "cmnstringtool.h"
 
 #include <algorithm>
@@ -16,9 +17,9 @@ using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
 
 tstr fallbackText(const std::string& id, const char* defaultText) {
   if (defaultText != nullptr) {
-    return tstr(defaultText);
+    return copied(defaultText);
   }
-  return tstr("<") + CCmnStringTool::str2tstr(id) + ">";
+  return joined("<", CCmnStringTool::str2tstr(id), ">");
 }
 
 // Only the operations with a plain text for a result know a null and the "native" language.
@@ -30,8 +31,9 @@ std::string resolved(const char* language, const std::string& nativeLanguage) {
 }
 
 char* keep(std::map<std::string, tstr>& texts, const std::string& key, const tstr& text) {
+  tstr copy = copied(text);
   tstr& kept = texts[key];
-  kept = text;
+  kept.swap(copy);
   return const_cast<char*>(kept.c_str());
 }
 
@@ -93,11 +95,10 @@ void CCmnMessageCatalogManager::getLocalizedMessage(const char* id, const char* 
 void CCmnMessageCatalogManager::getLocalizedMessage(SCmnMessageInfo* info, const char* language,
                                                     char** result) {
   const std::string resolvedLanguage = resolved(language, m_nativeLanguage);
-  tstr text;
-  {
+  const tstr text = [&] {
     Message message = m_factory->createMessage(info);
-    text = getLocalizedMessage(message, resolvedLanguage.c_str());
-  }
+    return getLocalizedMessage(message, resolvedLanguage.c_str());
+  }();
   *result = keep(m_localizedMessages, info->text, text);
 }
 

@@ -1,5 +1,7 @@
 #include "cmnpathtool.h"
 
+#include "cmnacestring.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,14 +26,8 @@ void createIfMissing(const tstr& dir) {
 
 void placeBelowInstallRoot(const char* subdirectory, tstr& dir) {
   CCmnPathTool::getInstallPath(dir);
-  dir += subdirectory;
+  append(dir, subdirectory);
   createIfMissing(dir);
-}
-
-tstr joined(const tstr& first, const tstr& second) {
-  tstr result(first.c_str());
-  result += second.c_str();
-  return result;
 }
 
 }  // namespace
@@ -39,28 +35,28 @@ tstr joined(const tstr& first, const tstr& second) {
 int CCmnPathTool::verify(const char* path) { return access(path, F_OK); }
 
 int CCmnPathTool::getInstallPath(tstr& path) {
-  path = installRoot;
+  assign(path, installRoot);
   return 0;
 }
 
 int CCmnPathTool::getMessageFileInfo(const tstr& component, tstr& dir, tstr& file) {
-  file = joined(messageFilePrefix, component);
+  assign(file, joined(messageFilePrefix, whole(component).c_str()));
   placeBelowInstallRoot(resourcesSubdirectory, dir);
   return 0;
 }
 
 int CCmnPathTool::getTraceFileInfo(const tstr& component, tstr& dir, tstr& file) {
-  file = joined(component, traceFileSuffix);
+  assign(file, joined(whole(component).c_str(), traceFileSuffix));
   // The install root is asked for and overwritten on purpose: traces stay in their place wherever
   // the root may go.
   getInstallPath(dir);
-  dir = traceDirectory;
+  assign(dir, traceDirectory);
   createIfMissing(dir);
   return 0;
 }
 
 int CCmnPathTool::getConfigFileInfo(const tstr& component, tstr& dir, tstr& file) {
-  file = joined(component, configFileSuffix);
+  assign(file, joined(whole(component).c_str(), configFileSuffix));
   placeBelowInstallRoot(configSubdirectory, dir);
   return 0;
 }

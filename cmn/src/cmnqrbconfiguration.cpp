@@ -2,6 +2,7 @@
 
 #include "Q_sscanf.h"
 #include "Q_strings.h"
+#include "cmnacestring.h"
 #include "cmnfile.h"
 
 #include <cstdio>
@@ -36,14 +37,13 @@ int CCmnQRBConfiguration::getTraceConfigFileInfo(tstr& dir, tstr& file) {
   char fileText[pathSize];
   Q_snprintf(dirText, sizeof dirText, "%s%s", productDirectory, "/");
   Q_snprintf(fileText, sizeof fileText, "%s", configFile);
-  dir = dirText;
-  file = fileText;
+  assign(dir, dirText);
+  assign(file, fileText);
   return 0;
 }
 
 int CCmnQRBConfiguration::getTraceLevel(tstr& dir, tstr& file, int& level) {
-  tstr path(dir.c_str());
-  path += file.c_str();
+  const tstr path = joined(whole(dir).c_str(), whole(file).c_str());
   const File stream(std::fopen(path.c_str(), "r"));
   if (!stream) {
     return fileNotReadable;

@@ -1,6 +1,7 @@
 #include "cmntracelog.h"
 
 #include "Q_strings.h"
+#include "cmnacestring.h"
 #include "cmnerror.h"
 #include "cmnfile.h"
 #include "cmnpathtool.h"
@@ -107,18 +108,23 @@ CCmnTraceLog::~CCmnTraceLog() = default;
 
 void CCmnTraceLog::initialize(const tstr& component, tstr dir, tstr file, int level,
                               bool toStdout) {
-  m_component = component;
+  whole(dir);
+  whole(file);
+  assign(m_component, component);
   m_toStdout = toStdout;
   try {
     initTraceSettings(dir, file, level);
   } catch (...) {
     std::puts("ERROR: CCmnTraceLog: Failed to initialize log settings");
   }
-  m_traceFile = file.c_str();
-  m_traceDir = dir.c_str();
-  m_traceLevel = level;
   // The default directory ends with a slash already; the doubled one is harmless and meant.
-  m_tracePath = m_traceDir + "/" + m_traceFile;
+  tstr path = joined(dir.c_str(), "/", file.c_str());
+  tstr traceFile = copied(file.c_str());
+  tstr traceDir = copied(dir.c_str());
+  m_traceFile.swap(traceFile);
+  m_traceDir.swap(traceDir);
+  m_traceLevel = level;
+  m_tracePath.swap(path);
   if (openForAppending(m_tracePath)) {
     m_initialized = true;
   } else {
