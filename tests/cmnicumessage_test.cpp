@@ -4,6 +4,7 @@
 #include "cmnsmartptr.h"
 #include "cmnstringtool.h"
 #include "comma_locale.h"
+#include "failing_memory.h"
 #include "guarded_page.h"
 #include "scratch.h"
 
@@ -15,6 +16,7 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -23,6 +25,7 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <new>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -41,6 +44,9 @@ using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::CCmnStringTool;
 using kelp_cmn_4_4::SCmnMessageInfo;
 using kelp_cmn_4_4::tstr;
+using kelp_test::Call;
+using kelp_test::failEachAllocation;
+using kelp_test::ScopedFailure;
 
 using Values = std::vector<Formattable>;
 using Texts = std::vector<std::string>;
@@ -1421,6 +1427,156 @@ TEST(SerializedText, OfRandomMessagesIsWhatAPlainWriterWrites) {
                        valueWrittenPlainly(values.back()));
     }
     ASSERT_EQ(serialized(values, "MSG", std::stoi(severity)), expected + trailer);
+  }
+}
+
+// ---- memory that runs out -----------------------------------------------------------------------
+
+Values valuesOfEveryType() {
+  Values values = {Formattable(1),
+                   Formattable(0.5),
+                   text("text"),
+                   date(7),
+                   int64(8),
+                   object(),
+                   text("a text that is too long to stand in the object itself, for certain")};
+  values.push_back(array(values));
+  return values;
+}
+
+class IcuMessageWithoutMemory : public testing::Test {
+ protected:
+  void makeAnew() {
+    message_ = std::make_unique<CCmnIcuMessage>("old", 1);
+    give(*message_, {Formattable(3), text("old")});
+  }
+
+  const Texts old_ = {"long 3", "string old"};
+  std::unique_ptr<CCmnIcuMessage> message_;
+};
+
+TEST_F(IcuMessageWithoutMemory, KeepsItsArgumentsWhereNewOnesCannotBeHad) {
+  const Values values = valuesOfEveryType();
+  failEachAllocation([&] { makeAnew(); }, [&] { give(*message_, values); },
+                     [&](bool threw) {
+                       expectArguments(*message_, threw ? old_ : described(values));
+                       give(*message_, values);
+                       expectArguments(*message_, described(values));
+                     });
+}
+
+TEST_F(IcuMessageWithoutMemory, KeepsItsArgumentsWhereOneMoreCannotBeHad) {
+  for (const Formattable& value : valuesOfEveryType()) {
+    Texts longer = old_;
+    longer.push_back(described(value));
+    failEachAllocation([&] { makeAnew(); }, [&] { message_->addArgument(value); },
+                       [&](bool threw) {
+                         expectArguments(*message_, threw ? old_ : longer);
+                         message_->addArgument(text("x"));
+                         EXPECT_EQ(described(message_->getArgument(threw ? 2 : 3)), "string x");
+                       });
+  }
+}
+
+TEST_F(IcuMessageWithoutMemory, RefusesAValueForWhichIcuHadNone) {
+  const UnicodeString content("text");
+  std::unique_ptr<Formattable> broken;
+  {
+    const ScopedFailure failure(Call::malloc, ENOMEM, 2);  // the first is the value itself
+    broken = std::make_unique<Formattable>(content);
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  broken->getString(status);
+  ASSERT_EQ(status, U_MEMORY_ALLOCATION_ERROR);
+  makeAnew();
+  EXPECT_THROW(message_->addArgument(*broken), std::bad_alloc);
+  EXPECT_THROW(message_->setArguments(broken.get(), 1), std::bad_alloc);
+  expectArguments(*message_, old_);
+}
+
+TEST_F(IcuMessageWithoutMemory, KeepsAStringThatItsMakerMadeBogus) {
+  UnicodeString bogus;
+  bogus.setToBogus();
+  makeAnew();
+  message_->addArgument(Formattable(bogus));
+  ASSERT_EQ(message_->getArgumentCount(), 3);
+  EXPECT_TRUE(message_->getArgument(2).getString().isBogus());
+}
+
+TEST_F(IcuMessageWithoutMemory, IsNotMadeHalf) {
+  failEachAllocation([&] { message_.reset(); },
+                     [&] { message_ = std::make_unique<CCmnIcuMessage>("id", 1); },
+                     [&](bool threw) {
+                       ASSERT_EQ(message_ == nullptr, threw);
+                       if (!threw) {
+                         int32_t count = -1;
+                         const Formattable& arguments = (*message_).*memberOf(ArgumentsField{});
+                         EXPECT_NE(arguments.getArray(count), nullptr);
+                       }
+                     });
+}
+
+TEST_F(IcuMessageWithoutMemory, IsReadWholeOrNotAtAll) {
+  std::string content =
+      serialized({Formattable(5), Formattable(0.5), text("text"), text("text"), text("text"),
+                  text("a text that is too long to stand in the object itself, for certain")},
+                 "AN_IDENTIFIER_THAT_IS_TOO_LONG_TO_STAND_IN_THE_OBJECT_ITSELF", 2);
+  const SCmnMessageInfo info{content.data(), 0};
+  failEachAllocation([&] { makeAnew(); }, [&] { message_->deserialize(&info); },
+                     [&](bool threw) {
+                       if (threw) {
+                         EXPECT_EQ(message_->getMessageId(), "old");
+                         EXPECT_EQ(message_->getSeverity(), 1);
+                         expectArguments(*message_, old_);
+                       } else {
+                         EXPECT_EQ(message_->serialize()->text, content);
+                       }
+                     });
+}
+
+TEST_F(IcuMessageWithoutMemory, IsWrittenWholeOrNotAtAll) {
+  const Values values = valuesOfEveryType();
+  const std::string content = serialized(values, "old", 1);
+  failEachAllocation(
+      [&] {
+        makeAnew();
+        give(*message_, values);
+      },
+      [&] { message_->serialize(); },
+      [&](bool) { EXPECT_EQ(message_->serialize()->text, content); });
+}
+
+// Numbers and dates are left out: ICU's own formats of them crash.
+TEST_F(IcuMessageWithoutMemory, IsFormattedWholeOrNotAtAll) {
+  const ScopedIcuDefaults scope("en_US");
+  const std::string longText(200, 'x');
+  const struct {
+    Values values;
+    tstr pattern;
+    std::string expected;
+  } rows[] = {
+      {{text("x"), text("y")}, "{0} has {1}, and that is enough", "x has y, and that is enough"},
+      {{text(longText.c_str())}, (longText + "{0}").c_str(), longText + longText},
+      {{text("x")}, "a pattern that is refused {", "a pattern that is refused {"},
+      {{}, "plain", "plain"},
+  };
+  for (const auto& row : rows) {
+    ASSERT_EQ(formatted(row.values, row.pattern), row.expected);
+    std::string result;
+    failEachAllocation(
+        [&] {
+          makeAnew();
+          give(*message_, row.values);
+          result.assign(1024, '?');
+        },
+        [&] {
+          const tstr made = message_->formatMessage(row.pattern);
+          result.assign(made.c_str(), made.length());
+        },
+        [&](bool threw) {
+          EXPECT_TRUE(threw || result == row.expected) << result;
+          EXPECT_EQ(formatted(row.values, row.pattern), row.expected);
+        });
   }
 }
 

@@ -2,11 +2,16 @@
 
 #include "Q_sscanf.h"
 #include "Q_strings.h"
+#include "cmnacestring.h"
 #include "cmnstringtool.h"
 
 #include <unicode/msgfmt.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <stdexcept>
 #include <string_view>
 #include <vector>
 
@@ -48,21 +53,77 @@ std::string valueText(const Formattable& argument) {
   }
 }
 
-void appendValue(std::vector<Formattable>& arguments, int type, std::string_view text) {
-  std::string value(text);
-  switch (type) {
-    case Formattable::kDate:  // comes back as a number, on purpose
-    case Formattable::kDouble:
-      arguments.emplace_back(CCmnStringTool::str2double(value));
-      break;
-    case Formattable::kLong:
-      arguments.emplace_back(CCmnStringTool::str2int(value));
-      break;
-    case Formattable::kString:
-      arguments.emplace_back(CCmnStringTool::str2ustr(value));
-      break;
+using Values = std::unique_ptr<Formattable[]>;
+
+// ICU's own "new" gives null.
+Values newValues(size_t count) {
+  Values values(new Formattable[count]);
+  if (values == nullptr) {
+    throw std::bad_alloc();
+  }
+  return values;
+}
+
+// Whether a copy has all that ICU needs memory for. A value that is no whole copy of itself crashes
+// ICU when it is copied or formatted.
+bool isWholeCopy(const Formattable& copy, const Formattable& value) {
+  switch (value.getType()) {
+    case Formattable::kString: {
+      UErrorCode status = U_ZERO_ERROR;
+      const bool bogus = copy.getString(status).isBogus();
+      return U_SUCCESS(status) && bogus == static_cast<bool>(value.getString().isBogus());
+    }
+    case Formattable::kArray: {
+      int32_t count = 0;
+      const Formattable* const copies = copy.getArray(count);
+      const Formattable* const values = value.getArray(count);
+      return count == 0 ||
+             (copies != nullptr && std::equal(copies, copies + count, values, isWholeCopy));
+    }
+    case Formattable::kObject:
+      return copy.getObject() != nullptr;
     default:
-      break;
+      return true;
+  }
+}
+
+void copyValue(const Formattable& value, Formattable& copy) {
+  if (isWholeCopy(value, value)) {
+    copy = value;
+    if (isWholeCopy(copy, value)) {
+      return;
+    }
+  }
+  throw std::bad_alloc();
+}
+
+// The values, and room for one more.
+Values copiedValues(const Formattable* values, int count) {
+  Values copies = newValues(static_cast<size_t>(count) + 1);
+  for (int i = 0; i < count; ++i) {
+    copyValue(values[i], copies[static_cast<size_t>(i)]);
+  }
+  return copies;
+}
+
+// A value as it stands in a serialized text.
+struct ValueText {
+  int type;
+  std::string_view text;
+};
+
+void readValue(const ValueText& source, Formattable& value) {
+  std::string text(source.text);
+  if (source.type == Formattable::kLong) {
+    value.setLong(CCmnStringTool::str2int(text));
+  } else if (source.type == Formattable::kString) {
+    value.setString(CCmnStringTool::str2ustr(text));
+    UErrorCode status = U_ZERO_ERROR;
+    if (value.getString(status).isBogus()) {
+      throw std::bad_alloc();
+    }
+  } else {  // a date comes back as a number, on purpose
+    value.setDouble(CCmnStringTool::str2double(text));
   }
 }
 
@@ -85,8 +146,8 @@ int scanType(std::string_view text) {
 }
 
 // Positions are the plain arithmetic of what the searches give: "not found" plus one is the start.
-std::vector<Formattable> readArguments(std::string_view text) {
-  std::vector<Formattable> arguments;
+std::vector<ValueText> findArguments(std::string_view text) {
+  std::vector<ValueText> arguments;
   // On purpose, this first search finds any character of the set.
   size_t next = text.find_first_of(argumentOpening, text.find('>'));
   while (next != std::string_view::npos) {
@@ -97,9 +158,19 @@ std::vector<Formattable> readArguments(std::string_view text) {
     const std::string_view value = text.substr(0, valueEnd);
     cutAt(text, valueEnd + sizeof argumentClosing - 1);
     next = text.find(argumentOpening);
-    appendValue(arguments, type, value);
+    if (type >= Formattable::kDate && type <= Formattable::kString) {  // others are dropped
+      arguments.push_back({type, value});
+    }
   }
   return arguments;
+}
+
+Values readArguments(const std::vector<ValueText>& texts) {
+  Values values = newValues(texts.size());
+  for (size_t i = 0; i < texts.size(); ++i) {
+    readValue(texts[i], values[i]);
+  }
+  return values;
 }
 
 }  // namespace
@@ -109,23 +180,21 @@ CCmnIcuMessage::CCmnIcuMessage() : CCmnIcuMessage(std::string(), 0) {}
 CCmnIcuMessage::CCmnIcuMessage(const std::string& messageId, int severity,
                                const std::string& fileName, int lineNumber)
     : CCmnMessage(messageId, severity, fileName, lineNumber), m_info{nullptr, 0} {
-  m_arguments.setArray(nullptr, 0);
+  m_arguments.adoptArray(newValues(0).release(), 0);
 }
 
 CCmnIcuMessage::~CCmnIcuMessage() = default;
 
 void CCmnIcuMessage::setArguments(const Formattable* arguments, int count) {
-  // Formattable::setArray frees the old values before it copies the new ones.
-  const std::vector<Formattable> copies(arguments, arguments + count);
-  m_arguments.setArray(copies.data(), count);
+  m_arguments.adoptArray(copiedValues(arguments, count).release(), count);
 }
 
 void CCmnIcuMessage::addArgument(const Formattable& argument) {
   int count = 0;
   const Formattable* const arguments = m_arguments.getArray(count);
-  std::vector<Formattable> copies(arguments, arguments + count);
-  copies.push_back(argument);
-  m_arguments.setArray(copies.data(), count + 1);
+  Values copies = copiedValues(arguments, count);
+  copyValue(argument, copies[static_cast<size_t>(count)]);
+  m_arguments.adoptArray(copies.release(), count + 1);
 }
 
 int CCmnIcuMessage::getArgumentCount() const {
@@ -167,22 +236,38 @@ void CCmnIcuMessage::deserialize(const SCmnMessageInfo* info) {
     return;
   }
   cutAt(text, start);
-  char messageId[bufferSize] = "";
-  Q_sscanf(text.data(), "<SERIALIZED_MESSAGE MSGID=%s SEVERITY=%d>", messageId,
-           static_cast<int>(sizeof messageId), &m_severity, static_cast<int>(sizeof m_severity));
-  m_messageId = messageId;
-  const std::vector<Formattable> arguments = readArguments(text);
-  m_arguments.setArray(arguments.data(), static_cast<int>(arguments.size()));
+  char buffer[bufferSize] = "";
+  int severity = m_severity;
+  Q_sscanf(text.data(), "<SERIALIZED_MESSAGE MSGID=%s SEVERITY=%d>", buffer,
+           static_cast<int>(sizeof buffer), &severity, static_cast<int>(sizeof severity));
+  std::string messageId = buffer;
+  const auto takeHeader = [&] {
+    m_messageId.swap(messageId);
+    m_severity = severity;
+  };
+  try {
+    const std::vector<ValueText> texts = findArguments(text);
+    Values arguments = readArguments(texts);
+    takeHeader();
+    m_arguments.adoptArray(arguments.release(), static_cast<int>(texts.size()));
+  } catch (const std::out_of_range&) {
+    takeHeader();  // on purpose, though the arguments stay
+    throw;
+  }
 }
 
 tstr CCmnIcuMessage::formatMessage(tstr pattern) {
+  const icu::UnicodeString units(whole(pattern).c_str());
   icu::UnicodeString output;
   UErrorCode status = U_ZERO_ERROR;
   int count = 0;
   const Formattable* const arguments = m_arguments.getArray(count);
-  icu::MessageFormat::format(icu::UnicodeString(pattern.c_str()), arguments, count, output, status);
+  icu::MessageFormat::format(units, arguments, count, output, status);
+  if (units.isBogus() || output.isBogus() || status == U_MEMORY_ALLOCATION_ERROR) {
+    throw std::bad_alloc();
+  }
   if (U_FAILURE(status) && output.isEmpty()) {
-    return pattern;
+    return copied(pattern);
   }
   return CCmnStringTool::ustr2tstr(output);
 }
