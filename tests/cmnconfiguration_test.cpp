@@ -1,5 +1,6 @@
 #include "cmnconfiguration.h"
 
+#include "failing_memory.h"
 #include "scratch.h"
 
 #include <ace/Configuration_Import_Export.h>
@@ -7,28 +8,32 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <filesystem>
+#include <memory>
+#include <new>
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
 namespace {
 
-std::optional<int> heapOpenResult;  // what opening a heap reports while it is set
+std::optional<int> heapOpenResult;  // what opening a heap reports, without opening it
 std::vector<size_t> heapOpenSizes;
 
 }  // namespace
 
-// Stands in front of ACE's own: it opens the heap all the same, and reports what a test wants.
+// Stands in front of ACE's own.
 int ACE_Configuration_Heap::open(size_t size) {
   static const auto next = reinterpret_cast<int (*)(ACE_Configuration_Heap*, size_t)>(
       dlsym(RTLD_NEXT, "_ZN22ACE_Configuration_Heap4openEm"));
   heapOpenSizes.push_back(size);
-  const int result = next(this, size);
-  return heapOpenResult.value_or(result);
+  return heapOpenResult ? *heapOpenResult : next(this, size);
 }
 
 namespace {
@@ -36,6 +41,10 @@ namespace {
 using kelp_cmn_4_4::CCmnConfiguration;
 using kelp_cmn_4_4::CCmnError;
 using kelp_cmn_4_4::tstr;
+using kelp_test::Call;
+using kelp_test::failEachAllocation;
+using kelp_test::ScopedFailure;
+using kelp_test::Times;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -204,18 +213,62 @@ TEST_F(Configuration, AHeapThatCannotBeOpenedIsRecordedAndNotThrown) {
   expectError(plainStore, -7, heapFailed, "CCmnConfiguration");
   CCmnConfiguration pathStore(dir().c_str(), "a.conf", false);
   expectError(pathStore, -7, heapFailed, "CCmnConfiguration");
-  EXPECT_EQ(pathStore.exportConfig(), 0) << "the paths are kept all the same";
-  EXPECT_TRUE(exists("a.conf"));
 }
 
-TEST_F(Configuration, TheImportGoesOnAfterTheHeapFailed) {
+TEST_F(Configuration, EveryOperationFailsWithoutAHeap) {
+  write("a.conf", "[S]\n\"K\"=\"v\"\n");
+  CCmnConfiguration whole;
+  ACE_Configuration_Section_Key root = whole.configHeap().root_section();
+  heapOpenResult = -7;
+  CCmnConfiguration store(dir().c_str(), "out.conf", false);
+  heapOpenResult.reset();
+  ACE_Configuration_Section_Key key;
+  tstr value("untouched");
+  unsigned int integer = 77;
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(store.openSection("S", key, 1), -1);
+    EXPECT_EQ(store.openSection(root, "S", key, 0), -1);
+    EXPECT_EQ(store.getStringValue("K", value), -1);
+    EXPECT_EQ(store.setStringValue("K", "v"), -1);
+    EXPECT_EQ(store.getIntegerValue("N", integer), -1);
+    EXPECT_EQ(store.setIntegerValue("N", 1), -1);
+    EXPECT_EQ(store.getStringValue("S", "K", value), -1);
+    EXPECT_EQ(store.getIntegerValue("S", "N", integer), -1);
+    EXPECT_THAT(plain(store.enumerateSections()), IsEmpty());
+    EXPECT_THAT(plain(store.enumerateSections(root)), IsEmpty());
+    EXPECT_EQ(store.exportConfig(), -1);
+    expectError(store, -7, heapFailed, "CCmnConfiguration");
+  }
+  EXPECT_STREQ(value.c_str(), "untouched");
+  EXPECT_EQ(integer, 77U);
+  EXPECT_FALSE(exists("out.conf"));
+  EXPECT_NE(&store.configHeap(), &whole.configHeap());
+}
+
+TEST_F(Configuration, AnImportWithoutAHeapFailsAsOneThatAceRefuses) {
   write("a.conf", "[S]\n\"K\"=\"v\"\n");
   heapOpenResult = -7;
   CCmnConfiguration store(dir().c_str(), "a.conf", true);
-  EXPECT_EQ(text(store, "S", "K"), "v");
-  expectError(store, -7, heapFailed, "CCmnConfiguration");
-  CCmnConfiguration failedTwice(dir().c_str(), "missing.conf", true);
-  expectError(failedTwice, -1, noFile, "importConfig");
+  expectError(store, -1, importFailed, "importConfig");
+  EXPECT_EQ(import(store, "missing.conf"), -1);
+  expectError(store, -1, noFile, "importConfig");
+  EXPECT_EQ(import(store, "a.conf"), -1);
+  expectError(store, -1, importFailed, "importConfig");
+  EXPECT_EQ(store.exportConfig(), -1);
+  EXPECT_EQ(read("a.conf"), "[S]\n\"K\"=\"v\"\n");
+}
+
+TEST_F(Configuration, AStoreWithoutAHeapDoesNotDisturbOthers) {
+  heapOpenResult = -7;
+  auto first = std::make_unique<CCmnConfiguration>();
+  CCmnConfiguration second;
+  heapOpenResult.reset();
+  CCmnConfiguration whole;
+  first.reset();
+  ACE_Configuration_Section_Key key;
+  EXPECT_EQ(second.openSection("S", key, 1), -1);
+  EXPECT_EQ(whole.openSection("S", key, 1), 0);
+  EXPECT_EQ(whole.setStringValue("K", "v"), 0);
 }
 
 // --- importConfig
@@ -395,6 +448,167 @@ TEST_F(Configuration, ALineEndInsideAValueBreaksTheExportedFile) {
   CCmnConfiguration again;
   import(again, "a.conf");
   EXPECT_NE(text(again, "S", "K"), "one\ntwo");
+}
+
+// --- Files that ACE must not see
+
+TEST_F(Configuration, AFileWithAZeroByteIsRefusedWhereverItStands) {
+  const std::string zero(1, '\0');
+  const std::string section = "[S]\n\"K\"=\"v\"\n";
+  std::string wide;
+  for (const char byte : section) {
+    wide += byte + zero;
+  }
+  const std::string comment = "; " + std::string(100000, 'x') + "\n";
+  for (const std::string& content : {
+           zero,
+           zero + section,
+           "[" + zero + "S]\n" + section,
+           section + "\"L\"=\"" + zero + "w\"\n",
+           section + zero,
+           "\xff\xfe" + wide,
+           section + comment + zero,
+           comment + comment + section + zero + "\n" + section,
+           section + std::string(40, '\0') + "\n",
+       }) {
+    SCOPED_TRACE(content.size());
+    CCmnConfiguration store;
+    ASSERT_EQ(load(store, "[Old]\n\"K\"=\"old\"\n"), 0);
+    EXPECT_EQ(load(store, content), -1);
+    expectError(store, -1, importFailed, "importConfig");
+    EXPECT_EQ(text(store, "Old", "K"), "old");
+    EXPECT_THAT(plain(store.enumerateSections(store.configHeap().root_section())),
+                ElementsAre("Old"));
+    ASSERT_EQ(load(store, section), 0);
+    EXPECT_EQ(text(store, "S", "K"), "v");
+  }
+}
+
+// Some of these once made ACE's reader double its buffer for every line, or look as if they might.
+TEST_F(Configuration, AnyOtherFileHasTheResultOfACE) {
+  const auto many = [](const char* piece, int times) {
+    std::string content;
+    for (int i = 0; i < times; ++i) {
+      content += piece;
+    }
+    return content;
+  };
+  const std::string ends[] = {"", "\n"};
+  for (const std::string& content : {
+           std::string(),
+           many("[", 1 << 20),
+           many("[", 1 << 20) + "]",
+           many("[]", 1 << 10),
+           many("\"", 1 << 20),
+           many("\xff", 1 << 20),
+           many("a", 4095),
+           many("a", 4096),
+           many("\n", 10000),
+           many("[S]\r\"K\"=\"v\"\r", 10000),
+           "[S]\n\"K\"=\"" + many("v", 1 << 20) + "\"",
+           "[S]\n\"K\"=hex:" + many("0", 10000),
+           "[S]\n\"K\"=dword:" + many("f", 10000),
+           "[" + many("a\\", 300) + "]",
+           std::string("[S]\n\"\"=\"v\""),
+           std::string("[S]\n\"K\""),
+           std::string("[S]\nK=\"v\""),
+       }) {
+    for (const std::string& end : ends) {
+      SCOPED_TRACE(content.substr(0, 20) + " with " + std::to_string(content.size() + end.size()));
+      write("odd.conf", content + end);
+      CCmnConfiguration probe;
+      ACE_Registry_ImpExp registry(probe.configHeap());
+      const int expected = registry.import_config((dir() + "odd.conf").c_str());
+      CCmnConfiguration store;
+      EXPECT_EQ(import(store, "odd.conf"), expected);
+      EXPECT_EQ(plain(store.enumerateSections(store.configHeap().root_section())),
+                plain(probe.enumerateSections(probe.configHeap().root_section())));
+    }
+  }
+}
+
+TEST_F(Configuration, APipeIsReadOnce) {
+  const std::string path = dir() + "pipe";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  std::thread writer([&path] { kelp_test::writeFile(path, "[S]\n\"K\"=\"v\"\n"); });
+  CCmnConfiguration store;
+  EXPECT_EQ(import(store, "pipe"), 0);
+  writer.join();
+  EXPECT_EQ(text(store, "S", "K"), "v");
+}
+
+// --- Memory that runs out
+
+// A text as it is after its own copying found no memory.
+tstr brokenText() {
+  const ScopedFailure failure(Call::nothrowNew, ENOMEM, 1, Times::onwards);
+  return tstr("text");
+}
+
+TEST_F(Configuration, AFileIsNamedWholeOrNotAtAllWithoutMemory) {
+  CCmnConfiguration store;
+  const std::string other = dir() + "a directory that is not there, and has a long name/";
+  failEachAllocation([&] { store.importConfig(dir().c_str(), "old.conf"); },
+                     [&] { store.importConfig(other.c_str(), "a.conf"); },
+                     [&](bool threw) {
+                       const int exported = store.exportConfig();
+                       EXPECT_EQ(exported == 0, exists("old.conf"));
+                       EXPECT_TRUE(threw || exported != 0);
+                       std::filesystem::remove(dir() + "old.conf");
+                     });
+}
+
+TEST_F(Configuration, AnErrorIsRecordedWholeOrNotAtAllWithoutMemory) {
+  CCmnConfiguration store;
+  failEachAllocation(
+      [&] { store.importConfig("", ""); }, [&] { import(store, "missing.conf"); },
+      [&](bool threw) { expectError(store, -1, threw ? noDirectory : noFile, "importConfig"); });
+}
+
+TEST_F(Configuration, ATextIsReadWholeOrNotAtAllWithoutMemory) {
+  CCmnConfiguration store;
+  ASSERT_EQ(load(store, "[S]\n\"K\"=\"a value\"\n\"Empty\"=\"\"\n"), 0);
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 0), 0);
+  tstr value;
+  int rc = 0;
+  failEachAllocation(
+      [&] {
+        value = "old";
+        rc = -1;
+      },
+      [&] { rc = store.getStringValue("K", value); },
+      [&](bool threw) { EXPECT_STREQ(value.c_str(), threw || rc != 0 ? "old" : "a value"); });
+  errno = ENOMEM;
+  EXPECT_EQ(store.getStringValue("Empty", value), 0) << "an errno of before says nothing";
+  EXPECT_STREQ(value.c_str(), "");
+}
+
+TEST_F(Configuration, ATextForWhichItsMakerHadNoMemoryIsNotSet) {
+  CCmnConfiguration store;
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  ASSERT_EQ(store.setStringValue("K", "old"), 0);
+  const tstr broken = brokenText();
+  ASSERT_EQ(broken.c_str(), nullptr);
+  EXPECT_THROW(store.setStringValue("K", broken), std::bad_alloc);
+  EXPECT_EQ(text(store, "S", "K"), "old");
+}
+
+TEST_F(Configuration, NamesAreEnumeratedWholeOrNotAtAllWithoutMemory) {
+  CCmnConfiguration store;
+  ASSERT_EQ(load(store, "[first section]\n[second section]\n"), 0);
+  const ACE_Configuration_Section_Key root = store.configHeap().root_section();
+  const std::vector<std::string> all = plain(store.enumerateSections(root));
+  ASSERT_EQ(all.size(), 2U);
+  std::vector<tstr> names;
+  failEachAllocation([&] { names.clear(); }, [&] { names = store.enumerateSections(root); },
+                     [&](bool) {
+                       ASSERT_LE(names.size(), 2U);
+                       for (size_t i = 0; i < names.size(); ++i) {
+                         EXPECT_STREQ(names[i].c_str(), all[i].c_str());
+                       }
+                     });
 }
 
 // --- exportConfig

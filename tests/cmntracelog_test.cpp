@@ -514,6 +514,24 @@ struct EchoRow {
   std::string after;
 };
 
+// As a file is that was saved as UTF-16, or cut off by a crash of the machine.
+TEST_F(TraceLog, AConfigurationWithAZeroByteIsReplacedByTheDefaults) {
+  const std::string section = "[DEBUG_TRACE_INFO]\n\"TRACELEVEL\"=dword:00000009\n";
+  std::string wide;
+  for (const char byte : section) {
+    wide += byte;
+    wide += '\0';
+  }
+  for (const std::string& content : {wide, section + std::string(40, '\0') + "\n" + section}) {
+    configure(content);
+    CCmnTraceLog log;
+    EXPECT_EQ(captured([&log] { log.initialize("vault", "", "", 1, false); }), "");
+    EXPECT_TRUE(log.isInitialized());
+    EXPECT_EQ(configured().at("TRACELEVEL"), "dword:00000001");
+    EXPECT_EQ(configured().size(), 4U);
+  }
+}
+
 TEST_F(TraceLog, TheEchoIsOnWhenEitherTheCallerOrTheFileWantsIt) {
   const EchoRow rows[] = {
       {"missing, not asked", "", false, false, dword(0)},

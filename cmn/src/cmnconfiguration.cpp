@@ -1,13 +1,25 @@
 #include "cmnconfiguration.h"
 
+#include "cmnacestring.h"
+#include "cmnfile.h"
 #include "cmnpathtool.h"
 
 #include <ace/Configuration_Import_Export.h>
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <new>
 
 namespace kelp_cmn_4_4 {
 namespace {
 
 constexpr size_t sectionMapSize = 16;
+constexpr int refused = -1;
 
 const char* orEmpty(const char* text) { return text == nullptr ? "" : text; }
 
@@ -15,11 +27,71 @@ CCmnError failure(int code, const char* message, const char* function, int line)
   return {code, message, __FILE__, line, function};
 }
 
+// What stands for the current section of a store without a heap, for as long as the store lives:
+// ACE does not check whether its heap is open.
+class NoHeap : public ACE_Section_Key_Internal {
+ public:
+  int add_ref() override { return 1; }
+  int dec_ref() override { return 1; }
+};
+
+ACE_Configuration_Section_Key noHeap() {
+  // Never destroyed, because a store of a host may outlive any static object.
+  alignas(NoHeap) static unsigned char memory[sizeof(NoHeap)];
+  static NoHeap* const key = new (memory) NoHeap;
+  return ACE_Configuration_Section_Key(key);
+}
+
+// Reaches the one function of ACE's that tells keys apart.
+class KeyReader : public ACE_Configuration_Heap {
+ public:
+  static bool isNoHeap(ACE_Configuration& heap, const ACE_Configuration_Section_Key& key) {
+    return dynamic_cast<NoHeap*>((heap.*&KeyReader::get_internal_key)(key)) != nullptr;
+  }
+};
+
+void nameFile(const char* dir, const char* file, tstr& configDir, tstr& configFile,
+              tstr& configPath) {
+  tstr newDir = copied(orEmpty(dir));
+  tstr newFile = copied(orEmpty(file));
+  tstr newPath = joined(newDir, newFile);
+  configDir.swap(newDir);
+  configFile.swap(newFile);
+  configPath.swap(newPath);
+}
+
+// ACE looks for a line's end behind a zero byte: it would crash, take gigabytes or lose section
+// lines. What is no file, such as a pipe, cannot be read twice.
+bool holdsZeroByte(const char* path) {
+  struct stat status {};
+  if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) {
+    return false;
+  }
+  const File file(std::fopen(path, "r"));
+  char buffer[BUFSIZ];
+  while (file) {
+    const size_t count = std::fread(buffer, 1, sizeof buffer, file.get());
+    if (count == 0 || std::memchr(buffer, '\0', count) != nullptr) {
+      return count != 0;
+    }
+  }
+  return false;
+}
+
+int importFile(ACE_Configuration_Heap& heap, const char* path) {
+  if (holdsZeroByte(path)) {
+    return refused;
+  }
+  ACE_Registry_ImpExp registry(heap);
+  return registry.import_config(path);
+}
+
 }  // namespace
 
 CCmnConfiguration::CCmnConfiguration() {
   const int rc = m_heap.open(sectionMapSize);
   if (rc != 0) {
+    m_currentSection = noHeap();
     m_lastError = failure(rc, "Failed to open configuration heap", "CCmnConfiguration", __LINE__);
   }
 }
@@ -29,9 +101,7 @@ CCmnConfiguration::CCmnConfiguration(const char* dir, const char* file, bool imp
   if (import) {
     importConfig(dir, file);
   } else {
-    m_configDir = orEmpty(dir);
-    m_configFile = orEmpty(file);
-    m_configPath = m_configDir + m_configFile;
+    nameFile(dir, file, m_configDir, m_configFile, m_configPath);
   }
 }
 
@@ -40,9 +110,7 @@ CCmnConfiguration::~CCmnConfiguration() = default;
 ACE_Configuration_Heap& CCmnConfiguration::configHeap() { return m_heap; }
 
 int CCmnConfiguration::importConfig(const char* dir, const char* file) {
-  m_configDir = orEmpty(dir);
-  m_configFile = orEmpty(file);
-  m_configPath = m_configDir + m_configFile;
+  nameFile(dir, file, m_configDir, m_configFile, m_configPath);
   int rc = CCmnPathTool::verify(m_configDir.c_str());
   if (rc != 0) {
     m_lastError = failure(rc, "Configuration path verification failed", "importConfig", __LINE__);
@@ -54,8 +122,8 @@ int CCmnConfiguration::importConfig(const char* dir, const char* file) {
                           "importConfig", __LINE__);
     return rc;
   }
-  ACE_Registry_ImpExp registry(m_heap);
-  rc = registry.import_config(m_configPath.c_str());
+  rc = KeyReader::isNoHeap(m_heap, m_currentSection) ? refused
+                                                     : importFile(m_heap, m_configPath.c_str());
   if (rc != 0) {
     m_lastError = failure(rc, "Import of configuration file failed.", "importConfig", __LINE__);
   }
@@ -63,12 +131,18 @@ int CCmnConfiguration::importConfig(const char* dir, const char* file) {
 }
 
 int CCmnConfiguration::exportConfig() {
+  if (KeyReader::isNoHeap(m_heap, m_currentSection)) {
+    return refused;
+  }
   ACE_Registry_ImpExp registry(m_heap);
   return registry.export_config(m_configPath.c_str());
 }
 
 int CCmnConfiguration::openSection(const ACE_Configuration_Section_Key& base, const char* name,
                                    ACE_Configuration_Section_Key& result, int create) {
+  if (KeyReader::isNoHeap(m_heap, m_currentSection)) {
+    return refused;
+  }
   const int rc = m_heap.open_section(base, name, create != 0, result);
   if (rc == 0) {
     m_currentSection = result;
@@ -82,11 +156,21 @@ int CCmnConfiguration::openSection(const char* name, ACE_Configuration_Section_K
 }
 
 int CCmnConfiguration::getStringValue(const char* name, tstr& value) {
-  return m_heap.get_string_value(m_currentSection, name, value);
+  tstr text;
+  errno = 0;
+  const int rc = m_heap.get_string_value(m_currentSection, name, text);
+  if (rc == 0) {
+    // The one sign by which ACE tells a lack of memory from an empty text.
+    if (text.is_empty() && errno == ENOMEM) {
+      throw std::bad_alloc();
+    }
+    assign(value, text);
+  }
+  return rc;
 }
 
 int CCmnConfiguration::setStringValue(const char* name, const tstr& value) {
-  return m_heap.set_string_value(m_currentSection, name, value);
+  return m_heap.set_string_value(m_currentSection, name, whole(value));
 }
 
 int CCmnConfiguration::getIntegerValue(const char* name, unsigned int& value) {
@@ -111,9 +195,17 @@ int CCmnConfiguration::getIntegerValue(const char* section, const char* name, un
 
 std::vector<tstr> CCmnConfiguration::enumerateSections(const ACE_Configuration_Section_Key& key) {
   std::vector<tstr> names;
+  if (KeyReader::isNoHeap(m_heap, m_currentSection)) {
+    return names;
+  }
   tstr name;
   for (int index = 0; m_heap.enumerate_sections(key, index, name) == 0; ++index) {
     names.push_back(name);
+    name.clear();
+  }
+  // No section's name is empty, but one is that there was no memory for.
+  if (std::any_of(names.begin(), names.end(), std::mem_fn(&tstr::is_empty))) {
+    throw std::bad_alloc();
   }
   return names;
 }
