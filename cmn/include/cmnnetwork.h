@@ -66,8 +66,7 @@ class KELP_CMN_API CCmnNetwork {
    * @param list  as above
    * @return a line for each node, without "foundName" where the address has no numeric text:
    * @code{.unparsed}
-   * ai_family = 2,ai_socktype = 1,ai_protocol = 6,ai_canonname = ,ai_addrlen = 16,foundName
-   * = 10.0.0.1,
+   * ai_family = 10,ai_socktype = 1,ai_protocol = 6,ai_canonname = ,ai_addrlen = 28,foundName = ::1,
    * @endcode
    */
   static std::vector<std::string> addrinfoBlob(addrinfo* list);
