@@ -107,7 +107,12 @@ std::wstring CCmnStringTool::str2wstr(const std::string& text) {
     return std::wstring();
   }
   const MallocBuffer<wchar_t> buffer = mallocBuffer<wchar_t>(count + 1);
-  std::mbstowcs(buffer.get(), text.c_str(), count + 1);
+  // In some encodings a text that ends inside a character is counted without an error, and then not
+  // terminated.
+  buffer[count] = L'#';
+  if (std::mbstowcs(buffer.get(), text.c_str(), count + 1) != count || buffer[count] != L'\0') {
+    return std::wstring();
+  }
   return std::wstring(buffer.get());
 }
 
@@ -120,12 +125,12 @@ std::string CCmnStringTool::wstr2str(const std::wstring& text) {
   // Two bytes per character, on purpose: this bounds the result.
   const size_t budget = 2 * text.length() + 2;
   const MallocBuffer<char> buffer = mallocBuffer<char>(budget);
-  // On an error nobody says how much was written, and a used-up budget leaves no terminator.
   memset(buffer.get(), 0, budget);
-  if (std::wcstombs(buffer.get(), text.c_str(), budget) == 0) {
-    return std::string();
-  }
-  return std::string(buffer.get(), strnlen(buffer.get(), budget));
+  const size_t length = std::wcstombs(buffer.get(), text.c_str(), budget);
+  // On an error nobody says how much was written. Otherwise some encodings put the beginning of a
+  // character behind the last that fitted.
+  const bool failed = length == static_cast<size_t>(-1);
+  return std::string(buffer.get(), failed ? strnlen(buffer.get(), budget) : length);
 }
 
 std::string CCmnStringTool::wcs2mbs(const std::wstring& text) { return wstr2str(text); }

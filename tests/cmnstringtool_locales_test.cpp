@@ -1,0 +1,244 @@
+#include "charset_locale.h"
+#include "cmnstringtool.h"
+
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <random>
+#include <string>
+#include <vector>
+
+#ifdef __SANITIZE_ADDRESS__
+extern "C" void* __interceptor_malloc(size_t size);
+#else
+extern "C" void* __libc_malloc(size_t size);
+#endif
+
+namespace {
+int freshByte = -1;  // what a block from malloc is full of; whatever was there where it is negative
+}
+
+// The first calls come before the sanitizer is ready to check anything.
+extern "C" __attribute__((no_sanitize("address", "undefined"))) void* malloc(size_t size) noexcept {
+#ifdef __SANITIZE_ADDRESS__
+  void* const block = __interceptor_malloc(size);
+#else
+  void* const block = __libc_malloc(size);
+#endif
+  if (freshByte >= 0 && block != nullptr) {
+    std::memset(block, freshByte, size);
+  }
+  return block;
+}
+
+namespace {
+
+using kelp_cmn_4_4::CCmnStringTool;
+using kelp_test::CharsetLocale;
+
+struct Charset {
+  const char* name;
+  int longestCharacter;
+  const char* sample;
+  wchar_t character;
+};
+
+void PrintTo(const Charset& charset, std::ostream* out) { *out << charset.name; }
+
+// All multibyte encodings for which the platform has a character map.
+constexpr Charset charsets[] = {
+    {"BIG5", 2, "\xa4\xa4", 0x4e2d},          {"BIG5-HKSCS", 2, "\xa4\xa4", 0x4e2d},
+    {"CP949", 2, "\xb0\xa1", 0xac00},         {"EUC-JISX0213", 3, "\xa4\xa2", 0x3042},
+    {"EUC-JP", 3, "\xa4\xa2", 0x3042},        {"EUC-JP-MS", 3, "\xa4\xa2", 0x3042},
+    {"EUC-KR", 2, "\xb0\xa1", 0xac00},        {"EUC-TW", 4, "\x8e\xa2\xa1\xa1", 0x4e42},
+    {"GB18030", 4, "\x81\x30\x81\x30", 0x80}, {"GB2312", 2, "\xd6\xd0", 0x4e2d},
+    {"GBK", 2, "\xd6\xd0", 0x4e2d},           {"JOHAB", 2, "\x88\x61", 0xac00},
+    {"SHIFT_JIS", 2, "\x82\xa0", 0x3042},     {"SHIFT_JISX0213", 2, "\x82\xa0", 0x3042},
+    {"TCVN5712-1", 2, "\xb8", 0xe1},          {"UTF-8", 6, "\xe2\x82\xac", 0x20ac},
+    {"WINDOWS-31J", 2, "\x82\xa0", 0x3042}};
+
+std::wstring plainlyDecoded(const std::string& text) {
+  std::wstring result;
+  std::mbstate_t state{};
+  const char* next = text.c_str();
+  const char* const end = next + std::strlen(next) + 1;
+  while (true) {
+    wchar_t c = 0;
+    const size_t length = std::mbrtowc(&c, next, static_cast<size_t>(end - next), &state);
+    if (length == static_cast<size_t>(-1) || length == static_cast<size_t>(-2)) {
+      return std::wstring();
+    }
+    if (length == 0 && c == 0) {
+      return result;
+    }
+    result += c;
+    next += length;
+    if (length == 0) {  // the second of two that one sequence stands for; some converters keep it
+      state = std::mbstate_t{};
+    }
+  }
+}
+
+std::string plainlyEncoded(const std::wstring& text) {
+  const size_t budget = 2 * text.length() + 2;
+  std::string result;
+  std::mbstate_t state{};
+  char bytes[MB_LEN_MAX];
+  for (const wchar_t c : text) {
+    const size_t length = std::wcrtomb(bytes, c, &state);
+    if (length == static_cast<size_t>(-1) || result.size() + length > budget) {
+      break;
+    }
+    result.append(bytes, length);
+  }
+  // Some converters hold a character back until they see that nothing combines with it.
+  const size_t rest = std::wcrtomb(bytes, L'\0', &state) - 1;
+  return result.size() + rest > budget ? result : result.append(bytes, rest);
+}
+
+// Characters that the locale has, and any others; never 0.
+class Characters {
+ public:
+  explicit Characters(std::mt19937& random) : random_(random) {
+    for (wchar_t c = 0x80; c < 0x30000; c += static_cast<wchar_t>(1 + random() % 7)) {
+      char bytes[MB_LEN_MAX];
+      std::mbstate_t state{};
+      if (std::wcrtomb(bytes, c, &state) != static_cast<size_t>(-1)) {
+        known_.push_back(c);
+      }
+    }
+  }
+
+  wchar_t next(unsigned int othersInAHundred) {
+    if (random_() % 100 < othersInAHundred) {
+      return static_cast<wchar_t>(1 + random_() % 0x110000);
+    }
+    return random_() % 4 == 0 ? static_cast<wchar_t>(1 + random_() % 0x7f)
+                              : known_[random_() % known_.size()];
+  }
+
+ private:
+  std::mt19937& random_;
+  std::vector<wchar_t> known_;
+};
+
+class MultibyteLocale : public testing::TestWithParam<Charset> {
+ protected:
+  void SetUp() override {
+    if (!locale_.converts(GetParam().sample, GetParam().character)) {
+      GTEST_SKIP() << "localedef and the platform's converters give no locale of "
+                   << GetParam().name;
+    }
+  }
+
+  void checkDecoding(const std::string& text) {
+    const std::wstring result = CCmnStringTool::str2wstr(text);
+    ASSERT_TRUE(result == plainlyDecoded(text))
+        << testing::PrintToString(text) << " gave " << testing::PrintToString(result);
+  }
+
+  void checkEncoding(const std::wstring& text) {
+    const std::string result = CCmnStringTool::wstr2str(text);
+    ASSERT_TRUE(result == plainlyEncoded(text))
+        << testing::PrintToString(text) << " gave " << testing::PrintToString(result);
+  }
+
+ private:
+  CharsetLocale locale_{GetParam().name, GetParam().longestCharacter};
+};
+
+std::string nameOf(const testing::TestParamInfo<Charset>& info) {
+  std::string name = info.param.name;
+  for (char& c : name) {
+    c = std::isalnum(static_cast<unsigned char>(c)) != 0 ? c : '_';
+  }
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, MultibyteLocale, testing::ValuesIn(charsets), nameOf);
+
+TEST_P(MultibyteLocale, DecodesEveryTextOfTwoBytesAsCharacterByCharacter) {
+  for (int first = 1; first < 256; ++first) {
+    for (int second = 0; second < 256; ++second) {
+      const char bytes[] = {static_cast<char>(first), static_cast<char>(second), '\0'};
+      ASSERT_NO_FATAL_FAILURE(checkDecoding(bytes));
+    }
+  }
+}
+
+TEST_P(MultibyteLocale, DecodesValidCutAndDamagedTextsAsCharacterByCharacter) {
+  const unsigned int seed = 20;
+  std::mt19937 random(seed);
+  Characters characters(random);
+  for (int round = 0; round < 6000; ++round) {
+    std::wstring wide;
+    for (size_t length = random() % (round % 20 == 0 ? 200 : 8); length > 0; --length) {
+      wide += characters.next(0);
+    }
+    std::string text = plainlyEncoded(wide);
+    ASSERT_NO_FATAL_FAILURE(checkDecoding(text)) << seed;
+    if (!text.empty()) {
+      text.resize(random() % text.size() + 1);
+      ASSERT_NO_FATAL_FAILURE(checkDecoding(text)) << seed;
+      text[random() % text.size()] = static_cast<char>(1 + random() % 255);
+      ASSERT_NO_FATAL_FAILURE(checkDecoding(text)) << seed;
+    }
+  }
+}
+
+TEST_P(MultibyteLocale, EncodesEveryCharacterAsByItself) {
+  for (wchar_t c = 1; c < 0x30000; ++c) {
+    // The converter writes two bytes for this one before it refuses it, and what is written stays.
+    if (c != 0x327e || GetParam().name != std::string("CP949")) {
+      ASSERT_NO_FATAL_FAILURE(checkEncoding(std::wstring(1, c)));
+    }
+  }
+}
+
+TEST_P(MultibyteLocale, EncodesTextsAsCharacterByCharacterUpToTheBudget) {
+  const unsigned int seed = 21;
+  std::mt19937 random(seed);
+  Characters characters(random);
+  for (int round = 0; round < 6000; ++round) {
+    std::wstring text;
+    for (size_t length = random() % (round % 20 == 0 ? 200 : 12); length > 0; --length) {
+      text += characters.next(round % 2 == 0 ? 0 : 3);
+    }
+    ASSERT_NO_FATAL_FAILURE(checkEncoding(text)) << seed;
+  }
+}
+
+// The platform counts such a text without an error, but writes no terminator.
+void expectNothingOf(const Charset& charset, const std::vector<std::string>& texts) {
+  const CharsetLocale locale(charset.name, charset.longestCharacter);
+  if (!locale.converts(charset.sample, charset.character)) {
+    GTEST_SKIP() << "localedef and the platform's converters give no locale of " << charset.name;
+  }
+  for (const std::string& text : texts) {
+    for (const int byte : {0x00, 0x01, 0xa5}) {
+      freshByte = byte;
+      const std::wstring result = CCmnStringTool::str2wstr(text);
+      freshByte = -1;
+      EXPECT_TRUE(result.empty()) << testing::PrintToString(text) << " gave "
+                                  << testing::PrintToString(result) << " over bytes " << byte;
+    }
+  }
+}
+
+TEST(Str2wstr, GivesNothingForATextThatEndsInsideACharacterOfGb18030) {
+  expectNothingOf({"GB18030", 4, "\x81\x30\x81\x30", 0x80},
+                  {"\x81", "\x81\x31", "\x81\x31\x81", "a\x81\x31", "ab\x84\x31\xa4",
+                   std::string(200, 'x') + "\x81\x31"});
+}
+
+TEST(Str2wstr, GivesNothingForATextThatEndsInsideACharacterOfEucTw) {
+  expectNothingOf(
+      {"EUC-TW", 4, "\x8e\xa2\xa1\xa1", 0x4e42},
+      {"\x8e", "\x8e\xa3", "\x8e\xa2\xa1", "a\x8e\xa3", std::string(200, 'x') + "\x8e\xa3"});
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+// A locale of any encoding that the platform can convert.
+#pragma once
+
+#include "scratch.h"
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+namespace kelp_test {
+
+// Made and set (LC_CTYPE) for as long as a test needs it. Its character map names ASCII only,
+// because a whole one takes localedef up to 12 seconds; what converts is the platform's converter
+// of that name.
+class CharsetLocale {
+ public:
+  CharsetLocale(const std::string& charset, int longestCharacter) {
+    writeFile(scratch_.path() + "source", "LC_CTYPE\nEND LC_CTYPE\n");
+    writeFile(scratch_.path() + "charmap", asciiMap(charset, longestCharacter));
+    const std::string command =
+        "cd " + scratch_.path() + " && localedef -c -i source -f ./charmap ./made";
+    // It warns about the missing categories, and its status says so: only setlocale tells.
+    [[maybe_unused]] const int status = std::system((command + " >/dev/null 2>&1").c_str());
+    setenv("LOCPATH", scratch_.path().c_str(), 1);
+    isSet_ = setlocale(LC_CTYPE, "made") != nullptr;
+  }
+  ~CharsetLocale() {
+    setlocale(LC_CTYPE, "C");
+    unsetenv("LOCPATH");
+  }
+  CharsetLocale(const CharsetLocale&) = delete;
+  CharsetLocale& operator=(const CharsetLocale&) = delete;
+
+  // Whether the locale is there, and its converter, which shows at a character of several bytes.
+  bool converts(const char* sample, wchar_t character) const {
+    wchar_t converted[2] = {};
+    return isSet_ && std::mbstowcs(converted, sample, 2) == 1 && converted[0] == character;
+  }
+
+ private:
+  static std::string asciiMap(const std::string& charset, int longestCharacter) {
+    std::string map = "<code_set_name> " + charset + "\n<comment_char> %\n<escape_char> /\n" +
+                      "<mb_cur_min> 1\n<mb_cur_max> " + std::to_string(longestCharacter) +
+                      "\nCHARMAP\n";
+    for (unsigned int c = 0; c < 0x80; ++c) {
+      char line[32];
+      std::snprintf(line, sizeof line, "<U%04X> /x%02x\n", c, c);
+      map += line;
+    }
+    return map + "END CHARMAP\n";
+  }
+
+  ScratchDirectory scratch_;
+  bool isSet_ = false;
+};
+
+}  // namespace kelp_test
