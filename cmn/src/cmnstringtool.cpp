@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <cstdlib>
 #include <cwchar>
 #include <cwctype>
@@ -140,7 +141,13 @@ std::wstring CCmnStringTool::str2wstr(const std::wstring& text) { return text; }
 
 std::string CCmnStringTool::wstr2str(const std::string& text) { return text; }
 
-tstr CCmnStringTool::str2tstr(const std::string& text) { return tstr(text.c_str()); }
+tstr CCmnStringTool::str2tstr(const std::string& text) {
+  tstr result(text.c_str());
+  if (result.c_str() == nullptr) {  // ACE's way to say that it could not allocate
+    throw std::bad_alloc();
+  }
+  return result;
+}
 
 std::string CCmnStringTool::tstr2str(const tstr& text) { return text.c_str(); }
 
@@ -149,6 +156,10 @@ std::wstring CCmnStringTool::tstr2wstr(const tstr& text) { return str2wstr(tstr2
 tstr CCmnStringTool::wstr2tstr(const std::wstring& text) { return str2tstr(wstr2str(text)); }
 
 icu::UnicodeString CCmnStringTool::str2ustr(std::string& text) {
+  // ICU counts in an int32_t, and the terminator counts, too.
+  if (strnlen(text.c_str(), INT32_MAX) == INT32_MAX) {
+    return icu::UnicodeString();
+  }
   UErrorCode error = U_ZERO_ERROR;
   int32_t length = 0;
   u_strFromUTF8(nullptr, 0, &length, text.c_str(), -1, &error);
@@ -159,16 +170,33 @@ icu::UnicodeString CCmnStringTool::str2ustr(std::string& text) {
   const std::unique_ptr<UChar[]> buffer(new UChar[static_cast<size_t>(capacity)]);
   error = U_ZERO_ERROR;
   u_strFromUTF8(buffer.get(), capacity, &length, text.c_str(), -1, &error);
-  return U_SUCCESS(error) ? icu::UnicodeString(buffer.get()) : icu::UnicodeString();
+  if (U_FAILURE(error)) {
+    return icu::UnicodeString();
+  }
+  icu::UnicodeString result(buffer.get());
+  if (result.isBogus()) {  // ICU's way to say that it could not allocate
+    throw std::bad_alloc();
+  }
+  return result;
 }
 
 std::string CCmnStringTool::ustr2str(icu::UnicodeString& text) {
-  UErrorCode error = U_ZERO_ERROR;
-  const UChar* units = text.getTerminatedBuffer();
   const int32_t unitCount = text.length();
+  if (text.isBogus() || unitCount == INT32_MAX) {  // ICU does not terminate as many
+    return std::string();
+  }
+  // ICU drops the text of a string that it cannot terminate for lack of memory: so of a copy's.
+  icu::UnicodeString copy;
+  copy.fastCopyFrom(text);
+  const UChar* units = copy.getTerminatedBuffer();
+  if (units == nullptr) {
+    throw std::bad_alloc();
+  }
+  UErrorCode error = U_ZERO_ERROR;
   int32_t length = 0;
   u_strToUTF8(nullptr, 0, &length, units, unitCount, &error);
-  if (length < 1) {
+  // Every unit takes a byte or more, so fewer bytes are a count that has passed INT32_MAX.
+  if (length < 1 || length < unitCount || length == INT32_MAX) {
     return std::string();
   }
   const int32_t capacity = length + 1;
@@ -422,7 +450,8 @@ std::wstring CCmnStringTool::binary2wstr(unsigned char* data, int count) {
 }
 
 int CCmnStringTool::str2binary(unsigned char* out, int* size, const std::string& hex) {
-  if (*size < static_cast<int>(hex.length() / 2)) {
+  // As long, which is wide enough: as int, half of 4 GiB is negative.
+  if (*size < static_cast<long>(hex.length() / 2)) {
     return -1;
   }
   int count = 0;
