@@ -1124,6 +1124,14 @@ TEST(Trim, TakesAMillionCharacters) {
   EXPECT_EQ(Tool::trim(blanks), "");
 }
 
+TEST(Trim, TakesASetAsLongAsTheText) {
+  const std::string text(1 << 22, 'a');
+  const std::string set = std::string(text.size(), 'b') + "a";  // one by one: 10^13 comparisons
+  EXPECT_EQ(Tool::ltrim(text, set.c_str()), "");
+  EXPECT_EQ(Tool::rtrim(text, set.c_str()), "");
+  EXPECT_EQ(Tool::trim(text + "c" + text, set.c_str()), "c");
+}
+
 // ---- find ---------------------------------------------------------------------------------------
 
 struct Found {
@@ -1204,6 +1212,51 @@ TEST(Find, FindsAnEmptyPatternEverywhere) {
 TEST(Find, LooksBeyondZeroBytes) {
   EXPECT_EQ(findIn({whole("a\0b")}, "b", 0), (Found{2, 0}));
   EXPECT_EQ(findIn({whole("a\0b ")}, "b", 0, true), (Found{2, 0}));
+}
+
+Found slowFind(const std::string& text, const std::string& pattern, bool trimRight) {
+  const std::string searched = trimRight ? slowRtrim(text, " \n\t\r") : text;
+  for (size_t i = 0; i + pattern.size() <= searched.size(); ++i) {
+    if (searched.compare(i, pattern.size(), pattern) == 0) {
+      return {i, 0};
+    }
+  }
+  return {nowhere, 1};
+}
+
+TEST(Find, AgreesWithTheSlowFormOnAllShortTexts) {
+  const std::vector<std::string> patterns = allTexts("ab ", 3);
+  for (const std::string& text : allTexts(whole("ab \0"), 5)) {
+    for (const std::string& pattern : patterns) {
+      for (const bool trimRight : {false, true}) {
+        ASSERT_EQ(findIn({text}, pattern.c_str(), 0, trimRight), slowFind(text, pattern, trimRight))
+            << shown(text) << " for " << shown(pattern) << (trimRight ? " trimmed" : "");
+      }
+    }
+  }
+}
+
+TEST(Find, TakesALongPatternThatAlmostMatchesEverywhere) {
+  const std::string half(1 << 22, 'a');
+  const std::vector<std::string> list{half + half + "  "};
+  // From every place anew: 10^13 comparisons.
+  EXPECT_EQ(findIn(list, (half + "b").c_str(), 0), (Found{nowhere, 1}));
+  EXPECT_EQ(findIn(list, ("b" + half).c_str(), 0, true), (Found{nowhere, 1}));
+  EXPECT_EQ(findIn(list, (half + " ").c_str(), 0), (Found{half.size(), 0}));
+  EXPECT_EQ(findIn(list, (half + " ").c_str(), 0, true), (Found{nowhere, 1}));
+}
+
+TEST(Find, CopiesNoTextInOrderToTrimIt) {
+  const std::vector<std::string> list{std::string(100, 'a') + "  ", std::string(100, 'b') + "  "};
+  unsigned long index = 0;
+  unsigned long position = 0;
+  {
+    const WatchedHeap watched;
+    position = Tool::find(list, "bb", index, true);
+  }
+  EXPECT_EQ(position, 0UL);
+  EXPECT_EQ(index, 1UL);
+  EXPECT_EQ(heap.count, 0);
 }
 
 // ---- searchreplace ------------------------------------------------------------------------------

@@ -719,6 +719,16 @@ TEST(Tokenize, TakesAMillionTokensAndAMillionDelimiters) {
   EXPECT_EQ(CCmnStringTool::tokenize(text, ";"), Texts{text});
 }
 
+TEST(Tokenize, TakesAsManyDelimitersAsTokens) {
+  std::string text;
+  for (int i = 0; i < 200000; ++i) {
+    text += "a,";
+  }
+  // One by one, or by a table for each token: 10^12 steps.
+  const std::string delimiters = std::string(10000000, 'b') + ",";
+  EXPECT_EQ(CCmnStringTool::tokenize(text, delimiters), Texts(200000, "a"));
+}
+
 TEST(Tokenize, DoesNotDisturbACallersOwnStrtok) {
   char text[] = "a,b,c,d";
   EXPECT_STREQ(strtok(text, ","), "a");

@@ -1,6 +1,7 @@
 #include "cmnstringtool.h"
 
 #include "Q_strings.h"
+#include "cmntextsearch.h"
 
 #include <unicode/ustring.h>
 
@@ -15,6 +16,7 @@
 #include <iterator>
 #include <memory>
 #include <new>
+#include <string_view>
 
 namespace kelp_cmn_4_4 {
 namespace {
@@ -72,28 +74,12 @@ std::basic_string<Char> withLetters(std::basic_string<Char> text, Char (*mapped)
   return text;
 }
 
-// Where `from` next occurs at or after `position`, or null. Linear for every text.
-const char* nextMatch(const std::string& text, const char* position, const std::string& from) {
-  const auto rest = static_cast<size_t>(text.data() + text.length() - position);
-  return static_cast<const char*>(memmem(position, rest, from.data(), from.length()));
-}
-
-size_t countMatches(const std::string& text, const std::string& from) {
-  size_t count = 0;
-  for (const char* match = nextMatch(text, text.data(), from); match != nullptr;
-       match = nextMatch(text, match + from.length(), from)) {
-    ++count;
-  }
-  return count;
-}
-
 struct Entity {
   const char* character;
   const char* text;
 };
 
-// The ampersand is escaped first and unescaped last: otherwise its own entities would be seen
-// again.
+// The ampersand is escaped first and unescaped last: or its own entities would be seen again.
 constexpr Entity entities[] = {
     {"&", "&amp;"}, {"<", "&lt;"}, {">", "&gt;"}, {"\"", "&quot;"}, {"'", "&#39;"}};
 
@@ -317,17 +303,15 @@ std::string CCmnStringTool::ltrim(const std::string& text, const char* set) {
   if (set == nullptr || *set == '\0') {
     return text;
   }
-  const size_t start = text.find_first_not_of(set);
   // As a NUL-terminated text, on purpose: the result ends at a zero byte, which rtrim keeps.
-  return start == std::string::npos ? std::string() : std::string(text.c_str() + start);
+  return std::string(text.c_str() + ByteSet(set).leading(text));
 }
 
 std::string CCmnStringTool::rtrim(const std::string& text, const char* set) {
   if (set == nullptr) {
     return text;
   }
-  const size_t last = text.find_last_not_of(set);
-  return text.substr(0, last + 1);  // npos + 1 is 0
+  return text.substr(0, text.length() - ByteSet(set).trailing(text));
 }
 
 std::string CCmnStringTool::trim(const std::string& text, const char* set) {
@@ -336,9 +320,14 @@ std::string CCmnStringTool::trim(const std::string& text, const char* set) {
 
 unsigned long CCmnStringTool::find(const std::vector<std::string>& list, const char* pattern,
                                    unsigned long& index, bool trimRight) {
+  const ByteSet whiteSpace(" \n\t\r");
   for (unsigned long i = index; i < list.size(); ++i) {
-    const size_t position = trimRight ? rtrim(list[i]).find(pattern) : list[i].find(pattern);
-    if (position != std::string::npos) {
+    std::string_view text = list[i];
+    if (trimRight) {
+      text.remove_suffix(whiteSpace.trailing(text));
+    }
+    const size_t position = findIn(text, pattern);
+    if (position != std::string_view::npos) {
       index = i;
       return position;
     }
@@ -352,17 +341,16 @@ std::string CCmnStringTool::searchreplace(const std::string& text, const std::st
   if (text.empty() || from.empty()) {
     return text;
   }
-  const size_t count = countMatches(text, from);
-  const std::unique_ptr<char[]> buffer(
-      new char[text.length() + 1 + count * to.length() - count * from.length()]);
-  const char* source = text.data();
+  const std::unique_ptr<char[]> buffer(new char[replacedSize(text, from, to) + 1]);
+  std::string_view rest = text;
   char* target = buffer.get();
-  while (const char* match = nextMatch(text, source, from)) {
-    target = std::copy(source, match, target);
+  for (size_t match = findIn(rest, from); match != std::string_view::npos;
+       match = findIn(rest, from)) {
+    target = std::copy_n(rest.data(), match, target);
     target = std::copy(to.begin(), to.end(), target);
-    source = match + from.length();
+    rest.remove_prefix(match + from.length());
   }
-  *std::copy(source, text.data() + text.length(), target) = '\0';
+  *std::copy(rest.begin(), rest.end(), target) = '\0';
   return std::string(buffer.get());
 }
 
@@ -492,12 +480,14 @@ std::wstring CCmnStringTool::binary2uid(unsigned int type, unsigned char* data, 
 std::vector<std::string> CCmnStringTool::tokenize(const std::string& text,
                                                   const std::string& delimiters) {
   std::vector<std::string> tokens;
-  const char* token = text.c_str() + strspn(text.c_str(), delimiters.c_str());
-  while (*token != '\0') {
-    const size_t length = strcspn(token, delimiters.c_str());
-    tokens.emplace_back(token, length);
-    token += length;
-    token += strspn(token, delimiters.c_str());
+  const ByteSet delimiter(delimiters.c_str());
+  std::string_view rest = text.c_str();
+  rest.remove_prefix(delimiter.leading(rest));
+  while (!rest.empty()) {
+    const size_t length = delimiter.leadingOthers(rest);
+    tokens.emplace_back(rest.substr(0, length));
+    rest.remove_prefix(length);
+    rest.remove_prefix(delimiter.leading(rest));
   }
   return tokens;
 }

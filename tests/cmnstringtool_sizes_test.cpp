@@ -1,0 +1,182 @@
+// Texts of gigabytes, and sizes that no machine has.
+#include "cmnstringtool.h"
+#include "endless_pages.h"
+
+#include <gtest/gtest.h>
+#include <unicode/ustring.h>
+
+#include <dlfcn.h>
+
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+
+namespace {
+
+using kelp_cmn_4_4::CCmnStringTool;
+using kelp_cmn_4_4::tstr;
+using kelp_test::EndlessPages;
+using kelp_test::TextOver;
+
+constexpr size_t largestInt = INT_MAX;
+
+// The one block of gigabytes that operator new hands out at a time, over a few pages.
+std::unique_ptr<EndlessPages> hugeBlock;
+constexpr size_t hugeSize = size_t{1} << 30;
+
+}  // namespace
+
+void* operator new(size_t size) {
+  if (size >= hugeSize && size < PTRDIFF_MAX && hugeBlock == nullptr) {
+    // Behind the pages, which are all the same, there is room for the text's terminator.
+    hugeBlock = std::make_unique<EndlessPages>((size - 1) & ~size_t{15}, std::string(1, '\0'),
+                                               MAP_POPULATE);
+    if (hugeBlock->data() != nullptr) {
+      return hugeBlock->data();
+    }
+  }
+  void* const block = size < hugeSize ? std::malloc(size) : nullptr;
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
+  return block;
+}
+
+void* operator new[](size_t size) { return operator new(size); }
+void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(size);
+}
+void* operator new[](size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return std::malloc(size);
+}
+
+void operator delete(void* block) noexcept {
+  if (block != nullptr && hugeBlock != nullptr && block == hugeBlock->data()) {
+    hugeBlock.reset();
+  } else {
+    std::free(block);
+  }
+}
+
+void operator delete(void* block, size_t /*size*/) noexcept { operator delete(block); }
+void operator delete[](void* block) noexcept { operator delete(block); }
+void operator delete[](void* block, size_t /*size*/) noexcept { operator delete(block); }
+
+// Counts euro signs as ICU does, in an int32_t that wraps, where ICU needs seconds for gigabytes.
+extern "C" char* u_strToUTF8(char* out, int32_t capacity, int32_t* length, const UChar* units,
+                             int32_t count, UErrorCode* error) {
+  if (out == nullptr && count > (1 << 24) && units[0] == u'\u20ac') {
+    *length = static_cast<int32_t>(3 * static_cast<uint32_t>(count) -
+                                   (units[count - 1] == u'\u20ac' ? 0U : 2U));
+    *error = U_BUFFER_OVERFLOW_ERROR;
+    return nullptr;
+  }
+#define KELP_NAME_OF(function) #function
+#define KELP_RENAMED(function) KELP_NAME_OF(function)
+  static const auto real =
+      reinterpret_cast<decltype(&u_strToUTF8)>(dlsym(RTLD_NEXT, KELP_RENAMED(u_strToUTF8)));
+  return real(out, capacity, length, units, count, error);
+}
+
+namespace {
+
+#define KELP_SKIP_WITHOUT(pages)                                        \
+  if ((pages).data() == nullptr) {                                      \
+    GTEST_SKIP() << "not enough address space for a text of this size"; \
+  }
+
+TEST(Str2binary, RefusesMoreDigitsThanAnIntCanHalve) {
+  const EndlessPages pages(2 * (2 * largestInt + 2), "7");
+  KELP_SKIP_WITHOUT(pages);
+  // Half of these is, as an int: INT_MIN, -1, 0 and 1.
+  for (const size_t half : {largestInt + 1, 2 * largestInt + 1, 2 * largestInt + 2}) {
+    for (const size_t length : {2 * half, 2 * half + 1}) {
+      TextOver hex(pages.data(), length);
+      unsigned char out[] = {0xee};
+      for (const int room : {1, 0, -1, INT_MIN, INT_MAX}) {
+        int size = room;
+        ASSERT_EQ(CCmnStringTool::str2binary(out, &size, hex.text()), -1) << length << ' ' << room;
+        ASSERT_EQ(size, room);
+        ASSERT_EQ(out[0], 0xee);
+      }
+    }
+  }
+}
+
+TEST(Searchreplace, ThrowsWhereNoSizeHoldsItsResult) {
+  const size_t count = 16;
+  const std::string text(count, 'a');
+  // They are not there: nobody may look at them.
+  TextOver to("", size_t{1} << 60);
+  TextOver shorter("", (size_t{1} << 60) - 1);
+  EXPECT_THROW(CCmnStringTool::searchreplace(text, "a", to.text()), std::bad_alloc);  // 2^64
+  EXPECT_THROW(CCmnStringTool::searchreplace(text, "a", shorter.text()), std::bad_alloc);
+  // The replacements fit into a size: with the rest of the text they do not, or not with an end.
+  for (const size_t rest : {count, count - 1}) {
+    EXPECT_THROW(CCmnStringTool::searchreplace(text + std::string(rest, 'b'), "a", shorter.text()),
+                 std::bad_alloc);
+  }
+}
+
+TEST(Str2ustr, GivesNothingForATextThatIcuCannotCount) {
+  const EndlessPages pages(2 * largestInt + 2, "7");
+  KELP_SKIP_WITHOUT(pages);
+  for (const size_t length : {largestInt, 2 * largestInt + 2}) {
+    const char* const start = pages.data() + (2 * largestInt + 2 - length);
+    TextOver text(start, length);
+    const icu::UnicodeString result = CCmnStringTool::str2ustr(text.text());
+    EXPECT_TRUE(result.isEmpty()) << length;
+    EXPECT_FALSE(result.isBogus()) << length;
+  }
+}
+
+TEST(Str2ustr, CountsOnlyWhatStandsBeforeAZeroByte) {
+  const EndlessPages pages(largestInt + 1, "7");
+  KELP_SKIP_WITHOUT(pages);
+  char* const zero = pages.data() + 3;
+  *zero = '\0';  // and the same byte of all the pages
+  TextOver text(pages.data(), largestInt + 1);
+  EXPECT_EQ(CCmnStringTool::str2ustr(text.text()), icu::UnicodeString("777"));
+}
+
+TEST(Tstr2ustr, GivesNothingForATextThatIcuCannotCount) {
+  const EndlessPages pages(largestInt, "7");
+  KELP_SKIP_WITHOUT(pages);
+  tstr text(pages.data(), largestInt, nullptr, false);
+  const icu::UnicodeString result = CCmnStringTool::tstr2ustr(text);
+  EXPECT_TRUE(result.isEmpty());
+  EXPECT_FALSE(result.isBogus());
+}
+
+// How many bytes that many euro signs become, the last of which may be another character. -1 where
+// there is no room for them.
+long bytesOfEuros(int32_t count, UChar last = u'\u20ac') {
+  const std::u16string two = u"\u20ac\u20ac";
+  const EndlessPages pages(2 * static_cast<size_t>(count),
+                           std::string(reinterpret_cast<const char*>(two.data()), 4));
+  if (pages.data() == nullptr) {
+    return -1;
+  }
+  auto* const units = reinterpret_cast<UChar*>(pages.data());
+  units[count - 1] = last;
+  icu::UnicodeString text(UBool{count < INT32_MAX}, units, count);
+  return static_cast<long>(CCmnStringTool::ustr2str(text).length());
+}
+
+TEST(Ustr2str, GivesNothingForATextThatIcuCannotCount) {
+  if (bytesOfEuros(INT32_MAX) < 0) {
+    GTEST_SKIP() << "not enough address space for a text of this size";
+  }
+  EXPECT_EQ(bytesOfEuros(715827883), 0);        // 2^31 + 1 bytes
+  EXPECT_EQ(bytesOfEuros(1431655765), 0);       // 2^32 - 1
+  EXPECT_EQ(bytesOfEuros(1431655766), 0);       // 2^32 + 2
+  EXPECT_EQ(bytesOfEuros(2147483646), 0);       // 2^32 + 2^31 - 6
+  EXPECT_EQ(bytesOfEuros(INT32_MAX), 0);        // 2^32 + 2^31 - 3
+  EXPECT_EQ(bytesOfEuros(715827883, u'a'), 0);  // 2^31 - 1, which leaves no room for an end
+}
+
+}  // namespace
