@@ -92,7 +92,7 @@ Failures expectTextKept(icu::UnicodeString& text) {
 
 TEST(Ustr2str, KeepsAnAliasThatIcuCannotTerminate) {
   const std::u16string units(100, u'x');
-  icu::UnicodeString text(false, units.data(), 99);
+  icu::UnicodeString text(UBool{0}, units.data(), 99);
   EXPECT_GT(expectTextKept(text).ofMalloc, 0);
 }
 

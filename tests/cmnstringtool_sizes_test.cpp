@@ -163,7 +163,7 @@ long bytesOfEuros(int32_t count, UChar last = u'\u20ac') {
   }
   auto* const units = reinterpret_cast<UChar*>(pages.data());
   units[count - 1] = last;
-  icu::UnicodeString text(UBool{count < INT32_MAX}, units, count);
+  icu::UnicodeString text(count < INT32_MAX ? UBool{1} : UBool{0}, units, count);
   return static_cast<long>(CCmnStringTool::ustr2str(text).length());
 }
 

@@ -291,6 +291,16 @@ TEST(Str2wstr, GivesNothingForTextWithAnyInvalidByte) {
   }
 }
 
+// Only the platform decides, and it knows the numbers that UTF-8 once had.
+TEST(Str2wstr, TakesMoreThanUnicodeInUtf8) {
+  const ScopedLocale scope("C.utf8");
+  EXPECT_EQ(Tool::str2wstr(std::string("\xf4\x90\x80\x80")), std::wstring(1, wchar_t{0x110000}));
+  EXPECT_EQ(Tool::str2wstr(std::string("\xfd\xbf\xbf\xbf\xbf\xbf")),
+            std::wstring(1, wchar_t{0x7fffffff}));
+  EXPECT_EQ(str2units("\xf4\x90\x80\x80"), u"");
+  EXPECT_EQ(str2units("\xfd\xbf\xbf\xbf\xbf\xbf"), u"");
+}
+
 TEST(Str2wstr, EndsAtAZeroByte) {
   const ScopedLocale scope("C.utf8");
   EXPECT_EQ(Tool::str2wstr(whole("ab\0cd")), L"ab");
@@ -634,6 +644,7 @@ TEST(Ustr2str, ReadsABufferWithoutTerminator) {
   icu::UnicodeString argument(UBool{0}, buffer, 2);
   EXPECT_EQ(Tool::ustr2str(argument), "ab");
   EXPECT_EQ(unitsOf(argument), u"ab");
+  EXPECT_EQ(argument.getBuffer(), buffer);
 }
 
 TEST(Ustr2str, ConvertsAMillionCharacters) {

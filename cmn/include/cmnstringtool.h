@@ -33,10 +33,13 @@ namespace kelp_cmn_4_4 {
  * locale is the process locale, LC_CTYPE and for doubles LC_NUMERIC, or the calling thread's own
  * after `uselocale`; it is only read. The ICU conversions are UTF-8 whatever the locale.
  *
- * Nothing throws on bad text, but str2binary() and wstr2binary() on an empty one; allocation
- * failures are std::bad_alloc, except in the duplicates. All functions are reentrant and may be
- * called from any thread, as long as no other changes the locale. Only strdup(), wstrdup(),
- * tstrdup() and tstrduplist() return something to be freed.
+ * Nothing throws on bad text, but str2binary() and wstr2binary() on an empty one. Where memory
+ * cannot be had, also inside ACE and ICU, std::bad_alloc is thrown and the arguments are as they
+ * were; the duplicates say what they do instead. Trimming, searching, replacing and tokenizing are
+ * linear in the text and in what is removed, searched for or separates.
+ *
+ * All functions are reentrant and may be called from any thread, as long as no other changes the
+ * locale. Only strdup(), wstrdup(), tstrdup() and tstrduplist() return something to be freed.
  */
 class KELP_CMN_API CCmnStringTool {
  public:
@@ -47,7 +50,10 @@ class KELP_CMN_API CCmnStringTool {
 
   /**
    * @param text  multibyte text
-   * @return the text in wide characters; empty if any of it is not valid in the locale
+   * @return the text in wide characters; empty if any of it is not valid in the locale, or if it
+   *         ends inside a character. What is valid the platform says: in C.UTF-8 sequences of up to
+   *         six bytes are, for numbers up to 0x7fffffff. So this does not tell whether a text is
+   *         Unicode; str2ustr() does.
    */
   static std::wstring str2wstr(const std::string& text);
 
@@ -57,9 +63,10 @@ class KELP_CMN_API CCmnStringTool {
   /**
    * @param text  wide text
    * @return the text in the locale's multibyte encoding, up to the first character that the locale
-   *         cannot represent. At most 2 * text.length() + 2 bytes are made, on purpose: text that
-   *         needs more is cut there, between two characters. What stands behind a zero character
-   *         is not converted, but counts in that length.
+   *         cannot represent. (What the platform wrote of that one stays: two bytes of U+327E in
+   *         CP949.) At most 2 * text.length() + 2 bytes are made, on purpose: text that needs more
+   *         is cut there, between two characters. What stands behind a zero character is not
+   *         converted, but counts in that length.
    */
   static std::string wstr2str(const std::wstring& text);
 
@@ -76,11 +83,16 @@ class KELP_CMN_API CCmnStringTool {
   /** @name To and from the ACE string */
   ///@{
 
-  /** @return the bytes up to the first zero byte, owned by the result, on ACE's default allocator
+  /**
+   * @return the bytes up to the first zero byte, owned by the result, on ACE's default allocator
+   * @throw std::bad_alloc where that gives null; a tstr by itself then only has a null c_str()
    */
   static tstr str2tstr(const std::string& text);
 
-  /** @return the bytes up to the first zero byte */
+  /**
+   * @param text  its c_str() must not be null
+   * @return the bytes up to the first zero byte
+   */
   static std::string tstr2str(const tstr& text);
 
   /** tstr2str(), then str2wstr(). */
@@ -95,14 +107,16 @@ class KELP_CMN_API CCmnStringTool {
 
   /**
    * @param text  UTF-8; not changed
-   * @return the text in UTF-16; empty if any of it is malformed
+   * @return the text in UTF-16, never bogus; empty if any of it is malformed (surrogates and
+   *         numbers above 0x10ffff are), or if it has INT_MAX bytes or more, which ICU cannot count
    */
   static icu::UnicodeString str2ustr(std::string& text);
 
   /**
-   * @param text  UTF-16; its content is not changed, but its buffer may be given a terminator
+   * @param text  UTF-16; not changed
    * @return the text in UTF-8, up to its first zero byte; empty if any of it is malformed (an
-   *         unpaired surrogate), also behind a zero character, or if it is bogus
+   *         unpaired surrogate), also behind a zero character, if it is bogus, or if it would be
+   *         INT_MAX bytes or more, which ICU cannot count
    */
   static std::string ustr2str(icu::UnicodeString& text);
 
@@ -273,6 +287,7 @@ class KELP_CMN_API CCmnStringTool {
    * @param from  what to replace; if empty, the result is `text` as it is
    * @param to    what to put there
    * @return the new text up to its first zero byte
+   * @throw std::bad_alloc also where no size_t holds the size of the new text
    */
   static std::string searchreplace(const std::string& text, const std::string& from,
                                    const std::string& to);
@@ -365,8 +380,8 @@ class KELP_CMN_API CCmnStringTool {
    * @param out   receives the bytes; must not be null
    * @param size  in: the room in `out`, in bytes; out: the number of bytes stored; must not be null
    * @param hex   the digits; must not be empty
-   * @return 0; -1 if there is room for less than half the length of `hex`, with nothing stored and
-   *         `*size` untouched
+   * @return 0; -1 if there is room for less than half the length of `hex`, rounded down, with
+   *         nothing stored and `*size` untouched. No room is enough for 2 * INT_MAX + 2 digits.
    * @throw std::out_of_range for an empty text, after one zero byte was stored even into a room of
    *        0, which is meant
    */
@@ -415,6 +430,7 @@ class KELP_CMN_API CCmnStringTool {
   static std::vector<std::string> tokenize(const std::string& text, const std::string& delimiters);
 
   /**
+   * @param text  up to its first zero byte: what stands behind it is not looked at
    * @return whether the text has the shape of a dotted IPv4 address: four tokens of decimal digits
    *         between points. On purpose no more is looked at, so "999.1.1.1" and ".1..2.3.4" pass.
    */
