@@ -147,15 +147,15 @@ class MultibyteLocale : public testing::TestWithParam<Charset> {
   static void checkDecoding(const std::string& text) {
     const std::wstring result = CCmnStringTool::str2wstr(text);
     ASSERT_TRUE(result == plainlyDecoded(text))
-        << testing::PrintToString(text) << " gave " << testing::PrintToString(result)
-        << ", not " << testing::PrintToString(plainlyDecoded(text));
+        << testing::PrintToString(text) << " gave " << testing::PrintToString(result) << ", not "
+        << testing::PrintToString(plainlyDecoded(text));
   }
 
   static void checkEncoding(const std::wstring& text) {
     const std::string result = CCmnStringTool::wstr2str(text);
     ASSERT_TRUE(result == plainlyEncoded(text))
-        << testing::PrintToString(text) << " gave " << testing::PrintToString(result)
-        << ", not " << testing::PrintToString(plainlyEncoded(text));
+        << testing::PrintToString(text) << " gave " << testing::PrintToString(result) << ", not "
+        << testing::PrintToString(plainlyEncoded(text));
   }
 
  private:

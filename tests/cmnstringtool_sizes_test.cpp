@@ -28,33 +28,28 @@ constexpr size_t largestInt = INT_MAX;
 std::unique_ptr<EndlessPages> hugeBlock;
 constexpr size_t hugeSize = size_t{1} << 30;
 
-}  // namespace
-
-void* operator new(size_t size) {
-  if (size >= hugeSize && size < PTRDIFF_MAX && hugeBlock == nullptr) {
-    // Behind the pages, which are all the same, there is room for the text's terminator.
-    hugeBlock = std::make_unique<EndlessPages>((size - 1) & ~size_t{15}, std::string(1, '\0'),
-                                               MAP_POPULATE);
-    if (hugeBlock->data() != nullptr) {
-      return hugeBlock->data();
-    }
+void* allocated(size_t size) {
+  if (size < hugeSize) {
+    return std::malloc(size);
   }
-  void* const block = size < hugeSize ? std::malloc(size) : nullptr;
+  if (size > PTRDIFF_MAX || hugeBlock != nullptr) {
+    return nullptr;
+  }
+  // Behind the pages, which are all the same, there is room for the text's terminator.
+  hugeBlock =
+      std::make_unique<EndlessPages>((size - 1) & ~size_t{15}, std::string(1, '\0'), MAP_POPULATE);
+  return hugeBlock->data();
+}
+
+void* allocatedOrThrown(size_t size) {
+  void* const block = allocated(size);
   if (block == nullptr) {
     throw std::bad_alloc();
   }
   return block;
 }
 
-void* operator new[](size_t size) { return operator new(size); }
-void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return std::malloc(size);
-}
-void* operator new[](size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return std::malloc(size);
-}
-
-void operator delete(void* block) noexcept {
+void release(void* block) {
   if (block != nullptr && hugeBlock != nullptr && block == hugeBlock->data()) {
     hugeBlock.reset();
   } else {
@@ -62,9 +57,18 @@ void operator delete(void* block) noexcept {
   }
 }
 
-void operator delete(void* block, size_t /*size*/) noexcept { operator delete(block); }
-void operator delete[](void* block) noexcept { operator delete(block); }
-void operator delete[](void* block, size_t /*size*/) noexcept { operator delete(block); }
+}  // namespace
+
+void* operator new(size_t size) { return allocatedOrThrown(size); }
+void* operator new[](size_t size) { return allocatedOrThrown(size); }
+void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept { return allocated(size); }
+void* operator new[](size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  return allocated(size);
+}
+void operator delete(void* block) noexcept { release(block); }
+void operator delete(void* block, size_t /*size*/) noexcept { release(block); }
+void operator delete[](void* block) noexcept { release(block); }
+void operator delete[](void* block, size_t /*size*/) noexcept { release(block); }
 
 // Counts euro signs as ICU does, in an int32_t that wraps, where ICU needs seconds for gigabytes.
 extern "C" char* u_strToUTF8(char* out, int32_t capacity, int32_t* length, const UChar* units,
