@@ -5,10 +5,12 @@
 #include "cmnacestring.h"
 #include "cmnstringtool.h"
 
+#include <unicode/measure.h>
 #include <unicode/msgfmt.h>
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -64,14 +66,21 @@ Values newValues(size_t count) {
   return values;
 }
 
+// An amount that is no number equals nothing. ICU has no other objects than measures.
+bool isNoNumber(const icu::UObject& object) {
+  UErrorCode status = U_ZERO_ERROR;
+  const Formattable& number = static_cast<const icu::Measure&>(object).getNumber();
+  return std::isnan(number.getDouble(status));
+}
+
 // Whether a copy has all that ICU needs memory for. A value that is no whole copy of itself crashes
 // ICU when it is copied or formatted.
 bool isWholeCopy(const Formattable& copy, const Formattable& value) {
   switch (value.getType()) {
     case Formattable::kString: {
       UErrorCode status = U_ZERO_ERROR;
-      const bool bogus = copy.getString(status).isBogus();
-      return U_SUCCESS(status) && bogus == static_cast<bool>(value.getString().isBogus());
+      const UBool bogus = copy.getString(status).isBogus();
+      return status == U_ZERO_ERROR && bogus == value.getString().isBogus();
     }
     case Formattable::kArray: {
       int32_t count = 0;
@@ -81,7 +90,7 @@ bool isWholeCopy(const Formattable& copy, const Formattable& value) {
              (copies != nullptr && std::equal(copies, copies + count, values, isWholeCopy));
     }
     case Formattable::kObject:
-      return copy.getObject() != nullptr;
+      return copy.getObject() != nullptr && (copy == value || isNoNumber(*copy.getObject()));
     default:
       return true;
   }
