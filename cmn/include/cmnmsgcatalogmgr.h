@@ -21,6 +21,11 @@ namespace kelp_cmn_4_4 {
  * What a host implements so that a CCmnMessageCatalogManager can make catalogs and messages.
  *
  * @code
+ * #include <cmnicucatalog.h>
+ * #include <cmnicumessage.h>
+ * #include <cmnmsgcatalogmgr.h>
+ *
+ * using namespace kelp_cmn_4_4;
  * using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
  * using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
  *
@@ -67,8 +72,16 @@ class KELP_CMN_API CCmnMessageCatalogFactory {
  * Gives localized texts: one catalog for each language, made through the host's factory on first
  * need and kept.
  *
- * No operation reports an error: what is not found comes back as the default text or as the
- * identifier between "<" and ">". A language whose catalog fails is tried again on every request.
+ * No operation reports an error: what is not found comes back as the default text, or as the
+ * identifier between "<" and ">", with the catalog's name and ": " before it where a catalog was
+ * asked. A language whose catalog fails is tried again on every request.
+ *
+ * A catalog that is active answers alone. For a key that it has not, the default language is not
+ * asked, only what ICU itself looks through: the parents of the language, and the root. Nor is it
+ * asked for a language without a file where there is a root file, or one of the process's default
+ * locale: CCmnIcuMessageCatalog counts these as usable.
+ *
+ * Where memory fails, std::bad_alloc leaves; a catalog whose init() met that is tried again.
  *
  * The two operations with a `char** result` hand out texts that the manager owns, kept under the
  * identifier or the serialized text. Such a text is valid until it, or an equal one, is given back
@@ -108,8 +121,9 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
    *                     be null
    * @param language     the language; empty for the factory's default language. "native" is not
    *                     replaced here.
-   * @return what the catalog's getMessage() gives; without a catalog `defaultText`, or, where that
-   *         is null, the identifier between "<" and ">"
+   * @return what the catalog's getMessage() gives, with CCmnIcuMessageCatalog "NAME: <ID>" for an
+   *         unknown identifier without a default text; without a catalog `defaultText`, or, where
+   *         that is null, the identifier between "<" and ">"
    */
   tstr getMessage(const std::string& id, const char* defaultText, std::string language);
 
