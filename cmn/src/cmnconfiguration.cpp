@@ -38,7 +38,7 @@ class NoHeap : public ACE_Section_Key_Internal {
 ACE_Configuration_Section_Key noHeap() {
   // Never destroyed, because a store of a host may outlive any static object.
   alignas(NoHeap) static unsigned char memory[sizeof(NoHeap)];
-  static NoHeap* const key = new (memory) NoHeap;
+  static auto* const key = new (memory) NoHeap;
   return ACE_Configuration_Section_Key(key);
 }
 
