@@ -27,21 +27,33 @@ namespace kelp_cmn_4_4 {
  * a double quote inside a name, breaks the file that it is exported to. Names are compared byte by
  * byte; one that is longer than ACE's limit of 255 bytes is refused.
  *
+ * A settings file must be the host product's own. One that holds a zero byte is refused as a whole,
+ * because ACE would crash on it or misplace its values: so is a file that was saved as UTF-16.
+ * Other files can still cost much. A section line with thousands of nested names takes memory with
+ * the square of their number (10,000 take 140 MB, and 460 MB when exported), tens of thousands of
+ * values in one section take minutes, and a line of 2 GiB ends the process. A file that is no
+ * regular one, such as a pipe, is not looked at before.
+ *
  * The store remembers the file that it was loaded from and the section last opened, on which the
  * one-name getters and setters work. Nothing is written unless exportConfig() is called.
  *
  * A status of 0 is success; any other is negative and that of the ACE call, or of `access`, that
  * failed, passed through unchanged. Section and value names must not be null.
- * Nothing is thrown but allocation failures. A store is used by one thread at a time. It cannot be
+ * Nothing is thrown but std::bad_alloc. A store is used by one thread at a time. It cannot be
  * copied. Getters leave their out parameter as it was when they fail. Before any section was
  * opened, the one-name getters and setters fail and there is nothing to enumerate.
+ *
+ * Where memory fails, no text is read or kept that is cut: std::bad_alloc leaves, or the heap's
+ * status says so. What ACE does by itself then cannot be helped. Opening the heap, importing and
+ * exporting may end the process, a list of sections may be too short, and a section that was half
+ * made is refused ever after, by openSection() as well as by every import that holds it (-3): use a
+ * new store.
  */
 class KELP_CMN_API CCmnConfiguration {
  public:
   /**
    * Opens an empty store. A failure shows in getLastError() only, as "Failed to open configuration
-   * heap"; such a store must not be used any further, because ACE's heap does not check whether it
-   * is open.
+   * heap". Every operation of such a store fails: with -1, or with an empty list.
    */
   CCmnConfiguration();
 
@@ -61,7 +73,8 @@ class KELP_CMN_API CCmnConfiguration {
   CCmnConfiguration(const CCmnConfiguration&) = delete;
   CCmnConfiguration& operator=(const CCmnConfiguration&) = delete;
 
-  /** The heap itself, for callers that need ACE's own interface; lives as long as the store. */
+  /** The heap itself, for callers that need ACE's own interface; lives as long as the store. One
+   * that could not be opened is lent as well: ACE does not check that, and crashes. */
   ACE_Configuration_Heap& configHeap();
 
   /**
@@ -69,10 +82,10 @@ class KELP_CMN_API CCmnConfiguration {
    * @param dir   the file's directory; joined with the name as it is, so it should end with "/";
    * null counts as empty, which is no directory: the current one is "./"
    * @param file  the file's name; null counts as empty
-   * @return 0; -1 when the directory or the file does not exist; else the status of ACE's import:
-   * -1 when the file cannot be opened, -3 for a bad section line, -4 for a value that cannot be
-   * set, such as one before any section. The names are kept, whatever the result, and a failure is
-   * recorded.
+   * @return 0; -1 when the directory or the file does not exist, or when the file holds a zero
+   * byte, which leaves the heap as it was; else the status of ACE's import: -1 when the file cannot
+   * be opened, -3 for a bad section line, -4 for a value that cannot be set, such as one before any
+   * section. The names are kept, whatever the result, and a failure is recorded.
    */
   int importConfig(const char* dir, const char* file);
 
@@ -85,7 +98,8 @@ class KELP_CMN_API CCmnConfiguration {
    * Opens a section and, on success, makes it the current one.
    * @param base    the section below which to look
    * @param name    a section's name, or a path of names separated by backslashes; not empty
-   * @param result  receives the section's key; after a failure it may be another's
+   * @param result  receives the section's key. A failure changes it, too, mostly: it is then the
+   * key of `base`, or of the last section on the path that was there
    * @param create  non-zero to create what is missing, 0 not to
    * @return 0, else the heap's status; the current section then stays
    */
@@ -131,7 +145,7 @@ class KELP_CMN_API CCmnConfiguration {
   int getIntegerValue(const char* section, const char* name, unsigned int& value);
 
   /** The names of a section's subsections, in the heap's order; those gathered so far when the heap
-   * fails. */
+   * fails. The key must be this store's. */
   std::vector<tstr> enumerateSections(const ACE_Configuration_Section_Key& key);
 
   /** The same for the current section. */

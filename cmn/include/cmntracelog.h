@@ -32,7 +32,11 @@ namespace kelp_cmn_4_4 {
  *
  * A log is shared through CCmnSmartPtr holders; CCmnContextSingletonAllocator hands out one per
  * process. It is used by one thread at a time, through whichever object that shares it. Several
- * processes may append to one trace file. Nothing is thrown but allocation failures.
+ * processes may append to one trace file. Nothing is thrown but std::bad_alloc.
+ *
+ * With an echo, what a child of the process traces between `fork` and `execv` goes to its standard
+ * output, too, which an exec pipe reads: where the host's standard output is not fully buffered,
+ * the child's own failure line comes back as the command's output.
  */
 class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
  public:
@@ -48,9 +52,11 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * settings then hold for this log only.
    *
    * If the trace file cannot be opened, "[CCmnTraceLog] Error: Tracefile [%s] initialization
-   * failed.[%s][%s]" goes to standard output, with path, file and directory, and the log stays as
-   * silent, or as talkative, as it was. If resolving the settings throws, "ERROR: CCmnTraceLog:
-   * Failed to initialize log settings" goes there, and set-up continues with what is known.
+   * failed.[%s][%s]" goes to standard output, with path, file and directory. A new log stays
+   * silent. One that was initialized before still says so, but has the new path: its lines are
+   * lost, but for the echo, until the file can be opened or initialize() is called again. If
+   * resolving the settings throws, "ERROR: CCmnTraceLog: Failed to initialize log settings" goes
+   * there, and set-up continues with what is known.
    * @param component  names the trace and configuration files, and stands before echoed lines
    * @param dir        the trace directory; empty for the configured or default one
    * @param file       the trace file's name; empty for the configured or default one. Only where
@@ -116,7 +122,8 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * initialize(). The log's; valid until the next initialize() or the log's end. */
   const tstr& getTracePath() const { return m_tracePath; }
 
-  /** Whether initialize() could open the trace file. */
+  /** Whether an initialize() could open its trace file. A later one that fails does not change it.
+   */
   bool isInitialized() const { return m_initialized; }
 
  private:
