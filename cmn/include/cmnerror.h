@@ -17,7 +17,8 @@ namespace kelp_cmn_4_4 {
  *
  * The library keeps its last failures in such records and throws none; a host may throw one by
  * value and catch it by reference. It is not a std::exception. Copies own their texts. A record is
- * used by one thread at a time.
+ * used by one thread at a time. Where memory fails, making, copying and assigning throw
+ * std::bad_alloc; a record that was to be assigned to stays as it was.
  */
 class KELP_CMN_API CCmnError {
  public:
@@ -49,7 +50,9 @@ class KELP_CMN_API CCmnError {
    * The number is the code less `base` if the code is greater than `base`, else the code itself. So
    * a code equal to the base gives the base, not 0000. Longer numbers are printed in full, negative
    * ones with their sign (code -7 gives "-007").
-   * @param component  the component's name; its letters are those of the process locale (LC_CTYPE)
+   * @param component  the component's name; its letters are those of the process locale (LC_CTYPE),
+   *                   so better give it in upper case: in a Turkish locale "i" stays "i", or
+   * becomes another letter than "I", and no catalog has such an identifier
    * @param base       the component's first code
    * @return for instance "MSG_ERROR_CONFIG_0007" for component "config", base 1000 and code 1007
    */

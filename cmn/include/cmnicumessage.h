@@ -37,9 +37,21 @@ namespace kelp_cmn_4_4 {
  * | 4, 5, 6 | array, 64-bit integer, object | none | not at all |
  *
  * It looks like XML, but nothing is escaped: a string value must not contain "<", and an identifier
- * must not be empty nor contain white space or ">". double2str() keeps six digits, which moves a
- * date by up to an hour and a half, and writes the decimal point of the process locale
- * (LC_NUMERIC): writer and reader must agree in it.
+ * must not be empty nor contain white space, ">" or a zero byte. A string value with a zero
+ * character comes back up to that, one with an unpaired surrogate as the empty string.
+ *
+ * double2str() keeps six digits, of whole numbers too: 1234567 comes back as 1234570, and a date up
+ * to an hour and a half away. It writes the decimal point of the process locale (LC_NUMERIC):
+ * writer and reader must agree in it.
+ *
+ * So a host passes what must come back exactly as an `int` or as a string: a number or a date
+ * formatted by the sender, and a text that may hold "<" escaped by
+ * CCmnStringTool::convertToXmlSpecialCharacters(). The receiver applies
+ * CCmnStringTool::convertFromXmlSpecialCharacters() to what formatMessage() gives.
+ *
+ * Every function throws std::bad_alloc where memory fails, and leaves the message as it was. Values
+ * that ICU had no memory for when the host made them are refused in the same way. Only of a decimal
+ * number, made from a text, ICU loses digits then, or ends the process.
  */
 class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
  public:
@@ -89,8 +101,8 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
    *
    * A message without arguments becomes the empty text: not even its identifier is carried, which
    * is meant. Give it an argument that its pattern does not use, if it is to travel. A first line
-   * longer than 1,023 bytes is cut there, and then cannot be read back. A length beyond INT_MAX is
-   * not meaningful.
+   * longer than 1,023 bytes, its line end counted, is cut there: one of 1,024 loses the line end
+   * only and reads back, a longer one does not. A length beyond INT_MAX is not meaningful.
    * @return the message's own record; it and its text are valid until the next serialize() or the
    *         message's end
    */
@@ -119,9 +131,11 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
    * Numbers, dates and the choice of plurals follow ICU's default locale, dates also its default
    * time zone. Both are the process's, whatever the language of the pattern.
    * @param pattern  an ICU message pattern, up to its first zero byte, in ICU's default code page:
-   *                 UTF-8 unless the host changed it
+   *                 UTF-8, which the platform's ICU lets nobody change
    * @return the text in UTF-8. A pattern that ICU refuses comes back unchanged; no error is
    *         reported. Where ICU fails midway, what it had written by then.
+   * @throw std::bad_alloc if there is no memory. Not every step of ICU's number and date formats
+   *        looks for that: memory that runs out there can end the process.
    */
   tstr formatMessage(tstr pattern) override;
 

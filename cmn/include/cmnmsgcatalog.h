@@ -26,6 +26,7 @@ class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
   /**
    * @param language     the language served, an ICU locale name such as "ja"
    * @param catalogName  the message file's base name
+   * @throw std::bad_alloc  also for a name that its maker had no memory for (`c_str()` is null)
    */
   CCmnMessageCatalog(const std::string& language, const tstr& catalogName)
       : m_language(language), m_catalogName(catalogName) {

@@ -14,7 +14,7 @@ namespace kelp_cmn_4_4 {
  * Finds the host product's "rk.conf" and reads its "VERBOSE" line.
  *
  * Static functions only. Nothing is kept between calls: every call reads the file afresh. May be
- * called from any thread.
+ * called from any thread. Throws std::bad_alloc where memory fails.
  */
 class KELP_CMN_API CCmnQRBConfiguration {
  public:
@@ -39,7 +39,8 @@ class KELP_CMN_API CCmnQRBConfiguration {
    * @param file   the file's name; not changed
    * @param level  receives the number; untouched unless 0 is returned
    * @return 0 when the level was set; 1 when no line holds "VERBOSE", or the first that does has no
-   * "=" or no number after it; 26 when the file cannot be opened for reading
+   * "=" or no number after it; 26 when the file cannot be opened for reading,
+   * also for lack of memory
    */
   static int getTraceLevel(tstr& dir, tstr& file, int& level);
 };
