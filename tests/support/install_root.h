@@ -33,6 +33,11 @@ class InstallRoot {
     std::filesystem::create_directories("/usr/tulsk/krellvane/logs");
     std::filesystem::create_directories("/usr/tulsk/lib/kelp");
   }
+  // The same, with the directory of settings, for a test that puts a file there.
+  static void makeConfigDir() {
+    makeProductTree();
+    std::filesystem::create_directories(configDir);
+  }
 
   static constexpr const char* path = "/usr/tulsk";
   static constexpr const char* resourceDir = "/usr/tulsk/resources/";

@@ -1,6 +1,7 @@
 #include "interposed_calls.h"
 
-#include <dlfcn.h>
+#include "next_symbol.h"
+
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -10,17 +11,6 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
-#include <cstring>
-#include <new>
-
-// The heap under malloc, which must not be asked for through a symbol look-up.
-#ifdef __SANITIZE_ADDRESS__
-extern "C" void* __interceptor_malloc(size_t size);
-extern "C" void* __interceptor_realloc(void* block, size_t size);
-#else
-extern "C" void* __libc_malloc(size_t size);
-extern "C" void* __libc_realloc(void* block, size_t size);
-#endif
 
 namespace kelp_test {
 namespace {
@@ -78,8 +68,7 @@ bool fails(Call call) {
 
 template <class Function>
 void find(Function*& function, const char* name) {
-  void* const address = dlsym(RTLD_NEXT, name);
-  std::memcpy(&function, &address, sizeof address);
+  function = nextSymbol<Function>(name);
 }
 
 struct AllRealCalls : RealCalls {
@@ -92,10 +81,6 @@ struct AllRealCalls : RealCalls {
   int (*execv)(const char*, char* const*);
   int (*access)(const char*, int);
   int (*fcntl)(int, int, ...);
-  void* (*newScalar)(size_t);
-  void* (*newArray)(size_t);
-  void* (*newScalarNothrow)(size_t, const std::nothrow_t&);
-  void* (*newArrayNothrow)(size_t, const std::nothrow_t&);
 
   AllRealCalls() {
     find(pipe, "pipe");
@@ -115,10 +100,6 @@ struct AllRealCalls : RealCalls {
     find(execv, "execv");
     find(access, "access");
     find(fcntl, "fcntl");
-    find(newScalar, "_Znwm");
-    find(newArray, "_Znam");
-    find(newScalarNothrow, "_ZnwmRKSt9nothrow_t");
-    find(newArrayNothrow, "_ZnamRKSt9nothrow_t");
   }
 };
 
@@ -130,23 +111,32 @@ const AllRealCalls& real() {
 // Looked up before a signal handler can need them.
 [[maybe_unused]] const AllRealCalls& lookedUp = real();
 
-void lookOn(size_t size) {
-  if (current.operatorNew != nullptr) {
-    current.operatorNew(size);
+bool grants(const HeapRequest& request) {
+  switch (request.call) {
+    case HeapCall::malloc:
+      return !fails(Call::malloc);
+    case HeapCall::realloc:
+      return !fails(Call::realloc);
+    case HeapCall::calloc:
+      return true;
+    default:
+      break;
   }
+  if (fails(request.call == HeapCall::throwingNew ? Call::throwingNew : Call::nothrowNew)) {
+    return false;
+  }
+  if (current.operatorNew != nullptr) {
+    current.operatorNew(request.size);
+  }
+  return true;
 }
 
-void* filled(void* block, size_t size) {
-  if (block != nullptr) {
-    std::memset(block, freshByte, size);
-  }
-  return block;
-}
+[[maybe_unused]] const bool heapIsRuled = (setHeapRule(grants), true);
 
 }  // namespace
 
 ScopedFailure::ScopedFailure(Call call, int error, int nth, Times times, Where where)
-    : call_(call) {
+    : m_call(call) {
   Armed& failure = armed(call);
   failure.calls = 0;
   failure.failed = 0;
@@ -158,17 +148,17 @@ ScopedFailure::ScopedFailure(Call call, int error, int nth, Times times, Where w
   failure.active = true;
 }
 
-ScopedFailure::~ScopedFailure() { armed(call_).active = false; }
+ScopedFailure::~ScopedFailure() { armed(m_call).active = false; }
 
-int ScopedFailure::calls() const { return armed(call_).calls; }
+int ScopedFailure::calls() const { return armed(m_call).calls; }
 
-int ScopedFailure::failed() const { return armed(call_).failed; }
+int ScopedFailure::failed() const { return armed(m_call).failed; }
 
-ScopedReplacements::ScopedReplacements(const Replacements& replacements) : old_(current) {
+ScopedReplacements::ScopedReplacements(const Replacements& replacements) : m_old(current) {
   current = replacements;
 }
 
-ScopedReplacements::~ScopedReplacements() { current = old_; }
+ScopedReplacements::~ScopedReplacements() { current = m_old; }
 
 const RealCalls& realCalls() { return real(); }
 
@@ -288,58 +278,4 @@ int fcntl(int fd, int command, ...) {
   return fails(Call::fcntl) ? -1 : real().fcntl(fd, command, argument);
 }
 
-void* malloc(size_t size) noexcept {
-  if (fails(Call::malloc)) {
-    return nullptr;
-  }
-#ifdef __SANITIZE_ADDRESS__
-  return __interceptor_malloc(size);
-#else
-  return __libc_malloc(size);
-#endif
-}
-
-void* realloc(void* block, size_t size) noexcept {
-  if (fails(Call::realloc)) {
-    return nullptr;
-  }
-#ifdef __SANITIZE_ADDRESS__
-  return __interceptor_realloc(block, size);
-#else
-  return __libc_realloc(block, size);
-#endif
-}
-
 }  // extern "C"
-
-void* operator new(size_t size) {
-  if (fails(Call::throwingNew)) {
-    throw std::bad_alloc();
-  }
-  kelp_test::lookOn(size);
-  return real().newScalar(size);
-}
-
-void* operator new[](size_t size) {
-  if (fails(Call::throwingNew)) {
-    throw std::bad_alloc();
-  }
-  kelp_test::lookOn(size);
-  return kelp_test::filled(real().newArray(size), size);
-}
-
-void* operator new(size_t size, const std::nothrow_t& tag) noexcept {
-  if (fails(Call::nothrowNew)) {
-    return nullptr;
-  }
-  kelp_test::lookOn(size);
-  return real().newScalarNothrow(size, tag);
-}
-
-void* operator new[](size_t size, const std::nothrow_t& tag) noexcept {
-  if (fails(Call::nothrowNew)) {
-    return nullptr;
-  }
-  kelp_test::lookOn(size);
-  return kelp_test::filled(real().newArrayNothrow(size, tag), size);
-}

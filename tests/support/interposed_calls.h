@@ -1,7 +1,9 @@
 // Stands in front of the system calls that the library makes, so that a test can make them fail or
 // do something else. A test program that links this in has every such call go through it, in forked
-// children too.
+// children too. Memory is among them: what a HeapWatch tells of one thread, this does of processes.
 #pragma once
+
+#include "heap.h"
 
 #include <sys/select.h>
 #include <sys/types.h>
@@ -40,8 +42,6 @@ constexpr size_t callCount = static_cast<size_t>(Call::nothrowNew) + 1;
 // Which processes a failure concerns: the one that armed it, its children, or both.
 enum class Where { here, child, anywhere };
 
-enum class Times { once, onwards };
-
 // Makes the n-th call from now on fail, or all from the n-th on. One failure for each kind of call
 // at a time.
 class ScopedFailure {
@@ -57,7 +57,7 @@ class ScopedFailure {
   int failed() const;
 
  private:
-  Call call_;
+  Call m_call;
 };
 
 // What runs instead of a call; null for the call itself. Called functions may use realCalls().
@@ -83,7 +83,7 @@ class ScopedReplacements {
   ScopedReplacements& operator=(const ScopedReplacements&) = delete;
 
  private:
-  Replacements old_;
+  Replacements m_old;
 };
 
 // The calls themselves.
@@ -98,8 +98,4 @@ struct RealCalls {
   time_t (*time)(time_t*);
 };
 const RealCalls& realCalls();
-
-// What every byte of an array from operator new[] holds at first.
-constexpr unsigned char freshByte = 0xa5;
-
 }  // namespace kelp_test
