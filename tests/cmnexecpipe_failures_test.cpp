@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -663,6 +664,35 @@ TEST_F(ExecPipeFailures, RunningOutOfMemoryLeavesNothingBehind) {
   }
 }
 
+// Nobody closes after an exception here: it has left nothing that the next run could overwrite.
+TEST_F(ExecPipeFailures, AnExceptionOutOfExecLeavesNeitherADescriptorNorAChild) {
+  pipe.registerTraceLog(Log());
+  const std::string command = hostile("say 'a line that is too long for a short string\\n' 3");
+  for (const bool closeFails : {false, true}) {
+    bool passed = false;
+    int thrown = 0;
+    for (int nth = 1; !passed; ++nth) {
+      SCOPED_TRACE(nth);
+      ASSERT_LT(nth, 200);
+      const auto before = kelp_test::ProcessState::capture().descriptors;
+      {
+        const ScopedFailure noMemory(Call::throwingNew, ENOMEM, nth, Times::onwards);
+        const ScopedFailure noClose(Call::close, EIO, closeFails ? 2 : INT_MAX, Times::onwards);
+        try {
+          run(command);
+        } catch (const std::bad_alloc&) {
+          ++thrown;
+        }
+        passed = noMemory.failed() == 0;
+      }
+      EXPECT_EQ(before, kelp_test::ProcessState::capture().descriptors);
+      EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << "a child is left";
+      EXPECT_EQ(11, run(command)) << "the next run is as any other";
+    }
+    EXPECT_GT(thrown, 5);
+  }
+}
+
 // Records that wait for memory are kept; starting a command neither throws nor loses the pipe
 // because of them.
 TEST_F(ExecPipeFailures, NoMemoryForWaitingRecordsDoesNotKeepACommandFromStarting) {
@@ -761,16 +791,14 @@ TEST_F(ExecPipeFailures, WithoutMemoryForTheRecordCloseIsDoneAllTheSame) {
   }
   EXPECT_EQ(-1, pipe.m_readFd);
   EXPECT_EQ(-1, pipe.m_childPid);
-  int ends[2];
-  ASSERT_EQ(0, ::pipe(ends));
-  close(ends[1]);
-  pipe.m_readFd = ends[0];
+  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
   {
     const ScopedFailure failure(Call::close, EIO);
     const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
     EXPECT_THROW(pipe.Close(60), std::bad_alloc);
   }
   EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(-1, pipe.m_childPid);
 }
 
 // The destructor has no caller to tell.

@@ -7,6 +7,7 @@
 
 #include <sys/wait.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -146,7 +147,7 @@ TEST_F(ExecPipeHandler, AllocatesNothing) {
   const RunningChildren running;
   const ScopedFailure noNew(Call::throwingNew, ENOMEM, 1, kelp_test::Times::onwards);
   const ScopedFailure noMalloc(Call::malloc, ENOMEM, 1, kelp_test::Times::onwards);
-  for (int i = 0; i < 1000; ++i) {
+  for (int i = 0; i < 20000; ++i) {
     tell(fakePid + i, i);
   }
   EXPECT_EQ(0, noNew.calls());
@@ -163,10 +164,11 @@ void expectAllFound(ProbedPipe& pipe, int count) {
   EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
 }
 
-// The numbers lie around those of the prepared nodes and of the ring, and beyond both.
+// The numbers lie around those of the prepared nodes and of the queue's first room, and beyond
+// both.
 TEST_F(ExecPipeHandler, LosesNothingHoweverManyRecordsWait) {
   pipe.registerTraceLog(Log());
-  for (const int count : {1, 63, 64, 65, 66, 200, 1087, 1088, 1089, 1090, 3000}) {
+  for (const int count : {1, 63, 64, 65, 66, 200, 1087, 1088, 1089, 1090, 3000, 10000}) {
     SCOPED_TRACE(count);
     {
       const RunningChildren running;
@@ -249,14 +251,20 @@ TEST_F(ExecPipeHandler, KeepsARecordThatComesWhileTheMapIsInUse) {
 
 // ---- a child that ends when the process has destroyed the library's static objects ----
 
-bool checkedAtExit = false;
+bool (*checkedAtExit)() = nullptr;
 int waitsAtExit = 0;
+int yieldsAtExit = 0;
+
+void unblockSignals() {
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
 
 // Runs last of all when the process exits, because it is registered first of all.
 void checkAtExit(int, void*) {
-  if (checkedAtExit) {
-    tell(fakePid, 1);
-    _exit(waitsAtExit == 0 ? 42 : 1);
+  if (checkedAtExit != nullptr) {
+    _exit(checkedAtExit() ? 42 : 1);
   }
 }
 
@@ -267,9 +275,13 @@ void registerCheck() { on_exit(checkAtExit, nullptr); }
 __attribute__((section(".preinit_array"), used)) void (*const beforeAnything)() = registerCheck;
 
 TEST_F(ExecPipeHandler, DoesNothingOnceTheMapIsDestroyed) {
+  const BlockedChildSignal blocked;  // an earlier test may have installed the handler
   const pid_t child = fork();
   if (child == 0) {
-    checkedAtExit = true;
+    checkedAtExit = [] {
+      tell(fakePid, 1);
+      return waitsAtExit == 0;
+    };
     Replacements replacements;
     replacements.waitpid = [](pid_t, int*, int) {
       ++waitsAtExit;
@@ -281,6 +293,101 @@ TEST_F(ExecPipeHandler, DoesNothingOnceTheMapIsDestroyed) {
   int status = -1;
   ASSERT_EQ(child, waitpid(child, &status, 0));
   EXPECT_EQ(42 << 8, status);
+}
+
+// A command that a late destructor of the host runs.
+TEST_F(ExecPipeHandler, ACommandWaitsForNobodyOnceTheMapIsDestroyed) {
+  const BlockedChildSignal blocked;
+  const pid_t child = fork();
+  if (child == 0) {
+    checkedAtExit = [] {
+      unblockSignals();
+      Lines output;
+      ProbedPipe late;
+      return late.run(hostile("say late 3"), output) == 11 && output == Lines{"late"} &&
+             yieldsAtExit == 0;
+    };
+    Replacements replacements;
+    replacements.schedYield = [] { return ++yieldsAtExit; };
+    new ScopedReplacements(replacements);
+    std::exit(0);
+  }
+  int status = -1;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(42 << 8, status);
+}
+
+// ---- the child of a fork by a host with threads ----
+
+// Somebody who is in the map, in another thread, when the host forks: until the host waits for him,
+// or has forked without.
+std::atomic<bool> someoneIsInTheMap{false};
+std::atomic<bool> hostHasForked{false};
+thread_local bool looksUp = false;
+
+void stayInTheMap(size_t) {
+  if (looksUp && !someoneIsInTheMap.exchange(true)) {
+    while (!hostHasForked) {
+      std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+  }
+}
+
+// In a child that the host forks: the result of a command.
+int resultInAChild() {
+  const pid_t child = fork();
+  if (child == 0) {
+    unblockSignals();
+    Lines output;
+    ProbedPipe pipe;
+    const int result = pipe.run(hostile("say x"), output);
+    _exit(output == Lines{"x"} ? result : 99);
+  }
+  hostHasForked = true;
+  int status = -1;
+  EXPECT_EQ(child, waitpid(child, &status, 0));
+  return status;
+}
+
+TEST_F(ExecPipeHandler, CommandsRunInTheChildOfAHostWhoseOtherThreadIsInTheMap) {
+  const BlockedChildSignal blocked;
+  {
+    const RunningChildren running;
+    tell(fakePid, 1);  // takes a prepared node, which has to be made good
+  }
+  someoneIsInTheMap = false;
+  hostHasForked = false;
+  Replacements replacements;
+  replacements.operatorNew = stayInTheMap;
+  replacements.schedYield = [] {
+    hostHasForked = true;
+    return realCalls().schedYield();
+  };
+  const ScopedReplacements scope(replacements);
+  std::thread looking([] {
+    looksUp = true;
+    int status = 0;
+    ProbedPipe().CheckChildStatusMap(fakePid + 1, &status);
+  });
+  EXPECT_TRUE(kelp_test::eventually([] { return someoneIsInTheMap.load(); }));
+  EXPECT_EQ(0, resultInAChild());
+  looking.join();
+}
+
+TEST_F(ExecPipeHandler, CommandsRunInTheChildrenOfAHostThatLooksUpAllTheTime) {
+  const BlockedChildSignal blocked;
+  std::atomic<bool> done{false};
+  std::thread looking([&done] {
+    ProbedPipe other;
+    for (int status = 0; !done;) {
+      other.CheckChildStatusMap(fakePid, &status);
+    }
+  });
+  for (int i = 0; i < 60; ++i) {
+    EXPECT_EQ(0, resultInAChild());
+  }
+  done = true;
+  looking.join();
 }
 
 TEST_F(ExecPipeHandler, RecordsTheHostsOwnChildrenToo) {

@@ -17,6 +17,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <random>
 #include <type_traits>
 
 namespace {
@@ -184,7 +185,9 @@ TEST(ExecPipeParse, FollowsTheQuotingRules) {
       {"prog 'a\\' b", {"prog", "a\\", "b"}},  // a backslash protects no closing quote
       {"prog \"a\\\" b", {"prog", "a\\", "b"}},
       {"prog \"a\\\" b\"", {}},
-      {"prog a\nb", {"prog", "a\nb"}},  // only blanks and tabs separate
+      {"prog a\nb", {"prog", "a\nb"}},    // only blanks and tabs separate
+      {"prog a\\\nb", {"prog", "a\nb"}},  // a shell drops both
+      {"prog # a", {"prog", "#", "a"}},   // no comment
       {"prog\ra", {"prog\ra"}},
       {"prog $HOME * ~ `x` | > < & ; #",
        {"prog", "$HOME", "*", "~", "`x`", "|", ">", "<", "&", ";", "#"}},
@@ -233,6 +236,35 @@ TEST(ExecPipeParse, AgreesWithThePlainFormOnAllShortLines) {
         break;
       }
     }
+  }
+}
+
+// What the description recommends for words of any kind.
+std::string inSingleQuotes(const std::string& word) {
+  std::string result = "'";
+  for (const char c : word) {
+    result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  }
+  return result + "'";
+}
+
+TEST(ExecPipeParse, GivesBackAnyWordsThatStandInSingleQuotes) {
+  constexpr unsigned int seed = 4711;
+  std::mt19937 random(seed);
+  const std::string common = " \t\n'\"\\#$*a";
+  for (int round = 0; round < 20000; ++round) {
+    Lines words(1 + random() % 12);
+    std::string line;
+    for (std::string& word : words) {
+      for (size_t length = random() % 8; length > 0; --length) {
+        word += random() % 4 == 0 ? static_cast<char>(1 + random() % 255)
+                                  : common[random() % common.size()];
+      }
+      line += (random() % 2 == 0 ? " " : "\t") + inSingleQuotes(word);
+    }
+    ProbedPipe pipe;
+    ASSERT_TRUE(pipe.ParseCommand(line.c_str())) << "[" << line << "] of seed " << seed;
+    ASSERT_EQ(words, pipe.arguments()) << "[" << line << "] of seed " << seed;
   }
 }
 
@@ -1160,6 +1192,26 @@ TEST_F(ExecPipeRun, LosesNothingWhenTheHostHasClosedStandardDescriptors) {
   }
 }
 
+// The host has no more descriptors than its two outputs, one of its own and the pipe need.
+TEST_F(ExecPipeRun, FindsRoomForTheInputWhereTheHostHasClosedItsOwn) {
+  const std::string command = hostile("fds");
+  const pid_t child = fork();
+  if (child == 0) {
+    for (int fd = 3; fd < 1024; ++fd) {
+      close(fd);
+    }
+    close(0);
+    const rlimit few{5, 5};
+    Lines lines;
+    ProbedPipe other;
+    const bool ran = setrlimit(RLIMIT_NOFILE, &few) == 0 && other.run(command, lines) == 0;
+    _exit(ran && lines.size() == 3 && lines[0] == "0 /dev/null\n" ? 0 : 1);
+  }
+  int status = -1;
+  EXPECT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(0, status);
+}
+
 // ---- many runs, one object ----
 
 TEST_F(ExecPipeRun, LeavesNothingBehindInThousandsOfRuns) {
@@ -1231,6 +1283,37 @@ TEST_F(ExecPipeRun, InstallsTheHandlerWithItsFlags) {
     EXPECT_EQ(SA_SIGINFO | SA_NOCLDSTOP, ProbedPipe::m_act.sa_flags);
     EXPECT_EQ(nullptr, ProbedPipe::m_act.sa_restorer) << "cleared first";
     std::memset(static_cast<void*>(&ProbedPipe::m_act), 0x5a, sizeof ProbedPipe::m_act);
+  }
+}
+
+struct sigaction beforeInstalling {};
+int installed = 0;
+int installationResult = 0;
+
+// Other threads may be installing theirs at the same time.
+TEST_F(ExecPipeRun, ChangesTheSharedHandlerRecordOnlyWhenItIsInstalledAndThenWhole) {
+  for (const int result : {0, -1}) {
+    std::memset(static_cast<void*>(&ProbedPipe::m_act), 0x5a, sizeof ProbedPipe::m_act);
+    std::memset(static_cast<void*>(&beforeInstalling), 0x5a, sizeof beforeInstalling);
+    installed = 0;
+    installationResult = result;
+    Replacements replacements;
+    replacements.sigaction = [](int number, const struct sigaction* action, struct sigaction* old) {
+      ++installed;
+      EXPECT_EQ(SIGCHLD, number);
+      EXPECT_EQ(nullptr, old);
+      EXPECT_NE(&ProbedPipe::m_act, action);
+      EXPECT_EQ(0, std::memcmp(&ProbedPipe::m_act, &beforeInstalling, sizeof beforeInstalling));
+      beforeInstalling = *action;
+      return installationResult;
+    };
+    {
+      const ScopedReplacements scope(replacements);
+      EXPECT_EQ(6, run(""));
+    }
+    EXPECT_EQ(1, installed);
+    EXPECT_EQ(0, std::memcmp(&ProbedPipe::m_act, &beforeInstalling, sizeof beforeInstalling));
+    EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, ProbedPipe::m_act.sa_sigaction);
   }
 }
 

@@ -1,25 +1,67 @@
 #include "cmnchildstatus.h"
 
 #include <sched.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <utility>
 
 namespace kelp_cmn_4_4 {
 namespace {
 
-// A handler in another thread is done within microseconds of getting a processor. In the child of a
-// fork that caught it there it never is; hence the bound.
+constexpr long patienceNanoseconds = 100'000'000;
+constexpr int yieldsBeforeSleeping = 100;
+constexpr timespec shortSleep{0, 100'000};
+
+long nanosecondsNow() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * 1'000'000'000 + now.tv_nsec;
+}
+
+// Lets others run. To yield is not enough in a real-time thread, whose yielding lets no ordinary
+// one run. The sleep is a bare system call, because nobody may be cancelled here.
+void giveWay(int attempt) {
+  if (attempt < yieldsBeforeSleeping) {
+    sched_yield();
+  } else {
+    syscall(SYS_nanosleep, &shortSleep, nullptr);
+  }
+}
+
+// A handler in another thread is done within microseconds of getting a processor. What keeps it
+// longer may keep it for ever; hence the bound.
 template <class Condition>
 bool comesTrueSoon(Condition condition) {
-  constexpr int patience = 20000;
-  for (int attempt = 0; attempt < patience; ++attempt) {
+  if (condition()) {
+    return true;
+  }
+  const long start = nanosecondsNow();
+  for (int attempt = 0; nanosecondsNow() - start < patienceNanoseconds; ++attempt) {
+    giveWay(attempt);
     if (condition()) {
       return true;
     }
-    sched_yield();
   }
   return false;
 }
+
+class AllSignalsBlocked {
+ public:
+  AllSignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &m_before);
+  }
+  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
+  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+
+ private:
+  sigset_t m_before{};
+};
 
 }  // namespace
 
@@ -29,7 +71,7 @@ class ChildStatusRecorder::MapUse {
   MapUse(ChildStatusRecorder& recorder, bool taken) : m_recorder(recorder), m_taken(taken) {}
   ~MapUse() {
     if (m_taken) {
-      m_recorder.m_mapTaken.store(false, std::memory_order_release);
+      m_recorder.giveMapBack();
     }
   }
   MapUse(const MapUse&) = delete;
@@ -50,34 +92,48 @@ ChildStatusRecorder::Visit::Visit(ChildStatusRecorder& recorder) : m_recorder(re
 
 ChildStatusRecorder::Visit::~Visit() { m_recorder.m_visits.fetch_sub(1); }
 
+// Whoever gets hold of the map after close() gave up waiting for its holder must not touch it.
 bool ChildStatusRecorder::tryTakeMap() {
-  return !m_mapTaken.exchange(true, std::memory_order_acquire);
+  pthread_t nobody = 0;
+  if (!m_mapHolder.compare_exchange_strong(nobody, pthread_self())) {
+    return false;
+  }
+  if (!m_open.load()) {
+    giveMapBack();
+    return false;
+  }
+  return true;
 }
 
+void ChildStatusRecorder::giveMapBack() { m_mapHolder.store(0); }
+
+// Only this thread writes its own number there.
+bool ChildStatusRecorder::mapIsMine() const { return m_mapHolder.load() == pthread_self(); }
+
 bool ChildStatusRecorder::awaitMap() {
-  // A handler that has reaped a child already will soon have recorded it.
-  comesTrueSoon([this] { return m_visits.load() == 0; });
-  return comesTrueSoon([this] { return tryTakeMap(); });
+  if (mapIsMine()) {
+    return false;  // this very thread was interrupted in the map
+  }
+  bool taken = false;
+  comesTrueSoon([this, &taken] {
+    taken = tryTakeMap();
+    return taken || !m_open.load();
+  });
+  return taken;
 }
 
 void ChildStatusRecorder::record(Map& statuses, int pid, int status) {
   const MapUse use(*this, tryTakeMap());
-  if (!use) {
-    m_ring.push({pid, status});
-    return;
+  if (use) {
+    drainPrepared(statuses);
+    if (m_queue.empty() && placePrepared(statuses, {pid, status})) {
+      return;
+    }
   }
-  drainPrepared(statuses);
-  if (m_ring.empty() && placePrepared(statuses, {pid, status})) {
-    return;
-  }
-  if (!m_ring.push({pid, status})) {
-    drain(statuses);  // may re-enter malloc; better than to lose the child
-    topUp();
-    placePrepared(statuses, {pid, status});
-  }
+  m_queue.push({pid, status});
 }
 
-bool ChildStatusRecorder::placePrepared(Map& statuses, StatusRing::Record record) {
+bool ChildStatusRecorder::placePrepared(Map& statuses, StatusQueue::Record record) {
   const auto found = statuses.find(record.pid);
   if (found != statuses.end()) {
     found->second = record.status;
@@ -94,22 +150,17 @@ bool ChildStatusRecorder::placePrepared(Map& statuses, StatusRing::Record record
 }
 
 void ChildStatusRecorder::drainPrepared(Map& statuses) {
-  const StatusRing::Record* oldest = m_ring.front();
-  while (oldest != nullptr && placePrepared(statuses, *oldest)) {
-    m_ring.pop();
-    oldest = m_ring.front();
-  }
+  m_queue.handOut(
+      [this, &statuses](StatusQueue::Record record) { return placePrepared(statuses, record); });
 }
 
 void ChildStatusRecorder::drain(Map& statuses) {
-  drainPrepared(statuses);
-  while (m_ring.front() != nullptr) {
-    topUp();
+  m_queue.handOut([this, &statuses](StatusQueue::Record record) {
     if (m_prepared.empty()) {
-      return;
+      topUp();
     }
-    drainPrepared(statuses);
-  }
+    return placePrepared(statuses, record);
+  });
 }
 
 void ChildStatusRecorder::topUp() {
@@ -118,11 +169,13 @@ void ChildStatusRecorder::topUp() {
       m_prepared.emplace(0, 0);
     }
   } catch (...) {
-    return;  // fewer nodes will do: the ring takes what they cannot
+    return;  // fewer nodes will do: the queue takes what they cannot
   }
 }
 
 bool ChildStatusRecorder::take(Map& statuses, int pid, int& status) {
+  // A handler that has reaped a child already will soon have recorded it.
+  comesTrueSoon([this] { return m_visits.load() <= 0 || !m_open.load(); });
   const MapUse use(*this, awaitMap());
   if (!use) {
     return false;
@@ -150,8 +203,39 @@ void ChildStatusRecorder::prepare(Map& statuses) {
 }
 
 void ChildStatusRecorder::close() {
-  m_open.store(false);
   awaitMap();  // and never given back
+  m_open.store(false);
+}
+
+void ChildStatusRecorder::beforeFork() {
+  if (mapIsMine()) {
+    ++m_forksInside;  // it was interrupted in the map and goes on there afterwards
+  } else {
+    awaitMap();
+  }
+}
+
+void ChildStatusRecorder::afterFork(Map& statuses) {
+  if (!mapIsMine()) {
+    return;  // it could not be had
+  }
+  if (m_forksInside > 0) {
+    --m_forksInside;
+  } else {
+    drainPrepared(statuses);  // the new child may have ended already
+    giveMapBack();
+  }
+}
+
+// Of the threads that were in the recorder, only this one is left.
+void ChildStatusRecorder::afterForkInChild(Map& statuses) {
+  if (!mapIsMine() || m_forksInside > 0) {
+    m_open.store(false);  // somebody was changing the map
+  } else if (m_visits.exchange(0) != 0) {
+    const AllSignalsBlocked blocked;
+    m_queue.forgetUnfinished();
+  }
+  afterFork(statuses);
 }
 
 }  // namespace kelp_cmn_4_4

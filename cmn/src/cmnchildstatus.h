@@ -2,7 +2,9 @@
 #ifndef CMNCHILDSTATUS_H
 #define CMNCHILDSTATUS_H
 
-#include "cmnstatusring.h"
+#include "cmnstatusqueue.h"
+
+#include <pthread.h>
 
 #include <atomic>
 #include <cstddef>
@@ -12,8 +14,9 @@ namespace kelp_cmn_4_4 {
 
 // A handler that simply inserted into the map would now and then re-enter malloc, or meet the map
 // half changed. So the handler inserts nodes that were allocated beforehand, and only when nobody
-// else is in the map; otherwise it leaves its record in a ring, which the main line takes into the
-// map before it looks. The signal is never blocked, and the handler never waits for anybody.
+// else is in the map; otherwise it leaves its record in a queue, which the main line takes into the
+// map before it looks. The signal is never blocked, and the handler neither allocates from a heap
+// nor waits for anybody.
 class ChildStatusRecorder {
  public:
   using Map = std::map<int, int>;
@@ -43,28 +46,43 @@ class ChildStatusRecorder {
   // The main line's side: removes a child's record, if there is one.
   bool take(Map& statuses, int pid, int& status);
 
-  // The main line's side: takes the ring's records into the map and allocates new nodes for used
+  // The main line's side: takes the queue's records into the map and allocates new nodes for used
   // ones.
   void prepare(Map& statuses);
 
-  // Ends all recording, for good; the map may be destroyed afterwards.
+  // Ends all recording, for good; the map may be destroyed afterwards. Nobody waits any more.
   void close();
+
+  // Around every fork of the process, so that the child gets a map that nobody was changing. Where
+  // the map cannot be had in time, or was taken by this very thread, the child's recorder is
+  // closed: waitpid alone tells it then how its own children ended.
+  void beforeFork();
+  void afterFork(Map& statuses);
+  void afterForkInChild(Map& statuses);
 
  private:
   class MapUse;
 
   bool tryTakeMap();
   bool awaitMap();
-  bool placePrepared(Map& statuses, StatusRing::Record record);
+  void giveMapBack();
+  bool mapIsMine() const;
+  bool placePrepared(Map& statuses, StatusQueue::Record record);
   void drainPrepared(Map& statuses);
   void drain(Map& statuses);  // allocates, but never throws: what there is no memory for stays
   void topUp();
 
-  StatusRing m_ring;
+  static_assert(std::atomic<pthread_t>::is_always_lock_free &&
+                    std::atomic<int>::is_always_lock_free,
+                "a signal handler may use nothing that locks");
+
+  StatusQueue m_queue;
   std::multimap<int, int> m_prepared;  // only its nodes matter; used by whoever holds the map
   std::atomic<bool> m_open{true};
-  std::atomic<bool> m_mapTaken{false};
+  std::atomic<pthread_t> m_mapHolder{0};  // the thread that is in the map; 0 for nobody
   std::atomic<int> m_visits{0};
+  int m_forksInside =
+      0;  // forks begun by a thread that was in the map already; used by that thread
 };
 
 }  // namespace kelp_cmn_4_4

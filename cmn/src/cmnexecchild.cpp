@@ -22,13 +22,18 @@ const char* const __bad_names[] = {"CDPATH", "EDITOR", "ENV", "FPATH", "IFS"};
   _exit(1);
 }
 
-// Above the standard descriptors, where the connecting of those cannot replace it.
+// Above the standard descriptors, where the connecting of those cannot replace it. Its old place is
+// free then: there may be no other for the input.
 int outOfTheWay(int fd) {
   if (fd > STDERR_FILENO) {
     return fd;
   }
   const int moved = fcntl(fd, F_DUPFD, STDERR_FILENO + 1);
-  return moved < 0 ? fd : moved;
+  if (moved < 0) {
+    return fd;
+  }
+  close(fd);
+  return moved;
 }
 
 void connectInput(const TraceLogHolder& log, const std::string& stdinFile) {

@@ -8,6 +8,7 @@
 #include "cmnstringtool.h"
 #include "cmntracecall.h"
 
+#include <pthread.h>
 #include <sys/select.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -38,10 +39,29 @@ constexpr long pollMilliseconds = 100;
 // Never destroyed: a child may end while the process destroys its static objects.
 ChildStatusRecorder& recorder = *new ChildStatusRecorder;
 
+struct SharedMap : CCmnExecPipePosix {
+  using CCmnExecPipePosix::m_childStatusMap;
+};
+
 // Destroyed before the map, which was constructed before it.
-struct EndOfRecording {
-  ~EndOfRecording() { recorder.close(); }
-} endOfRecording;
+struct Recording {
+  Recording() {
+    pthread_atfork([] { recorder.beforeFork(); },
+                   [] { recorder.afterFork(SharedMap::m_childStatusMap); },
+                   [] { recorder.afterForkInChild(SharedMap::m_childStatusMap); });
+  }
+  ~Recording() { recorder.close(); }
+} recording;
+
+// Several threads may do this at the same time: all of them write the same, word by word.
+void assignWhole(struct sigaction& target, const struct sigaction& source) {
+  using Word [[gnu::may_alias]] = unsigned long;
+  static_assert(sizeof target % sizeof(Word) == 0);
+  for (size_t i = 0; i < sizeof target / sizeof(Word); ++i) {
+    __atomic_store_n(reinterpret_cast<Word*>(&target) + i,
+                     *(reinterpret_cast<const Word*>(&source) + i), __ATOMIC_RELAXED);
+  }
+}
 
 template <class... Args>
 std::wstring failureText(const char* format, Args... args) {
@@ -276,15 +296,16 @@ bool CCmnExecPipePosix::ParseCommand(const char* commandLine) {
 }
 
 int CCmnExecPipePosix::ExecPipe(std::string command, std::string /*reserved*/) {
-  m_act = {};
-  m_act.sa_sigaction = GetChildStatus;
-  sigemptyset(&m_act.sa_mask);
-  m_act.sa_flags = SA_SIGINFO | SA_NOCLDSTOP;
-  if (sigaction(SIGCHLD, &m_act, nullptr) != 0) {
+  struct sigaction action {};
+  action.sa_sigaction = GetChildStatus;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_SIGINFO | SA_NOCLDSTOP;
+  if (sigaction(SIGCHLD, &action, nullptr) != 0) {
     traceTo(m_traceLog, traceError,
             "CCmnExecPipePosix::ExecPipe ERROR: sigaction could not register SIGCHLD signal "
             "handler");
   }
+  assignWhole(m_act, action);
   // What an abandoned run left in the read-ahead stays there, on purpose.
   m_commandLine = command;
   ClearArgsList();
@@ -425,10 +446,15 @@ int CCmnExecPipePosix::Close(long timeoutSeconds) {
     const int fd = std::exchange(m_readFd, -1);
     if (close(fd) != 0) {
       const int error = errno;
-      m_lastError =
-          ECmnExecPipe(m_commandLine, failureText("close(%d) failed, errno %d", fd, error),
-                       execPipeCloseFailed, error);
       result = execPipeCloseFailed;
+      try {
+        m_lastError =
+            ECmnExecPipe(m_commandLine, failureText("close(%d) failed, errno %d", fd, error),
+                         execPipeCloseFailed, error);
+      } catch (const std::bad_alloc&) {
+        CCmnExecPipePosix::Close(timeoutSeconds);  // the child, which would be left to nobody
+        throw;
+      }
     }
   }
   if (m_childPid == -1) {

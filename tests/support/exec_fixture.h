@@ -91,8 +91,11 @@ class ProbedPipe : public kelp_cmn_4_4::CCmnExecPipePosix {
     return CCmnExecPipePosix::WaitPid(timeoutSeconds);
   }
 
+  // A look-up takes records that came while the map was in use into the map.
   static bool hasRecord(int pid) {
     const BlockedChildSignal blocked;
+    int ignored = 0;
+    ProbedPipe().CheckChildStatusMap(0, &ignored);
     return m_childStatusMap.count(pid) != 0;
   }
 

@@ -76,7 +76,6 @@ struct AllRealCalls : RealCalls {
   int (*dup2)(int, int);
   int (*open)(const char*, int, ...);
   int (*close)(int);
-  int (*sigaction)(int, const struct sigaction*, struct sigaction*);
   int (*putenv)(char*);
   int (*execv)(const char*, char* const*);
   int (*access)(const char*, int);
@@ -96,6 +95,7 @@ struct AllRealCalls : RealCalls {
     find(open, "open");
     find(close, "close");
     find(sigaction, "sigaction");
+    find(schedYield, "sched_yield");
     find(putenv, "putenv");
     find(execv, "execv");
     find(access, "access");
@@ -242,7 +242,14 @@ int kill(pid_t pid, int signalNumber) noexcept {
 }
 
 int sigaction(int number, const struct sigaction* action, struct sigaction* old) noexcept {
-  return fails(Call::sigaction) ? -1 : real().sigaction(number, action, old);
+  if (fails(Call::sigaction)) {
+    return -1;
+  }
+  return (current.sigaction != nullptr ? current.sigaction : real().sigaction)(number, action, old);
+}
+
+int sched_yield() noexcept {
+  return (current.schedYield != nullptr ? current.schedYield : real().schedYield)();
 }
 
 int putenv(char* text) noexcept { return fails(Call::putenv) ? -1 : real().putenv(text); }

@@ -5,6 +5,7 @@
 
 #include "heap.h"
 
+#include <signal.h>
 #include <sys/select.h>
 #include <sys/types.h>
 #include <time.h>
@@ -71,6 +72,8 @@ struct Replacements {
   int (*nanosleep)(const timespec* duration, timespec* rest) = nullptr;
   unsigned int (*sleep)(unsigned int seconds) = nullptr;
   time_t (*time)(time_t* now) = nullptr;
+  int (*sigaction)(int number, const struct sigaction* action, struct sigaction* old) = nullptr;
+  int (*schedYield)() = nullptr;
   void (*operatorNew)(size_t size) = nullptr;  // looks on before the allocation
 };
 
@@ -96,6 +99,8 @@ struct RealCalls {
   int (*nanosleep)(const timespec*, timespec*);
   unsigned int (*sleep)(unsigned int);
   time_t (*time)(time_t*);
+  int (*sigaction)(int, const struct sigaction*, struct sigaction*);
+  int (*schedYield)();
 };
 const RealCalls& realCalls();
 }  // namespace kelp_test

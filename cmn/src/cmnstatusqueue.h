@@ -1,0 +1,133 @@
+// A queue of (pid, status) records that signal handlers fill, and that grows without a heap.
+#ifndef CMNSTATUSQUEUE_H
+#define CMNSTATUSQUEUE_H
+
+#include "cmnstatusring.h"
+
+#include <sys/mman.h>
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <new>
+
+namespace kelp_cmn_4_4 {
+
+// Rings, each with twice the room of the one before. A producer that finds the newest ring full
+// puts another behind it, in pages that come from the system; a ring once made stays the one in use
+// until it is full itself, and none is ever given back. So no producer can hold on to a ring that
+// has gone or become another.
+//
+// What was pushed later comes out later: a producer uses the newest ring that it sees, and the
+// consumer takes from the oldest that holds anything.
+class StatusQueue {
+ public:
+  using Record = StatusRing::Record;
+
+  static constexpr size_t firstCapacity = 1024;
+
+  // False, and the record is lost, when the newest ring is full and the system has no pages.
+  bool push(Record record) {
+    size_t level = 0;
+    do {
+      while (level + 1 < levels && ringAt(level + 1) != nullptr) {
+        ++level;
+      }
+      if (ringAt(level)->push(record)) {
+        return true;
+      }
+    } while (grow(level));
+    return false;
+  }
+
+  // Gives the records, the oldest first, to a function that tells whether it took its record;
+  // until it did not, or the producer of the next one has not finished. What comes meanwhile may
+  // stay, so that no producer keeps this busy.
+  template <class Take>
+  void handOut(Take take) {
+    for (size_t left = used(); left > 0; --left) {
+      StatusRing& ring = oldest();
+      const Record* const record = ring.front();
+      if (record == nullptr || !take(*record)) {
+        return;
+      }
+      ring.pop();
+    }
+  }
+
+  bool empty() const { return used() == 0; }
+
+  // As for the ring.
+  void forgetUnfinished() {
+    for (size_t level = 0; level < levels && ringAt(level) != nullptr; ++level) {
+      ringAt(level)->forgetUnfinished();
+    }
+  }
+
+ private:
+  static constexpr size_t levels = 16;  // 67 million records, far more than there are processes
+
+  static size_t mappingSize(size_t capacity) {
+    return sizeof(StatusRing) + capacity * sizeof(StatusRing::Slot);
+  }
+
+  // Acquires what a producer in another thread made of the pages.
+  StatusRing* ringAt(size_t level) const { return m_rings[level].load(std::memory_order_acquire); }
+
+  size_t used() const {
+    size_t sum = 0;
+    for (size_t level = 0; level < levels && ringAt(level) != nullptr; ++level) {
+      sum += ringAt(level)->used();
+    }
+    return sum;
+  }
+
+  // The oldest ring that holds anything. The newer ones are looked at first: whoever sees a record
+  // there will then see, in the older ones, all that was pushed before it.
+  StatusRing& oldest() {
+    StatusRing* found = &m_first;
+    for (size_t level = levels; level-- > 0;) {
+      StatusRing* const ring = ringAt(level);
+      if (ring != nullptr && ring->used() > 0) {
+        found = ring;
+      }
+    }
+    return *found;
+  }
+
+  // Whether there is a ring behind the one of that level now, be it another producer's.
+  bool grow(size_t level) {
+    if (level + 1 == levels) {
+      return false;
+    }
+    const size_t capacity = firstCapacity << (level + 1);
+    void* const pages = mmap(nullptr, mappingSize(capacity), PROT_READ | PROT_WRITE,
+                             MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED) {
+      return ringAt(level + 1) != nullptr;
+    }
+    StatusRing* none = nullptr;
+    if (!m_rings[level + 1].compare_exchange_strong(none, makeRing(pages, capacity),
+                                                    std::memory_order_acq_rel)) {
+      munmap(pages, mappingSize(capacity));
+    }
+    return true;
+  }
+
+  // Pages from the system are zero, and so is a fresh slot: none has to be touched.
+  static StatusRing* makeRing(void* pages, size_t capacity) {
+    static_assert(sizeof(StatusRing) % alignof(StatusRing::Slot) == 0);
+    auto* const slots = reinterpret_cast<StatusRing::Slot*>(static_cast<StatusRing*>(pages) + 1);
+    return new (pages) StatusRing(slots, capacity);
+  }
+
+  static_assert(std::atomic<StatusRing*>::is_always_lock_free);
+
+  std::array<StatusRing::Slot, firstCapacity> m_firstSlots;
+  StatusRing m_first{m_firstSlots.data(), firstCapacity};
+  std::array<std::atomic<StatusRing*>, levels> m_rings{&m_first};
+};
+
+}  // namespace kelp_cmn_4_4
+
+#endif

@@ -1,0 +1,485 @@
+// The queue that signal handlers fill: its order, its growth, and whatever may come between two of
+// its instructions. No signal of a child is needed here.
+#include "cmnstatusqueue.h"
+
+#include "single_step.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <deque>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::atomic<int> mappings{0};
+std::atomic<bool> refusePages{false};
+thread_local bool counting = false;
+
+// Counts what the running test maps.
+class CountingMappings {
+ public:
+  CountingMappings() {
+    mappings = 0;
+    counting = true;
+  }
+  ~CountingMappings() {
+    counting = false;
+    refusePages = false;
+  }
+  CountingMappings(const CountingMappings&) = delete;
+  CountingMappings& operator=(const CountingMappings&) = delete;
+};
+
+}  // namespace
+
+extern "C" void* mmap(void* address, size_t size, int access, int flags, int fd,
+                      off_t offset) noexcept {
+  if (counting) {
+    ++mappings;
+    if (refusePages) {
+      errno = ENOMEM;
+      return MAP_FAILED;
+    }
+  }
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): what the system call gives
+  return reinterpret_cast<void*>(syscall(SYS_mmap, address, size, access, flags, fd, offset));
+}
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+using Record = StatusQueue::Record;
+
+constexpr int firstCapacity = static_cast<int>(StatusQueue::firstCapacity);
+constexpr int ringCapacity = 1024;
+
+struct OwnRing {
+  std::array<StatusRing::Slot, ringCapacity> slots;
+  StatusRing ring{slots.data(), ringCapacity};
+};
+
+void pushMany(StatusQueue& queue, int first, int count) {
+  for (int i = first; i < first + count; ++i) {
+    ASSERT_TRUE(queue.push({i, -i})) << i;
+  }
+}
+
+// The numbers handed out; every status must be that of its number.
+std::vector<int> drained(StatusQueue& queue) {
+  std::vector<int> pids;
+  queue.handOut([&pids](Record record) {
+    EXPECT_EQ(record.pid, -record.status);
+    pids.push_back(record.pid);
+    return true;
+  });
+  return pids;
+}
+
+std::vector<int> numbers(int first, int count) {
+  std::vector<int> result;
+  for (int i = first; i < first + count; ++i) {
+    result.push_back(i);
+  }
+  return result;
+}
+
+// ---- one ring ----
+
+TEST(StatusRing, GivesRecordsBackInTheirOrderHoweverOftenItGoesRound) {
+  OwnRing own;
+  StatusRing& ring = own.ring;
+  for (int i = 0; i < 3 * ringCapacity + 7; ++i) {
+    ASSERT_TRUE(ring.push({i, -i}));
+    if (i % 2 == 1) {
+      for (const int expected : {i - 1, i}) {
+        ASSERT_NE(ring.front(), nullptr);
+        EXPECT_EQ(ring.front()->pid, expected);
+        EXPECT_EQ(ring.front()->status, -expected);
+        ring.pop();
+      }
+    }
+  }
+}
+
+TEST(StatusRing, TakesItsCapacityAndNotOneMore) {
+  OwnRing own;
+  StatusRing& ring = own.ring;
+  EXPECT_EQ(ring.used(), 0U);
+  EXPECT_EQ(ring.front(), nullptr);
+  for (int i = 0; i < ringCapacity; ++i) {
+    ASSERT_TRUE(ring.push({i, 0}));
+  }
+  EXPECT_FALSE(ring.push({-1, 0}));
+  ring.pop();
+  EXPECT_TRUE(ring.push({-2, 0}));
+  EXPECT_FALSE(ring.push({-3, 0}));
+  EXPECT_EQ(ring.used(), static_cast<size_t>(ringCapacity));
+}
+
+TEST(StatusRing, LosesNothingAmongProducersInSeveralThreads) {
+  OwnRing own;
+  StatusRing& ring = own.ring;
+  constexpr int producers = 4;
+  constexpr int each = 5000;
+  std::vector<std::thread> threads;
+  for (int p = 0; p < producers; ++p) {
+    threads.emplace_back([&ring, p] {
+      for (int i = 0; i < each; ++i) {
+        while (!ring.push({p, i})) {
+          std::this_thread::yield();
+        }
+      }
+    });
+  }
+  std::vector<int> next(producers, 0);
+  for (int taken = 0; taken < producers * each;) {
+    const Record* record = ring.front();
+    if (record == nullptr) {
+      std::this_thread::yield();
+      continue;
+    }
+    EXPECT_EQ(record->status, next[static_cast<size_t>(record->pid)]++);
+    ring.pop();
+    ++taken;
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(ring.used(), 0U);
+}
+
+// The ring is never full here, so no record may be refused; a producer that is overtaken between
+// two looks must not mistake that for a full ring.
+TEST(StatusRing, RefusesNothingWhileThereIsRoom) {
+  constexpr int records = 200000;
+  const auto own = std::make_unique<OwnRing>();
+  StatusRing& ring = own->ring;
+  std::atomic<int> waiting{0};
+  std::atomic<int> refused{0};
+  const auto produce = [&](int first) {
+    for (int i = 0; i < records; ++i) {
+      while (waiting.fetch_add(1) >= 900) {
+        waiting.fetch_sub(1);
+        std::this_thread::yield();
+      }
+      if (!ring.push({first + i, i})) {
+        ++refused;
+        waiting.fetch_sub(1);
+      }
+    }
+  };
+  std::thread one(produce, 0);
+  std::thread two(produce, records);
+  std::vector<bool> seen(size_t{2} * records);
+  int last[2] = {-1, -1};
+  for (int taken = 0; taken + refused.load() < 2 * records;) {
+    if (const Record* const record = ring.front()) {
+      const int producer = record->pid / records;
+      ASSERT_LT(last[producer], record->status) << "out of order";
+      last[producer] = record->status;
+      seen[static_cast<size_t>(record->pid)] = true;
+      ring.pop();
+      waiting.fetch_sub(1);
+      ++taken;
+    }
+  }
+  one.join();
+  two.join();
+  EXPECT_EQ(0, refused);
+  EXPECT_EQ(ring.used(), 0U);
+  EXPECT_EQ(2 * records, std::count(seen.begin(), seen.end(), true));
+}
+
+// ---- growth ----
+
+TEST(StatusQueue, MapsNothingUntilItsFirstRingIsFull) {
+  StatusQueue queue;
+  const CountingMappings counted;
+  pushMany(queue, 0, firstCapacity);
+  EXPECT_EQ(0, mappings);
+  pushMany(queue, firstCapacity, 1);
+  EXPECT_EQ(1, mappings);
+  EXPECT_EQ(numbers(0, firstCapacity + 1), drained(queue));
+}
+
+TEST(StatusQueue, GivesRecordsBackInTheirOrderHoweverFarItGrew) {
+  StatusQueue queue;
+  EXPECT_TRUE(queue.empty());
+  pushMany(queue, 0, 50 * firstCapacity);
+  EXPECT_FALSE(queue.empty());
+  EXPECT_EQ(numbers(0, 50 * firstCapacity), drained(queue));
+  EXPECT_TRUE(queue.empty());
+}
+
+TEST(StatusQueue, UsesItsPagesAgain) {
+  StatusQueue queue;
+  pushMany(queue, 0, 10 * firstCapacity);
+  drained(queue);
+  const CountingMappings counted;
+  for (int round = 0; round < 20; ++round) {
+    pushMany(queue, 0, 8 * firstCapacity);
+    EXPECT_EQ(numbers(0, 8 * firstCapacity), drained(queue));
+  }
+  EXPECT_EQ(0, mappings);
+}
+
+TEST(StatusQueue, KeepsWhatIsNotTaken) {
+  StatusQueue queue;
+  pushMany(queue, 0, 3 * firstCapacity);
+  for (int next = 0; next < 3 * firstCapacity; next += 700) {
+    int offered = -1;
+    queue.handOut([&](Record record) {
+      offered = record.pid;
+      return record.pid < next;
+    });
+    EXPECT_EQ(next, offered);
+  }
+}
+
+TEST(StatusQueue, LosesARecordOnlyWhereTheSystemHasNoPages) {
+  StatusQueue queue;
+  pushMany(queue, 0, firstCapacity);
+  {
+    const CountingMappings counted;
+    refusePages = true;
+    EXPECT_FALSE(queue.push({4711, -4711}));
+    EXPECT_EQ(1, mappings);
+  }
+  EXPECT_EQ(numbers(0, firstCapacity), drained(queue));
+  const CountingMappings counted;
+  refusePages = true;
+  pushMany(queue, 0, firstCapacity);
+  EXPECT_EQ(0, mappings) << "there is room again";
+}
+
+TEST(StatusQueue, AgreesWithAPlainQueue) {
+  constexpr unsigned int seed = 19;
+  std::mt19937 random(seed);
+  for (int round = 0; round < 20; ++round) {
+    StatusQueue queue;
+    std::deque<int> plain;
+    int next = 0;
+    for (int step = 0; step < 60; ++step) {
+      for (size_t count = random() % 1000; count > 0; --count) {
+        ASSERT_TRUE(queue.push({next, -next}));
+        plain.push_back(next++);
+      }
+      size_t wanted = random() % 1100;
+      queue.handOut([&](Record record) {
+        if (wanted == 0) {
+          return false;
+        }
+        --wanted;
+        EXPECT_EQ(plain.front(), record.pid);
+        plain.pop_front();
+        return true;
+      });
+      ASSERT_EQ(plain.empty(), queue.empty());
+    }
+    EXPECT_EQ(std::vector<int>(plain.begin(), plain.end()), drained(queue));
+  }
+}
+
+// ---- several threads ----
+
+TEST(StatusQueue, LosesNothingAmongThreadsThatMakeItGrow) {
+  constexpr int producers = 4;
+  constexpr int each = 20000;
+  StatusQueue queue;
+  std::atomic<int> finished{0};
+  std::vector<std::thread> threads;
+  for (int p = 0; p < producers; ++p) {
+    threads.emplace_back([&, p] {
+      for (int i = 0; i < each; ++i) {
+        ASSERT_TRUE(queue.push({p, i}));
+      }
+      ++finished;
+    });
+  }
+  std::vector<int> next(producers, 0);
+  const auto takeAll = [&] {
+    queue.handOut([&](Record record) {
+      EXPECT_EQ(next[static_cast<size_t>(record.pid)]++, record.status);
+      return true;
+    });
+  };
+  while (finished < producers) {
+    takeAll();
+  }
+  takeAll();
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(std::vector<int>(producers, each), next);
+  EXPECT_TRUE(queue.empty());
+}
+
+// Each thread pushes a number that is greater than all pushed before it, and none waits for the
+// consumer, so that rings are left behind while others still push into them.
+TEST(StatusQueue, WhatIsPushedAfterAnotherRecordComesOutAfterIt) {
+  constexpr int rounds = 20;
+  constexpr int total = 30000;
+  for (int round = 0; round < rounds; ++round) {
+    StatusQueue queue;
+    std::atomic<int> last{0};  // the greatest number whose push has ended
+    const auto produce = [&] {
+      for (int number = 0; number < total;) {
+        const int before = last.load();
+        number = before + 1;
+        ASSERT_TRUE(queue.push({number, before}));
+        int seen = before;
+        while (seen < number && !last.compare_exchange_weak(seen, number)) {
+        }
+      }
+    };
+    std::thread one(produce);
+    std::thread two(produce);
+    int greatest = 0;
+    while (greatest < total) {
+      queue.handOut([&](Record record) {
+        // Two threads may push the same number; all up to the one before had been pushed.
+        EXPECT_GE(greatest, record.status);
+        greatest = std::max(greatest, record.pid);
+        return true;
+      });
+    }
+    one.join();
+    two.join();
+  }
+}
+
+// ---- between two instructions ----
+
+using Queue = std::unique_ptr<StatusQueue>;
+
+// A queue that lacks just the room for what a push and its interruption bring.
+Queue almostFull() {
+  Queue queue = std::make_unique<StatusQueue>();
+  pushMany(*queue, 0, firstCapacity - 2);
+  return queue;
+}
+
+TEST(StatusQueue, APushThatPushesInterruptAnywhereLosesAndDoublesNothing) {
+  Queue queue;
+  kelp_test::interruptAtEachInstruction(
+      [&] { queue = almostFull(); },
+      [&] {
+        queue->push({5000, -5000});
+      },
+      [&] { pushMany(*queue, 6000, 3); },
+      [&](long n) {
+        std::vector<int> pids = drained(*queue);
+        pids.erase(pids.begin(), pids.begin() + firstCapacity - 2);
+        EXPECT_EQ(1, std::count(pids.begin(), pids.end(), 5000)) << n;
+        pids.erase(std::find(pids.begin(), pids.end(), 5000));
+        EXPECT_EQ(numbers(6000, 3), pids) << n;
+      });
+}
+
+TEST(StatusQueue, APushThatAConsumerInterruptsAnywhereLosesAndDoublesNothing) {
+  Queue queue;
+  std::vector<int> pids;
+  kelp_test::interruptAtEachInstruction(
+      [&] {
+        queue = almostFull();
+        pids.clear();
+      },
+      [&] {
+        queue->push({5000, -5000});
+      },
+      [&] {
+        pushMany(*queue, 6000, 1);
+        pids = drained(*queue);
+        pushMany(*queue, 6001, 2);
+      },
+      [&](long n) {
+        const std::vector<int> rest = drained(*queue);
+        pids.insert(pids.end(), rest.begin(), rest.end());
+        EXPECT_EQ(numbers(0, firstCapacity - 2),
+                  std::vector<int>(pids.begin(), pids.begin() + firstCapacity - 2));
+        pids.erase(pids.begin(), pids.begin() + firstCapacity - 2);
+        EXPECT_EQ(1, std::count(pids.begin(), pids.end(), 5000)) << n;
+        pids.erase(std::find(pids.begin(), pids.end(), 5000));
+        EXPECT_EQ(numbers(6000, 3), pids) << n;
+        EXPECT_TRUE(queue->empty()) << n;
+      });
+}
+
+// Every instruction of one and the same pass is followed by a push.
+TEST(StatusQueue, AConsumerThatPushesInterruptEverywhereGetsAllInTheirOrder) {
+  StatusQueue queue;
+  pushMany(queue, 0, firstCapacity - 5);
+  int next = firstCapacity - 5;
+  std::vector<int> pids;
+  pids.reserve(100000);
+  kelp_test::SingleStep step(1, 10000, [&] {
+    queue.push({next, -next});
+    ++next;
+  });
+  EXPECT_TRUE(step.run([&] {
+    queue.handOut([&](Record record) {
+      pids.push_back(record.pid);
+      return true;
+    });
+  }));
+  const std::vector<int> rest = drained(queue);
+  pids.insert(pids.end(), rest.begin(), rest.end());
+  EXPECT_EQ(numbers(0, next), pids);
+}
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr int forkEvery = 16;  // a fork takes a hundred times as long there
+#else
+constexpr int forkEvery = 1;
+#endif
+
+// What a thread had begun when another one forked is never finished in the child.
+TEST(StatusQueue, GoesOnInTheChildOfAForkWhereverAPushHadCome) {
+  for (const int waiting : {0, 5, firstCapacity - 1, firstCapacity}) {
+    SCOPED_TRACE(waiting);
+    Queue queue = std::make_unique<StatusQueue>();
+    pushMany(*queue, 0, waiting);
+    drained(*queue);
+    pushMany(*queue, 0, waiting);
+    int instructions = 0;
+    kelp_test::SingleStep step(1, 1000000, [&] {
+      if (instructions++ % forkEvery != 0) {
+        return;
+      }
+      const pid_t child = fork();
+      if (child == 0) {
+        queue->forgetUnfinished();
+        pushMany(*queue, 6000, 3);
+        std::vector<int> pids = drained(*queue);
+        pids.erase(std::remove(pids.begin(), pids.end(), 5000), pids.end());
+        std::vector<int> expected = numbers(0, waiting);
+        for (int i = 6000; i < 6003; ++i) {
+          expected.push_back(i);
+        }
+        bool right = pids == expected && queue->empty();
+        pushMany(*queue, 0, 2 * firstCapacity);
+        right = right && drained(*queue) == numbers(0, 2 * firstCapacity);
+        _exit(right ? 0 : 1);
+      }
+      int status = -1;
+      waitpid(child, &status, 0);
+      EXPECT_EQ(0, status);
+    });
+    EXPECT_TRUE(step.run([&] { queue->push({5000, -5000}); }));
+    EXPECT_GT(instructions, 10);
+    drained(*queue);
+  }
+}
+
+}  // namespace
+}  // namespace kelp_cmn_4_4
