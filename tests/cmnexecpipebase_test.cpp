@@ -10,6 +10,8 @@
 #include <climits>
 #include <cstring>
 #include <functional>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -91,6 +93,7 @@ class ScriptedPipe : public CCmnExecPipeBase {
   int childContext = 0;
   int started = 0;
   int closed = 0;
+  bool closingThrows = false;
   std::vector<Reading> readings;
   Lines calls;
 
@@ -105,6 +108,9 @@ class ScriptedPipe : public CCmnExecPipeBase {
   }
   int Close(long timeoutSeconds) override {
     calls.push_back("Close(" + std::to_string(timeoutSeconds) + ")");
+    if (closingThrows) {
+      throw std::bad_alloc();
+    }
     return closed;
   }
   bool ReadLine(char* buffer, int size, unsigned char* timedOut, long timeoutSeconds) override {
@@ -441,6 +447,28 @@ TEST(ExecPipeBaseExec, HasRoomForTheLongestLine) {
   Lines output;
   EXPECT_EQ(0, pipe.run(output));
   EXPECT_THAT(output, ElementsAre(longest));
+}
+
+// What leaves Exec ends the command first: the next one would overwrite child and read end.
+TEST(ExecPipeBaseExec, EndsTheCommandWhenReadingThrowsAndThrowsOn) {
+  for (const bool closingThrows : {false, true}) {
+    ScriptedPipe pipe;
+    pipe.readings = {{"one\n", true},
+                     {"two\n", true, 0, [] { throw std::runtime_error("from reading"); }}};
+    pipe.closingThrows = closingThrows;
+    Lines output;
+    EXPECT_THROW(pipe.run(output), std::runtime_error);
+    EXPECT_THAT(output, ElementsAre("one\n"));
+    EXPECT_EQ("Close(10)", pipe.calls.back());
+    EXPECT_EQ(1, std::count(pipe.calls.begin(), pipe.calls.end(), "Close(10)"));
+  }
+}
+
+TEST(ExecPipeBaseExec, ThrowsOnWhatClosingThrows) {
+  ScriptedPipe pipe;
+  pipe.closingThrows = true;
+  Lines output;
+  EXPECT_THROW(pipe.run(output), std::bad_alloc);
 }
 
 TEST(ExecPipeBaseAbort, OnlySetsAFlag) {

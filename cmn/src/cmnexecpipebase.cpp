@@ -1,6 +1,7 @@
 #include "cmnexecpipebase.h"
 
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace kelp_cmn_4_4 {
@@ -8,6 +9,36 @@ namespace {
 
 constexpr int lineBufferSize = 8192;
 constexpr long closeTimeoutSeconds = 10;
+
+enum class Reading { ended, timedOut };
+
+Reading readLines(CCmnExecPipeBase& pipe, char* line, std::vector<std::string>& output,
+                  long timeoutSeconds) {
+  while (true) {
+    line[0] = '\0';
+    if (pipe.IsAbortRequested()) {
+      return Reading::ended;
+    }
+    unsigned char timedOut = 0;
+    const bool stored = pipe.ReadLine(line, lineBufferSize - 1, &timedOut, timeoutSeconds);
+    if (timedOut == 1) {
+      return Reading::timedOut;
+    }
+    if (!stored) {
+      return Reading::ended;
+    }
+    output.emplace_back(line);
+  }
+}
+
+// On an exception's way out, lest the next run overwrite child and read end.
+void endRun(CCmnExecPipeBase& pipe) {
+  try {
+    pipe.Close(closeTimeoutSeconds);
+  } catch (const std::bad_alloc&) {
+    return;  // the exception under way says the same
+  }
+}
 
 }  // namespace
 
@@ -68,25 +99,18 @@ int CCmnExecPipeBase::Exec(std::string command, std::vector<std::string>& output
     return started;
   }
   output.clear();
-  while (true) {
-    line[0] = '\0';
-    if (IsAbortRequested()) {
-      break;
-    }
-    unsigned char timedOut = 0;
-    const bool stored =
-        ReadLine(line.get(), lineBufferSize - 1, &timedOut, static_cast<long>(timeoutSeconds));
-    if (timedOut == 1) {
+  try {
+    if (readLines(*this, line.get(), output, static_cast<long>(timeoutSeconds)) ==
+        Reading::timedOut) {
       // The child is left to a later Close on purpose.
       m_lastError = ECmnExecPipe(command, execPipeReadTimedOut);
       return execPipeReadTimedOut;
     }
-    if (!stored) {
-      break;
-    }
-    output.emplace_back(line.get());
+    return Close(closeTimeoutSeconds);
+  } catch (...) {
+    endRun(*this);
+    throw;
   }
-  return Close(closeTimeoutSeconds);
 }
 
 void CCmnExecPipeBase::Abort() { __atomic_store_n(&m_abortRequested, true, __ATOMIC_RELAXED); }
