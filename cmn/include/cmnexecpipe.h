@@ -21,9 +21,8 @@ namespace kelp_cmn_4_4 {
  *
  * What a host should know before it runs a command:
  *
- * - **No shell.** The command line is split at blanks and tabs, quotes and backslashes work as
- * ParseCommand() says, and the first word is the path of the file to execute; `PATH` is not
- * searched.
+ * - **No shell.** The command line is split at blanks and tabs by the rule that stands at
+ * ParseCommand(), and the first word is the path of the file to execute; `PATH` is not searched.
  * - **A `SIGCHLD` handler** is installed by every ExecPipe() and stays for the life of the process;
  * the library stays loaded as long. It reaps *any* ended child of the process, one for each signal,
  * the host's own children too, and records their numbers and statuses in one map for the whole
@@ -37,6 +36,15 @@ namespace kelp_cmn_4_4 {
  * signal 3 (code 12), one that exited with 127 or 255 as code 13, one that exited with 128 as
  * success. Only when `waitpid` comes before the handler is an exit status reported as such (code
  * 11). This is meant.
+ * - **Code 8** can stand for a command that ended well, and whose output is whole: its status was
+ * lost. Signals that come together merge, and the handler reaps one child for each, which may be
+ * another than the one whose record it keeps. So it happens to commands that overlap with each
+ * other or with children of the host, in a host one of whose threads blocks `SIGCHLD`, and in one
+ * that reaps children itself. Of 3,000 runs of a program that ends at once, on two busy processors,
+ * it came to none with one thread, 1 with two, 4 with four, 15 with eight, 40 with twenty; beside a
+ * thread that reaped every child it came to 94 of 640. Let a command whose result matters tell it
+ * in its output, as its last line, say, and run such commands one at a time. Do not repeat a
+ * command because of an 8 alone.
  * - **Time-outs** end the reading for good. A grandchild that holds the pipe, or a child of another
  * object or thread that inherited its write end, keeps the reading alive after the child's end. A
  * child that writes after the read end was closed gets `SIGPIPE` (or `EPIPE`, where the host
@@ -54,6 +62,11 @@ namespace kelp_cmn_4_4 {
  * the trace log; in a host with several threads it may so wait for ever for a lock that another
  * thread held. Objects in several threads share the handler and the map; each object is used by one
  * thread at a time, and so are all objects with the same trace log together.
+ *
+ * A child that the host itself forks can run commands, whatever the host's other threads were doing
+ * here at that moment: the library has handlers of `pthread_atfork` for that. Once the process has
+ * begun to destroy its static objects commands still run, and only `waitpid` is asked for their
+ * ends.
  */
 class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
  public:
@@ -70,7 +83,7 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
   /**
    * Starts a command. Its standard input is the file that the last Exec() named, "/dev/null" at
    * first. An earlier command should have been ended by Close(); else its child and its pipe are
-   * lost.
+   * lost. That is so after a time-out of Exec(), too, which leaves the child.
    * @param command   the command line, up to its first zero byte, as for ParseCommand()
    * @param reserved  not used
    * @return 0 with the child running and its output ready to be read; 1, 4, 6 or 7. What fails in
@@ -95,6 +108,9 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
    * Closes the read end and reaps the child. With neither of them, returns 0 at once.
    * @param timeoutSeconds  as for WaitPid()
    * @return 0, 3, 8, 11, 12 or 13; a failure of the child goes before a failure of closing
+   *
+   * When there is no memory for the record of a failure, std::bad_alloc leaves, after everything
+   * else was done: the read end is closed and the child reaped.
    */
   int Close(long timeoutSeconds) override;
 
@@ -137,8 +153,7 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
   /**
    * Appends an argument to the vector.
    *
-   * Single and double quotes are removed and protect what is between them, backslashes too; outside
-   * of them a backslash protects the byte after it.
+   * Quotes and backslashes work as ParseCommand() says; blanks and tabs are bytes like others.
    * @param text    the argument's bytes, not yet decoded; may be null when `length` is 0
    * @param length  how many; 0 ends the vector with a null instead
    * @return false when there is no memory, or when a backslash is the last byte; the argument is
@@ -148,8 +163,32 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
 
   /**
    * Splits a command line into the argument vector, which should be empty.
-   * @param commandLine  NUL-terminated, not null; words separated by blanks and tabs; nothing is
-   * expanded
+   *
+   * The whole rule:
+   * - Blanks and tabs separate words; a line end does not, nor does any other byte.
+   * - Single and double quotes are alike. What stands between two of a kind is taken as it is,
+   * blanks, backslashes and quotes of the other kind too, and the quotes vanish. They may begin and
+   * end within a word; two with nothing between them are an empty word, or nothing at all within
+   * one.
+   * - Outside of quotes a backslash vanishes, and the byte after it is taken as it is.
+   * - Every other byte is taken as it is.
+   *
+   * A shell does otherwise: within double quotes a backslash protects nothing here, not even a
+   * double quote; "#" begins no comment; a backslash before a line end keeps the line end; and
+   * nothing is expanded or redirected.
+   *
+   * One way of writing is safe for words of all kinds, and for a shell, too: each word in single
+   * quotes, and a single quote in it written as ``'\''``.
+   * @code
+   * std::string inSingleQuotes(const std::string& word) {
+   *   std::string result = "'";
+   *   for (const char c : word) {
+   *     result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+   *   }
+   *   return result + "'";
+   * }
+   * @endcode
+   * @param commandLine  NUL-terminated, not null
    * @return false for no word at all, an open quote, a backslash at the end, or no memory
    */
   bool ParseCommand(const char* commandLine);
@@ -158,9 +197,12 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
    * The `SIGCHLD` handler: reaps one ended child of the process, whichever it is, and records what
    * the signal says of its sender.
    *
-   * Safe at any point of the program: it takes no lock and, unless 1,024 records are waiting to be
-   * taken into the map, allocates nothing. A record that meets a full queue while the map is in use
-   * is lost. Keeps `errno`. Does nothing once the process has begun to destroy its static objects.
+   * Safe at any point of the program: it takes no lock, waits for nobody and never allocates from a
+   * heap. A record goes into the map at once, or, while somebody else is in the map or after 64
+   * records between two calls of the library, into a queue, from which the next look-up or command
+   * takes it into the map. A full queue grows by pages that come from the system, and keeps them.
+   * Only where the system has none is a record lost. Keeps `errno`. Does nothing once the process
+   * has begun to destroy its static objects.
    * @param signalNumber  not used
    * @param info          the child's number and its exit code or signal; nothing is recorded when
    * it is null
@@ -169,7 +211,8 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
   static void GetChildStatus(int signalNumber, siginfo_t* info, void* context);
 
   /**
-   * Takes the record of an ended child out of the map.
+   * Takes the record of an ended child out of the map. Waits a fifth of a second at most, and that
+   * only for another thread that is in the map or in the handler.
    * @param pid     the child's number
    * @param status  receives its exit code or signal number; untouched when there is no record; must
    * not be null

@@ -25,7 +25,7 @@ constexpr int execPipeForkFailed = 4;     ///< no child could be created
 constexpr int execPipeReadTimedOut = 5;   ///< no output came in time
 constexpr int execPipeParseFailed = 6;    ///< the command line could not be split
 constexpr int execPipeNotExecutable = 7;  ///< its first word names no executable file
-constexpr int execPipeWaitFailed = 8;     ///< the child could not be waited for
+constexpr int execPipeWaitFailed = 8;     ///< the child's status is lost, or it hangs
 constexpr int execPipeExitStatus = 11;    ///< exited with a non-zero status, seen by `waitpid`
 constexpr int execPipeSignalled = 12;  ///< ended by a signal, or a non-zero status from the handler
 constexpr int execPipeUnexpectedStatus = 13;  ///< the wait gave an unexpected status
@@ -141,8 +141,13 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
    * After its output the child has 10 seconds to end, before it is ended by force (see WaitPid()).
    * A time-out returns at once instead, with the whole lines that came before it: the child is
    * neither waited for nor ended, but left to a Close(), which must come before the next run, or to
-   * the destructor. An abort ends the reading before the next line and gives the result of closing.
-   * A child that writes after the read end was closed gets `SIGPIPE`.
+   * the destructor. Another run without a Close() loses the child. An abort ends the reading before
+   * the next line and gives the result of closing. A child that writes after the read end was
+   * closed gets `SIGPIPE`.
+   *
+   * When an exception leaves (std::bad_alloc, or what a derived class throws) after the command was
+   * started, the command has been ended by Close(10) first, and its result is lost; `output` holds
+   * the lines that came before. The next run is as any other.
    * @param command         the command line
    * @param output          left as it is when the command cannot be started; else cleared, then
    * receives an element for each line, its line end included where it had one; a line of more than
