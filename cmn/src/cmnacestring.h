@@ -5,8 +5,9 @@
 
 #include "cmntypes.h"
 
-#include <cstring>
 #include <new>
+#include <string>
+#include <string_view>
 
 namespace kelp_cmn_4_4 {
 
@@ -38,23 +39,16 @@ inline void assign(tstr& target, const tstr& text) {
   }
 }
 
-inline void append(tstr& target, const char* text, size_t length) {
-  const size_t wanted = target.length() + length;
-  target.append(text, length);
-  if (target.length() != wanted) {
-    throw std::bad_alloc();
-  }
-}
-inline void append(tstr& target, const char* text) { append(target, text, std::strlen(text)); }
-inline void append(tstr& target, const tstr& text) {
-  append(target, whole(text).c_str(), text.length());
-}
+inline std::string_view bytes(const char* text) { return text; }
+inline std::string_view bytes(const tstr& text) { return {whole(text).c_str(), text.length()}; }
 
 // In place of ACE's "+".
 template <class... Parts>
 tstr joined(const Parts&... parts) {
-  tstr text;
-  (append(text, parts), ...);
+  std::string bytesOfAll;
+  (bytesOfAll.append(bytes(parts)), ...);
+  tstr text(bytesOfAll.data(), bytesOfAll.size());
+  whole(text);
   return text;
 }
 

@@ -26,7 +26,7 @@ void createIfMissing(const tstr& dir) {
 
 void placeBelowInstallRoot(const char* subdirectory, tstr& dir) {
   CCmnPathTool::getInstallPath(dir);
-  append(dir, subdirectory);
+  assign(dir, joined(dir, subdirectory));
   createIfMissing(dir);
 }
 
