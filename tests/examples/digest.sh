@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # digest.sh PROGRAM
 #
-# Runs in the private view: a line for each file, in order; standard input for "-"; what cannot be read is told and skipped;
-# wrong use.
+# Runs in the private view: a line for each file, in order; standard input for "-"; what cannot be read is told and
+# skipped; wrong use.
 set -uo pipefail
 program=$1
 directory=$(mktemp -d) || exit 1

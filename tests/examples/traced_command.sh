@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # traced_command.sh PROGRAM
 #
-# Runs in the private view: the command's output, the result, and the trace file. The level of the first run is the one that the
-# configuration file keeps.
+# Runs in the private view: the command's output, the result, and the trace file. The level of the first run is the one
+# that the configuration file keeps.
 set -uo pipefail
 program=$1
 mkdir -p /usr/tulsk/krellvane/logs /usr/tulsk/lib/kelp

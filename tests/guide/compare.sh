@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # compare.sh PROGRAM EXPECTED RESOURCES
 #
-# Runs in the private view, where it makes what the host product's installation makes: whether PROGRAM ends with status 0,
-# prints what stands in the file EXPECTED, and has nothing to complain about.
+# Runs in the private view, where it makes what the host product's installation makes: whether PROGRAM ends with
+# status 0, prints what stands in the file EXPECTED, and has nothing to complain about.
 set -uo pipefail
 scratch=$(mktemp -d) || exit 1
 trap 'rm -r "$scratch"' EXIT

@@ -22,7 +22,8 @@ update() {
 }
 
 # Without debug information abidiff would compare the symbols alone, and say nothing.
-readelf --sections --wide "$2" | grep -F ' .debug_info ' >/dev/null || { echo "$2 has no debug information" >&2; exit 1; }
+readelf --sections --wide "$2" | grep -F ' .debug_info ' >/dev/null ||
+  { echo "$2 has no debug information" >&2; exit 1; }
 case $1 in
   --compare) compare "$2" ;;
   --update) update "$2" ;;

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # abi_test.sh LIBRARY (CHANGED_COPY NAME) …
 #
-# The library must have the interface of the baseline. First each changed copy must be refused, with a report of what NAME
-# matches.
+# The library must have the interface of the baseline. First each changed copy must be refused, with a report of what
+# NAME matches.
 set -euo pipefail
 abi=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/abi.sh
 library=$1

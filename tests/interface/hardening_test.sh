@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # hardening_test.sh COMPILER LIBRARY BUILD_DIRECTORY
 #
-# The library must have every protection, as built and as installed from the build directory. First a small library is built
-# without each of them in turn: what it lacks must be named.
+# The library must have every protection, as built and as installed from the build directory. First a small library is
+# built without each of them in turn: what it lacks must be named.
 set -euo pipefail
 unset DESTDIR
 hardening=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/hardening.sh
