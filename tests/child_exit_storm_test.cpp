@@ -133,7 +133,6 @@ class Host {
   // heap's locks when a signal comes.
   void startManyChildren(int count) {
     for (int i = 0; i < count; ++i) {
-      // NOLINTNEXTLINE(clang-analyzer-security.insecureAPI.vfork): the child only ends
       const pid_t child = i / 100 % 5 == 0 ? fork() : vfork();
       if (child == 0) {
         _exit(i % 256);

@@ -228,6 +228,26 @@ TEST(ChildStatusRecorder, TheLatestStatusWinsHoweverManyRecordsCome) {
   }
 }
 
+TEST(ChildStatusRecorder, TheLatestStatusWinsThoughAnOlderOneStillWaits) {
+  ChildStatusRecorder recorder;
+  Map map;
+  recordMany(recorder, map, 1, prepared);
+  {
+    const Interrupting handler([&] {
+      recorder.record(map, 1000, 0);  // for which there is no node
+      recorder.record(map, 1, 5);
+    });
+    refuseAllocations = true;
+    recorder.prepare(map);
+    refuseAllocations = false;
+  }
+  EXPECT_EQ(map.count(1000), 0U);
+  recorder.record(map, 1, 6);
+  int status = -1;
+  EXPECT_TRUE(recorder.take(map, 1, status));
+  EXPECT_EQ(status, 6);
+}
+
 TEST(ChildStatusRecorder, LosesNoRecordThoughThousandsComeWhileTheMapIsInUse) {
   ChildStatusRecorder recorder;
   Map map;
@@ -521,6 +541,33 @@ TEST(ChildStatusRecorder, IsClosedInAChildWhereSomebodyWasChangingTheMap) {
               int status = -1;
               return !isOpen(recorder) && !recorder.take(map, 1, status) && yields == 0;
             }));
+}
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr long instructionsBetweenForks = 101;
+#else
+constexpr long instructionsBetweenForks = 11;
+#endif
+
+// The handler is recording while somebody else is in the map, who then leaves it. Whatever the
+// handler had begun is never finished in the child.
+TEST(ChildStatusRecorder, GoesOnInTheChildOfAForkWhereverAHandlerHadCome) {
+  bool reached = true;
+  for (long n = 1; reached; n += instructionsBetweenForks) {
+    ChildStatusRecorder recorder;
+    Map map;
+    recorder.record(map, 1, 9);
+    auto somebody = std::make_unique<InTheMap>(recorder, map);
+    const ChildStatusRecorder::Visit visit(recorder);
+    kelp_test::SingleStep step(n, n, [&] {
+      somebody.reset();
+      EXPECT_EQ(0, inAChildOf(recorder, map, [&] { return records(recorder, map); })) << n;
+    });
+    reached = step.run([&] { recorder.record(map, 2, 9); });
+    somebody.reset();
+    recorder.prepare(map);
+    EXPECT_EQ(map.count(2), 1U);
+  }
 }
 
 TEST(ChildStatusRecorder, ASignalHandlerMayForkWhileItsThreadIsInTheMap) {

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <deque>
@@ -200,6 +201,29 @@ TEST(StatusRing, RefusesNothingWhileThereIsRoom) {
   EXPECT_EQ(2 * records, std::count(seen.begin(), seen.end(), true));
 }
 
+TEST(StatusRing, ForgetsWhatIsUnfinishedAndNothingElse) {
+  for (const int unfinished : {0, 1, 2, 3}) {
+    SCOPED_TRACE(unfinished);
+    OwnRing own;
+    for (int i = 0; i < 4; ++i) {
+      ASSERT_TRUE(own.ring.push({i, -i}));
+    }
+    own.slots[static_cast<size_t>(unfinished)].filled = false;
+    own.ring.forgetUnfinished();
+    EXPECT_EQ(own.ring.used(), 3U);
+    for (int i = 0; i < 4; ++i) {
+      if (i != unfinished) {
+        ASSERT_NE(own.ring.front(), nullptr);
+        EXPECT_EQ(own.ring.front()->pid, i);
+        EXPECT_EQ(own.ring.front()->status, -i);
+        own.ring.pop();
+      }
+    }
+    EXPECT_EQ(own.ring.used(), 0U);
+    EXPECT_EQ(own.ring.front(), nullptr);
+  }
+}
+
 // ---- growth ----
 
 TEST(StatusQueue, MapsNothingUntilItsFirstRingIsFull) {
@@ -263,9 +287,9 @@ TEST(StatusQueue, LosesARecordOnlyWhereTheSystemHasNoPages) {
 }
 
 TEST(StatusQueue, AgreesWithAPlainQueue) {
-  constexpr unsigned int seed = 19;
-  std::mt19937 random(seed);
-  for (int round = 0; round < 20; ++round) {
+  for (unsigned int seed = 1; seed <= 20; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
     StatusQueue queue;
     std::deque<int> plain;
     int next = 0;
@@ -458,8 +482,9 @@ TEST(StatusQueue, GoesOnInTheChildOfAForkWhereverAPushHadCome) {
       }
       const pid_t child = fork();
       if (child == 0) {
+        pushMany(*queue, 6000, 1);  // another one's, which came later and was finished
         queue->forgetUnfinished();
-        pushMany(*queue, 6000, 3);
+        pushMany(*queue, 6001, 2);
         std::vector<int> pids = drained(*queue);
         pids.erase(std::remove(pids.begin(), pids.end(), 5000), pids.end());
         std::vector<int> expected = numbers(0, waiting);
