@@ -24,7 +24,7 @@ const char* const __bad_names[] = {"CDPATH", "EDITOR", "ENV", "FPATH", "IFS"};
 
 // Above the standard descriptors, where the connecting of those cannot replace it. Its old place is
 // free then: there may be no other for the input.
-int outOfTheWay(int fd) {
+int movedAboveStandard(int fd) {
   if (fd > STDERR_FILENO) {
     return fd;
   }
@@ -102,10 +102,10 @@ bool setEnvironment() {
 
 }  // namespace
 
-void runExecChild(const TraceLogHolder& log, const int (&pipeEnds)[2], const std::string& stdinFile,
+void runExecChild(const TraceLogHolder& log, const PipeEnds& ends, const std::string& stdinFile,
                   char** argv) {
-  const int readEnd = outOfTheWay(pipeEnds[0]);
-  const int writeEnd = outOfTheWay(pipeEnds[1]);
+  const int readEnd = movedAboveStandard(ends.readEnd);
+  const int writeEnd = movedAboveStandard(ends.writeEnd);
   connectInput(log, stdinFile);
   connectOutput(log, writeEnd);
   closeEnd(log, readEnd,

@@ -8,10 +8,15 @@
 
 namespace kelp_cmn_4_4 {
 
+struct PipeEnds {
+  int readEnd;
+  int writeEnd;
+};
+
 // Connects the standard descriptors, sets the environment and executes argv[0]. What fails is
-// traced and ends the child with status 1. pipeEnds is the pipe to the parent, read end first; an
-// empty stdinFile means /dev/null.
-[[noreturn]] void runExecChild(const TraceLogHolder& log, const int (&pipeEnds)[2],
+// traced and ends the child with status 1. The pipe leads to the parent; an empty stdinFile means
+// /dev/null.
+[[noreturn]] void runExecChild(const TraceLogHolder& log, const PipeEnds& ends,
                                const std::string& stdinFile, char** argv);
 
 }  // namespace kelp_cmn_4_4

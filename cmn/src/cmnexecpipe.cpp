@@ -1,6 +1,7 @@
 #include "cmnexecpipe.h"
 
 #include "Q_strings.h"
+#include "cmnchildoutput.h"
 #include "cmnchildstatus.h"
 #include "cmncommandline.h"
 #include "cmnexecchild.h"
@@ -9,7 +10,6 @@
 #include "cmntracecall.h"
 
 #include <pthread.h>
-#include <sys/select.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -32,8 +32,7 @@ namespace {
 constexpr long destructorTimeoutSeconds = 10;
 constexpr int slotsPerGrowth = 10;
 constexpr size_t messageSize = 100;
-constexpr size_t leastDescriptorSetBytes = 1024;
-constexpr long escalationSeconds = 30;
+constexpr long maxSecondsAfterSignal = 30;
 constexpr long pollMilliseconds = 100;
 
 // Never destroyed: a child may end while the process destroys its static objects.
@@ -70,44 +69,59 @@ std::wstring failureText(const char* format, Args... args) {
   return CCmnStringTool::str2wstr(std::string(text));
 }
 
-// Whether a time-limited wait found the descriptor readable; tries again as long as select fails
-// and time is left.
-bool awaitReadable(int fd, long timeoutSeconds) {
-  // Filled by hand, because the platform's own macros end the process above descriptor 1023.
-  const size_t bits = 8 * sizeof(fd_mask);
-  const size_t index = static_cast<size_t>(fd) / bits;
-  std::vector<fd_mask> set(std::max(leastDescriptorSetBytes / sizeof(fd_mask), index + 1));
-  const time_t start = time(nullptr);
-  time_t spent = 0;
-  while (true) {
-    std::fill(set.begin(), set.end(), 0);
-    set[index] = static_cast<fd_mask>(1UL << (static_cast<size_t>(fd) % bits));
-    timeval limit{};
-    limit.tv_sec = timeoutSeconds - spent;
-    const int ready =
-        select(fd + 1, reinterpret_cast<fd_set*>(set.data()), nullptr, nullptr, &limit);
-    if (ready >= 0) {
-      return ready == 1;
-    }
-    spent = time(nullptr) - start;
-    if (spent >= timeoutSeconds) {
-      return false;
-    }
-  }
-}
-
 void closeOrTrace(const TraceLogHolder& log, int fd, const char* failure) {
   if (close(fd) != 0) {
     traceTo(log, traceError, failure, errno);
   }
 }
 
-void releaseUnusedPipe(const TraceLogHolder& log, const int (&fds)[2], int forkError) {
-  closeOrTrace(log, fds[0],
+void releaseUnusedPipe(const TraceLogHolder& log, const PipeEnds& ends, int forkError) {
+  closeOrTrace(log, ends.readEnd,
                "CCmnExecPipePosix::ExecPipe ERROR: failed fork close(pipe[0]) failed, errno %d");
-  closeOrTrace(log, fds[1],
+  closeOrTrace(log, ends.writeEnd,
                "CCmnExecPipePosix::ExecPipe ERROR: failed fork close(pipe[1]) failed, errno %d");
   traceTo(log, traceError, "CCmnExecPipePosix::ExecPipe ERROR: fork() failed, errno %d", forkError);
+}
+
+int recordFailure(ECmnExecPipe& lastError, const ECmnExecPipe& failure) {
+  lastError = failure;
+  return failure.m_code;
+}
+
+ECmnExecPipe pipeFailure(const TraceLogHolder& log, const std::string& command, const int* fds,
+                         int error) {
+  traceTo(log, traceError, "CCmnExecPipePosix::ExecPipe ERROR: pipe(%d) failed, errno %d",
+          static_cast<int>(reinterpret_cast<intptr_t>(fds)), error);
+  return {command, failureText("errno=%d", error), execPipePipeFailed, error};
+}
+
+ECmnExecPipe closeFailure(const std::string& command, int fd, int error) {
+  return {command, failureText("close(%d) failed, errno %d", fd, error), execPipeCloseFailed,
+          error};
+}
+
+int readBlock(const TraceLogHolder& log, int fd, char* block, size_t size) {
+  const auto count = static_cast<int>(read(fd, block, size));
+  if (count < 0) {
+    traceTo(log, traceError, "CCmnExecPipePosix::ReadLine ERROR: read() failed, errno %d", errno);
+  }
+  return count;
+}
+
+void closeReadEnd(const TraceLogHolder& log, int fd) {
+  if (close(fd) != 0) {
+    // "Readline" is meant.
+    traceTo(log, traceError, "CCmnExecPipePosix::Readline ERROR: close(%d) failed, errno %d", fd,
+            errno);
+  }
+}
+
+struct sigaction childAction(void (*handler)(int, siginfo_t*, void*)) {
+  struct sigaction action {};
+  action.sa_sigaction = handler;
+  sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_SIGINFO | SA_NOCLDSTOP;
+  return action;
 }
 
 bool findInMap(CCmnExecPipePosix& pipe, const TraceLogHolder& log, int pid, int& value) {
@@ -296,10 +310,7 @@ bool CCmnExecPipePosix::ParseCommand(const char* commandLine) {
 }
 
 int CCmnExecPipePosix::ExecPipe(std::string command, std::string /*reserved*/) {
-  struct sigaction action {};
-  action.sa_sigaction = GetChildStatus;
-  sigemptyset(&action.sa_mask);
-  action.sa_flags = SA_SIGINFO | SA_NOCLDSTOP;
+  const struct sigaction action = childAction(GetChildStatus);
   if (sigaction(SIGCHLD, &action, nullptr) != 0) {
     traceTo(m_traceLog, traceError,
             "CCmnExecPipePosix::ExecPipe ERROR: sigaction could not register SIGCHLD signal "
@@ -310,33 +321,27 @@ int CCmnExecPipePosix::ExecPipe(std::string command, std::string /*reserved*/) {
   m_commandLine = command;
   ClearArgsList();
   if (!ParseCommand(command.c_str())) {
-    m_lastError = ECmnExecPipe(command, execPipeParseFailed);
-    return execPipeParseFailed;
+    return recordFailure(m_lastError, {command, execPipeParseFailed});
   }
   if (access(m_argv[0], X_OK) != 0) {
-    m_lastError = ECmnExecPipe(command, execPipeNotExecutable);
-    return execPipeNotExecutable;
+    return recordFailure(m_lastError, {command, execPipeNotExecutable});
   }
   int fds[2];
   if (pipe(fds) != 0) {
-    const int error = errno;
-    traceTo(m_traceLog, traceError, "CCmnExecPipePosix::ExecPipe ERROR: pipe(%d) failed, errno %d",
-            static_cast<int>(reinterpret_cast<intptr_t>(fds)), error);
-    m_lastError = ECmnExecPipe(command, failureText("errno=%d", error), execPipePipeFailed, error);
-    return execPipePipeFailed;
+    return recordFailure(m_lastError, pipeFailure(m_traceLog, command, fds, errno));
   }
+  const PipeEnds ends{fds[0], fds[1]};
   recorder.prepare(m_childStatusMap);
   m_childPid = fork();
   if (m_childPid == 0) {
-    runExecChild(m_traceLog, fds, m_stdinFile, m_argv);
+    runExecChild(m_traceLog, ends, m_stdinFile, m_argv);
   }
   if (m_childPid < 0) {
-    releaseUnusedPipe(m_traceLog, fds, errno);
-    m_lastError = ECmnExecPipe(command, execPipeForkFailed);
-    return execPipeForkFailed;
+    releaseUnusedPipe(m_traceLog, ends, errno);
+    return recordFailure(m_lastError, {command, execPipeForkFailed});
   }
-  m_readFd = fds[0];
-  closeOrTrace(m_traceLog, fds[1],
+  m_readFd = ends.readEnd;
+  closeOrTrace(m_traceLog, ends.writeEnd,
                "CCmnExecPipePosix::ExecPipe ERROR: parent close(pipe[1]) failed, errno %d");
   return execPipeOk;
 }
@@ -347,42 +352,29 @@ bool CCmnExecPipePosix::ReadLine(char* buffer, int size, unsigned char* timedOut
   if (m_readFd == -1 || size < 2) {
     return false;
   }
-  int stored = 0;
-  while (true) {
-    while (m_bufferPos < m_bufferCount) {
-      const char c = m_readBuffer[m_bufferPos++];
-      buffer[stored++] = c;
-      if (c == '\n' || stored == size - 1) {
-        buffer[stored] = '\0';
+  Line line(buffer, size);
+  do {
+    if (m_bufferPos < m_bufferCount) {
+      m_bufferPos += static_cast<int>(line.append(
+          m_readBuffer + m_bufferPos, static_cast<size_t>(m_bufferCount - m_bufferPos)));
+      if (line.isWhole()) {
+        line.terminate();
         return true;
       }
     }
-    m_bufferCount = 0;
     m_bufferPos = 0;
-    if (!awaitReadable(m_readFd, timeoutSeconds)) {
-      *timedOut = 1;
-      break;
+    m_bufferCount = 0;
+    *timedOut = awaitReadable(m_readFd, timeoutSeconds) ? 0 : 1;
+    if (*timedOut == 0) {
+      m_bufferCount = readBlock(m_traceLog, m_readFd, m_readBuffer, sizeof m_readBuffer);
     }
-    m_bufferCount = static_cast<int>(read(m_readFd, m_readBuffer, sizeof m_readBuffer));
-    if (m_bufferCount < 0) {
-      traceTo(m_traceLog, traceError, "CCmnExecPipePosix::ReadLine ERROR: read() failed, errno %d",
-              errno);
-    }
-    if (m_bufferCount <= 0) {
-      break;
-    }
-  }
+  } while (m_bufferCount > 0);
   // A read error, which leaves its negative count behind on purpose, drops what came of the line.
-  const bool lastLine = stored > 0 && m_bufferCount == 0;
+  const bool lastLine = !line.isEmpty() && m_bufferCount == 0;
   if (lastLine) {
-    buffer[stored] = '\0';
+    line.terminate();
   }
-  // "Readline" is meant.
-  if (close(m_readFd) != 0) {
-    traceTo(m_traceLog, traceError, "CCmnExecPipePosix::Readline ERROR: close(%d) failed, errno %d",
-            m_readFd, errno);
-  }
-  m_readFd = -1;
+  closeReadEnd(m_traceLog, std::exchange(m_readFd, -1));
   return lastLine;
 }
 
@@ -430,7 +422,7 @@ int CCmnExecPipePosix::WaitPid(long timeoutSeconds) {
     if (kill(m_childPid, step.signalNumber) != 0) {
       traceTo(m_traceLog, traceError, step.failure, m_childPid, errno);
     }
-    if (pollChild(*this, m_traceLog, m_childPid, std::min(timeoutSeconds, escalationSeconds),
+    if (pollChild(*this, m_traceLog, m_childPid, std::min(timeoutSeconds, maxSecondsAfterSignal),
                   status)) {
       return status;
     }
@@ -448,9 +440,7 @@ int CCmnExecPipePosix::Close(long timeoutSeconds) {
       const int error = errno;
       result = execPipeCloseFailed;
       try {
-        m_lastError =
-            ECmnExecPipe(m_commandLine, failureText("close(%d) failed, errno %d", fd, error),
-                         execPipeCloseFailed, error);
+        m_lastError = closeFailure(m_commandLine, fd, error);
       } catch (const std::bad_alloc&) {
         CCmnExecPipePosix::Close(timeoutSeconds);  // the child, which would be left to nobody
         throw;
