@@ -38,9 +38,9 @@ CCmnError::CCmnError(const CCmnError& other)
                 other.m_function) {}
 
 CCmnError& CCmnError::operator=(const CCmnError& other) {
-  tstr message = copied(other.m_message.c_str());
-  tstr fileName = copied(other.m_fileName.c_str());
-  tstr function = copied(other.m_function.c_str());
+  tstr message = copied(other.m_message);
+  tstr fileName = copied(other.m_fileName);
+  tstr function = copied(other.m_function);
   m_code = other.m_code;
   m_message.swap(message);
   m_fileName.swap(fileName);
