@@ -154,7 +154,8 @@ int scanType(std::string_view text) {
   return type;
 }
 
-// Positions are the plain arithmetic of what the searches give: "not found" plus one is the start.
+// On purpose, nothing asks whether a search found anything: "not found" is the largest number, so
+// adding to it wraps around, and one behind "not found" is the start.
 std::vector<ValueText> findArguments(std::string_view text) {
   std::vector<ValueText> arguments;
   // On purpose, this first search finds any character of the set.

@@ -22,8 +22,8 @@ tstr fallbackText(const std::string& id, const char* defaultText) {
   return joined("<", CCmnStringTool::str2tstr(id), ">");
 }
 
-// Only the operations with a plain text for a result know a null and the "native" language.
-std::string resolved(const char* language, const std::string& nativeLanguage) {
+// The two operations that give out a char* also take null, for the default, and "native".
+std::string languageMeant(const char* language, const std::string& nativeLanguage) {
   if (language == nullptr) {
     return std::string();
   }
@@ -88,16 +88,16 @@ tstr CCmnMessageCatalogManager::getLocalizedMessage(Message& message, const char
 
 void CCmnMessageCatalogManager::getLocalizedMessage(const char* id, const char* language,
                                                     char** result) {
-  const tstr text = getMessage(id, nullptr, resolved(language, m_nativeLanguage));
+  const tstr text = getMessage(id, nullptr, languageMeant(language, m_nativeLanguage));
   *result = keep(m_localizedMessages, id, text);
 }
 
 void CCmnMessageCatalogManager::getLocalizedMessage(SCmnMessageInfo* info, const char* language,
                                                     char** result) {
-  const std::string resolvedLanguage = resolved(language, m_nativeLanguage);
+  const std::string meant = languageMeant(language, m_nativeLanguage);
   const tstr text = [&] {
     Message message = m_factory->createMessage(info);
-    return getLocalizedMessage(message, resolvedLanguage.c_str());
+    return getLocalizedMessage(message, meant.c_str());
   }();
   *result = keep(m_localizedMessages, info->text, text);
 }

@@ -27,7 +27,7 @@ constexpr char fileKey[] = "TRACEFILE";
 constexpr char levelKey[] = "TRACELEVEL";
 constexpr char stdoutKey[] = "TRACESTDOUT";
 
-constexpr int leastOverridingVerbosity = 9;
+constexpr int minimumOverridingVerbosity = 9;
 constexpr size_t firstMessageSize = 1024;
 constexpr size_t timestampSize = 128;
 
@@ -86,18 +86,47 @@ void readOrWriteString(CCmnConfiguration& config, const char* name, tstr& value)
   }
 }
 
-void readOrWriteNumber(CCmnConfiguration& config, const char* name, unsigned int missing,
-                       unsigned int& value) {
+// 0 where there was no number until now; that is meant.
+unsigned int readOrWriteNumber(CCmnConfiguration& config, const char* name, unsigned int missing) {
+  unsigned int value = 0;
   if (config.getIntegerValue(name, value) != 0) {
     config.setIntegerValue(name, missing);
     config.exportConfig();
   }
+  return value;
+}
+
+// A configured 0, or one just written, never switches off an echo that the caller asked for; meant.
+void readOrWriteEcho(CCmnConfiguration& config, bool& toStdout) {
+  if (readOrWriteNumber(config, stdoutKey, toStdout ? 1 : 0) == 1) {
+    toStdout = true;
+  }
+}
+
+// Cut to 1; meant.
+int initialLevel(unsigned int configuredLevel) {
+  return configuredLevel < 2 ? static_cast<int>(configuredLevel) : 1;
+}
+
+bool isWanted(int level, int traceLevel, int verbosity) {
+  return level <= traceLevel || (level <= verbosity && verbosity >= minimumOverridingVerbosity);
 }
 
 void currentTimestamp(char (&timestamp)[timestampSize]) {
   if (ACE::timestamp(timestamp, sizeof timestamp, true) == nullptr) {
     Q_strlncpy(timestamp, "<time error>", sizeof timestamp - 1, sizeof timestamp);
   }
+}
+
+// Opened for every line, so that a file which was removed or replaced meanwhile does no harm.
+void appendLine(const tstr& path, const char* timestamp, const std::string& message) {
+  if (const File file = openForAppending(path)) {
+    std::fprintf(file.get(), "%s %s\n", timestamp, message.c_str());
+  }
+}
+
+void echoLine(const tstr& component, const char* timestamp, const std::string& message) {
+  std::printf("%s:%s %s\n", component.c_str(), timestamp, message.c_str());
 }
 
 }  // namespace
@@ -173,18 +202,10 @@ void CCmnTraceLog::loadFromConfigFile(tstr& dir, tstr& file, int& level) {
   } else {
     readOrWriteString(m_config, dirKey, dir);
     readOrWriteString(m_config, fileKey, file);
-    readOrWriteNumber(m_config, levelKey, static_cast<unsigned int>(level), configuredLevel);
-    unsigned int echo = 0;
-    readOrWriteNumber(m_config, stdoutKey, m_toStdout ? 1 : 0, echo);
-    // A configured 0, or one just written, never switches off an echo that the caller asked for;
-    // meant.
-    if (echo == 1) {
-      m_toStdout = true;
-    }
+    configuredLevel = readOrWriteNumber(m_config, levelKey, static_cast<unsigned int>(level));
+    readOrWriteEcho(m_config, m_toStdout);
   }
-  // Cut to 1, and 0 where the level was only just written; both are meant.
-  const int cutLevel = configuredLevel < 2 ? static_cast<int>(configuredLevel) : 1;
-  level = std::max(cutLevel, hostVerbosity());
+  level = std::max(initialLevel(configuredLevel), hostVerbosity());
 }
 
 void CCmnTraceLog::UpdateTraceLevelFromConfigFile() {
@@ -200,11 +221,8 @@ void CCmnTraceLog::UpdateTraceLevelFromConfigFile() {
 void CCmnTraceLog::trace(int level, const char* format, ...) {
   const int verbosity = hostVerbosity();
   UpdateTraceLevelFromConfigFile();
-  if (format == nullptr || *format == '\0' || !m_initialized) {
-    return;
-  }
-  const bool verboseHost = verbosity >= leastOverridingVerbosity && level <= verbosity;
-  if (level > m_traceLevel && !verboseHost) {
+  if (format == nullptr || *format == '\0' || !m_initialized ||
+      !isWanted(level, m_traceLevel, verbosity)) {
     return;
   }
   std::string message;
@@ -217,11 +235,9 @@ void CCmnTraceLog::trace(int level, const char* format, ...) {
   }
   char timestamp[timestampSize];
   currentTimestamp(timestamp);
-  if (const File file = openForAppending(m_tracePath)) {
-    std::fprintf(file.get(), "%s %s\n", timestamp, message.c_str());
-  }
+  appendLine(m_tracePath, timestamp, message);
   if (m_toStdout) {
-    std::printf("%s:%s %s\n", m_component.c_str(), timestamp, message.c_str());
+    echoLine(m_component, timestamp, message);
   }
 }
 
