@@ -1,17 +1,13 @@
 #include "cmnconfiguration.h"
 
 #include "cmnacestring.h"
-#include "cmnfile.h"
 #include "cmnpathtool.h"
+#include "cmnsettingsfile.h"
 
 #include <ace/Configuration_Import_Export.h>
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <functional>
 #include <new>
 
@@ -27,8 +23,8 @@ CCmnError failure(int code, const char* message, const char* function, int line)
   return {code, message, __FILE__, line, function};
 }
 
-// What stands for the current section of a store without a heap, for as long as the store lives:
-// ACE does not check whether its heap is open.
+// ACE does not check whether its heap is open. The current section of a store without a heap is
+// this mark, for as long as the store lives.
 class NoHeap : public ACE_Section_Key_Internal {
  public:
   int add_ref() override { return 1; }
@@ -38,17 +34,22 @@ class NoHeap : public ACE_Section_Key_Internal {
 ACE_Configuration_Section_Key noHeap() {
   // Never destroyed, because a store of a host may outlive any static object.
   alignas(NoHeap) static unsigned char memory[sizeof(NoHeap)];
-  static auto* const key = new (memory) NoHeap;
-  return ACE_Configuration_Section_Key(key);
+  static auto* const mark = new (memory) NoHeap;
+  return ACE_Configuration_Section_Key(mark);
 }
 
-// Reaches the one function of ACE's that tells keys apart.
+// A derived class, because the function that tells what a key holds is protected.
 class KeyReader : public ACE_Configuration_Heap {
  public:
-  static bool isNoHeap(ACE_Configuration& heap, const ACE_Configuration_Section_Key& key) {
-    return dynamic_cast<NoHeap*>((heap.*&KeyReader::get_internal_key)(key)) != nullptr;
+  static ACE_Section_Key_Internal* read(ACE_Configuration& heap,
+                                        const ACE_Configuration_Section_Key& key) {
+    return (heap.*&KeyReader::get_internal_key)(key);
   }
 };
+
+bool lacksHeap(ACE_Configuration& heap, const ACE_Configuration_Section_Key& currentSection) {
+  return dynamic_cast<NoHeap*>(KeyReader::read(heap, currentSection)) != nullptr;
+}
 
 void nameFile(const char* dir, const char* file, tstr& configDir, tstr& configFile,
               tstr& configPath) {
@@ -58,32 +59,6 @@ void nameFile(const char* dir, const char* file, tstr& configDir, tstr& configFi
   configDir.swap(newDir);
   configFile.swap(newFile);
   configPath.swap(newPath);
-}
-
-// ACE looks for a line's end behind a zero byte: it would crash, take gigabytes or lose section
-// lines. What is no file, such as a pipe, cannot be read twice.
-bool holdsZeroByte(const char* path) {
-  struct stat status {};
-  if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) {
-    return false;
-  }
-  const File file(std::fopen(path, "r"));
-  char buffer[BUFSIZ];
-  while (file) {
-    const size_t count = std::fread(buffer, 1, sizeof buffer, file.get());
-    if (count == 0 || std::memchr(buffer, '\0', count) != nullptr) {
-      return count != 0;
-    }
-  }
-  return false;
-}
-
-int importFile(ACE_Configuration_Heap& heap, const char* path) {
-  if (holdsZeroByte(path)) {
-    return refused;
-  }
-  ACE_Registry_ImpExp registry(heap);
-  return registry.import_config(path);
 }
 
 }  // namespace
@@ -122,8 +97,7 @@ int CCmnConfiguration::importConfig(const char* dir, const char* file) {
                           "importConfig", __LINE__);
     return rc;
   }
-  rc = KeyReader::isNoHeap(m_heap, m_currentSection) ? refused
-                                                     : importFile(m_heap, m_configPath.c_str());
+  rc = lacksHeap(m_heap, m_currentSection) ? refused : importSettings(m_heap, m_configPath.c_str());
   if (rc != 0) {
     m_lastError = failure(rc, "Import of configuration file failed.", "importConfig", __LINE__);
   }
@@ -131,7 +105,7 @@ int CCmnConfiguration::importConfig(const char* dir, const char* file) {
 }
 
 int CCmnConfiguration::exportConfig() {
-  if (KeyReader::isNoHeap(m_heap, m_currentSection)) {
+  if (lacksHeap(m_heap, m_currentSection)) {
     return refused;
   }
   ACE_Registry_ImpExp registry(m_heap);
@@ -140,7 +114,7 @@ int CCmnConfiguration::exportConfig() {
 
 int CCmnConfiguration::openSection(const ACE_Configuration_Section_Key& base, const char* name,
                                    ACE_Configuration_Section_Key& result, int create) {
-  if (KeyReader::isNoHeap(m_heap, m_currentSection)) {
+  if (lacksHeap(m_heap, m_currentSection)) {
     return refused;
   }
   const int rc = m_heap.open_section(base, name, create != 0, result);
@@ -195,7 +169,7 @@ int CCmnConfiguration::getIntegerValue(const char* section, const char* name, un
 
 std::vector<tstr> CCmnConfiguration::enumerateSections(const ACE_Configuration_Section_Key& key) {
   std::vector<tstr> names;
-  if (KeyReader::isNoHeap(m_heap, m_currentSection)) {
+  if (lacksHeap(m_heap, m_currentSection)) {
     return names;
   }
   tstr name;
