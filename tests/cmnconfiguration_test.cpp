@@ -62,7 +62,7 @@ class Configuration : public testing::Test {
     heapOpenSizes.clear();
   }
 
-  const std::string& dir() const { return scratch_.path(); }
+  const std::string& dir() const { return m_scratch.path(); }
 
   void write(const std::string& name, const std::string& content) const {
     kelp_test::writeFile(dir() + name, content);
@@ -81,7 +81,7 @@ class Configuration : public testing::Test {
   }
 
  private:
-  kelp_test::ScratchDirectory scratch_;
+  kelp_test::ScratchDirectory m_scratch;
 };
 
 void expectNoError(const CCmnConfiguration& store) {
@@ -132,7 +132,7 @@ static_assert(!std::is_polymorphic_v<CCmnConfiguration>);
 static_assert(!std::is_copy_constructible_v<CCmnConfiguration>);
 static_assert(!std::is_copy_assignable_v<CCmnConfiguration>);
 
-// --- Construction
+// ---- construction
 
 TEST_F(Configuration, StartsEmptyWithAnOpenHeapOfTheDefaultSize) {
   heapOpenSizes.clear();
@@ -205,7 +205,7 @@ TEST_F(Configuration, DestructionWritesNothing) {
   EXPECT_FALSE(exists("a.conf"));
 }
 
-// --- A heap that cannot be opened
+// ---- a heap that cannot be opened
 
 TEST_F(Configuration, AHeapThatCannotBeOpenedIsRecordedAndNotThrown) {
   heapOpenResult = -7;
@@ -271,7 +271,7 @@ TEST_F(Configuration, AStoreWithoutAHeapDoesNotDisturbOthers) {
   EXPECT_EQ(whole.setStringValue("K", "v"), 0);
 }
 
-// --- importConfig
+// ---- importConfig
 
 TEST_F(Configuration, ImportReadsTextsAndNumbersOfNestedSections) {
   CCmnConfiguration store;
@@ -419,7 +419,7 @@ TEST_F(Configuration, ImportDoesNotChangeTheCurrentSection) {
   EXPECT_EQ(text(store, "Other", "L"), "(missing)");
 }
 
-// --- Habits of ACE that show through
+// ---- habits of ACE that show through
 
 TEST_F(Configuration, TheLastLineNeedsItsLineEnd) {
   CCmnConfiguration store;
@@ -450,7 +450,7 @@ TEST_F(Configuration, ALineEndInsideAValueBreaksTheExportedFile) {
   EXPECT_NE(text(again, "S", "K"), "one\ntwo");
 }
 
-// --- Files that ACE must not see
+// ---- files that ACE must not see
 
 TEST_F(Configuration, AFileWithAZeroByteIsRefusedWhereverItStands) {
   const std::string zero(1, '\0');
@@ -537,7 +537,7 @@ TEST_F(Configuration, APipeIsReadOnce) {
   EXPECT_EQ(text(store, "S", "K"), "v");
 }
 
-// --- Memory that runs out
+// ---- memory that runs out
 
 // A text as it is after its own copying found no memory.
 tstr brokenText() {
@@ -611,7 +611,7 @@ TEST_F(Configuration, NamesAreEnumeratedWholeOrNotAtAllWithoutMemory) {
                      });
 }
 
-// --- exportConfig
+// ---- exportConfig
 
 TEST_F(Configuration, ExportWritesEverySection) {
   CCmnConfiguration store(dir().c_str(), "a.conf", false);
@@ -669,7 +669,7 @@ TEST_F(Configuration, WhatWasExportedIsImportedAgain) {
   EXPECT_EQ(text(again, "A\\B", "T"), "a \\ path = 100%s; [x] \xc3\xa4");
 }
 
-// --- Sections
+// ---- sections
 
 TEST_F(Configuration, NoSectionIsCurrentAtFirst) {
   CCmnConfiguration store;
@@ -734,7 +734,7 @@ TEST_F(Configuration, ABaseMakesTheNameRelative) {
   EXPECT_NE(store.openSection(none, "B", inner, 1), 0) << "an empty key is no section";
 }
 
-// --- Values
+// ---- values
 
 TEST_F(Configuration, ValuesOfTheCurrentSectionAreSetReplacedAndRead) {
   CCmnConfiguration store;
@@ -832,7 +832,7 @@ TEST_F(Configuration, ASectionThatCannotBeOpenedGivesItsStatus) {
   EXPECT_EQ(integer, 77U);
 }
 
-// --- Enumeration
+// ---- enumeration
 
 TEST_F(Configuration, EnumerationNamesTheSubsectionsOfOneLevel) {
   CCmnConfiguration store;

@@ -90,8 +90,8 @@ class IcuCatalogBase : public testing::Test {
  protected:
   IcuCatalogBase() { fs::create_directories(InstallRoot::resourceDir); }
 
-  InstallRoot root_;
-  ScopedIcu icu_{"ja"};
+  InstallRoot m_root;
+  ScopedIcu m_icu{"ja"};
 };
 
 class IcuCatalog : public IcuCatalogBase, public testing::WithParamInterface<BundleForm> {};
@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, IcuCatalog,
 
 using IcuCatalogPlaces = IcuCatalogBase;
 
-// --- construction and places -----------------------------------------------------------------
+// ---- construction and places
 
 TEST(IcuCatalogConstruction, SetsLanguageAndNameAndOpensNothing) {
   const Catalog catalog("de_AT", "messages");
@@ -148,7 +148,7 @@ TEST_F(IcuCatalogPlaces, InitFailsWithoutAnInstallRoot) {
   EXPECT_FALSE(fs::exists(InstallRoot::path));
 }
 
-// --- what init makes of ICU's status ---------------------------------------------------------
+// ---- what init makes of ICU's status
 
 struct StatusRow {
   const char* name;
@@ -191,7 +191,7 @@ const StatusRow statusRows[] = {
 
 class IcuCatalogStatus : public testing::TestWithParam<std::tuple<BundleForm, StatusRow>> {
  protected:
-  InstallRoot root_;
+  InstallRoot m_root;
 };
 
 std::string nameOfRow(const testing::TestParamInfo<IcuCatalogStatus::ParamType>& row) {
@@ -216,7 +216,7 @@ TEST_P(IcuCatalogStatus, DecidesTheResultAndTheBundleIsKept) {
   ASSERT_EQ(statusOf(messagesPath, row.language), row.status) << "the row met another status";
 }
 
-// --- bundles that are missing or damaged -----------------------------------------------------
+// ---- bundles that are missing or damaged
 
 void expectFailedCatalog(const std::string& language) {
   Catalog catalog(language, "messages");
@@ -354,7 +354,7 @@ TEST_P(IcuCatalog, ABundleThatIsInstalledAfterTheFirstLookIsNotSeen) {
   EXPECT_EQ(catalog.init(), 0);
 }
 
-// --- texts -----------------------------------------------------------------------------------
+// ---- texts
 
 struct TextRow {
   const char* language;
@@ -497,7 +497,7 @@ TEST_P(IcuCatalog, LookingUpChangesNothing) {
   EXPECT_EQ(catalog.getCount(), 0);
 }
 
-// --- several catalogs, several threads -------------------------------------------------------
+// ---- several catalogs, several threads
 
 TEST_P(IcuCatalog, SeveralCatalogsKeepApart) {
   installBundle("messages", GetParam());
@@ -544,7 +544,7 @@ TEST_P(IcuCatalog, SeveralThreadsMayReadOneCatalog) {
   EXPECT_EQ(wrong, std::vector<int>(4));
 }
 
-// --- opening again, and closing --------------------------------------------------------------
+// ---- opening again, and closing
 
 // Gives ICU its memory: counts the blocks and can refuse one. Frees at its end what is left, so
 // that a bundle that was given up on purpose is no leak. No ICU object may outlive it.
@@ -559,23 +559,23 @@ class IcuMemory {
   }
   ~IcuMemory() {
     u_cleanup();  // also makes ICU forget this object
-    for (void* block : blocks_) {
+    for (void* block : m_blocks) {
       std::free(block);
     }
   }
   IcuMemory(const IcuMemory&) = delete;
   IcuMemory& operator=(const IcuMemory&) = delete;
 
-  size_t liveBlocks() const { return blocks_.size(); }
+  size_t liveBlocks() const { return m_blocks.size(); }
 
   // Refuses the n-th request from here on, counted from 1, and only that; 0 for none.
-  void refuse(int request) { untilRefusal_ = request; }
-  bool hasRefused() const { return refused_; }
+  void refuse(int request) { m_untilRefusal = request; }
+  bool hasRefused() const { return m_refused; }
 
  private:
   bool mayServe() {
-    const bool serve = untilRefusal_ == 0 || --untilRefusal_ > 0;
-    refused_ = refused_ || !serve;
+    const bool serve = m_untilRefusal == 0 || --m_untilRefusal > 0;
+    m_refused = m_refused || !serve;
     return serve;
   }
   static IcuMemory& self(const void* context) {
@@ -589,19 +589,19 @@ class IcuMemory {
     if (!memory.mayServe()) {
       return nullptr;
     }
-    memory.blocks_.erase(block);
+    memory.m_blocks.erase(block);
     void* const result = std::realloc(block, size);
-    memory.blocks_.insert(result);
+    memory.m_blocks.insert(result);
     return result;
   }
   static void release(const void* context, void* block) {
-    self(context).blocks_.erase(block);
+    self(context).m_blocks.erase(block);
     std::free(block);
   }
 
-  std::set<void*> blocks_;
-  int untilRefusal_ = 0;
-  bool refused_ = false;
+  std::set<void*> m_blocks;
+  int m_untilRefusal = 0;
+  bool m_refused = false;
 };
 
 void fillIcusCaches(const std::string& language, const char* name) {
@@ -752,7 +752,7 @@ TEST_P(IcuCatalog, InitFollowsIcuWhenMemoryRunsOut) {
   EXPECT_GT(withoutBundle, 0) << "no catalog had to do without the bundle object";
 }
 
-// --- from the catalog to the text for people -------------------------------------------------
+// ---- from the catalog to the text for people
 
 using Arguments = std::vector<icu::Formattable>;
 

@@ -58,7 +58,7 @@ static_assert(std::is_same_v<decltype(&CCmnIcuMessage::deserialize),
 static_assert(
     std::is_same_v<decltype(&CCmnIcuMessage::formatMessage), tstr (CCmnIcuMessage::*)(tstr)>);
 
-// ---- values -------------------------------------------------------------------------------------
+// ---- values
 
 Formattable date(double milliseconds) { return Formattable(milliseconds, Formattable::kIsDate); }
 
@@ -123,7 +123,7 @@ void expectArguments(const CCmnIcuMessage& message, const Texts& expected) {
   EXPECT_EQ(described(argumentsOf(message)), expected);
 }
 
-// ---- fields and arguments -----------------------------------------------------------------------
+// ---- fields and arguments
 
 // Reaches the private field, which no accessor tells from a value that is no array at all.
 template <class Tag, auto pointer>
@@ -254,27 +254,27 @@ TEST(IcuMessage, EndsWithItsLastHolder) {
   EXPECT_EQ(ends, 1);
 }
 
-// ---- formatting ---------------------------------------------------------------------------------
+// ---- formatting
 
 // ICU's default locale, and GMT as its default time zone.
 class ScopedIcuDefaults {
  public:
-  explicit ScopedIcuDefaults(const char* locale) : zone_(icu::TimeZone::createDefault()) {
+  explicit ScopedIcuDefaults(const char* locale) : m_zone(icu::TimeZone::createDefault()) {
     UErrorCode status = U_ZERO_ERROR;
     icu::Locale::setDefault(icu::Locale(locale), status);
     icu::TimeZone::adoptDefault(icu::TimeZone::getGMT()->clone());
   }
   ~ScopedIcuDefaults() {
     UErrorCode status = U_ZERO_ERROR;
-    icu::Locale::setDefault(locale_, status);
-    icu::TimeZone::adoptDefault(zone_);
+    icu::Locale::setDefault(m_locale, status);
+    icu::TimeZone::adoptDefault(m_zone);
   }
   ScopedIcuDefaults(const ScopedIcuDefaults&) = delete;
   ScopedIcuDefaults& operator=(const ScopedIcuDefaults&) = delete;
 
  private:
-  icu::Locale locale_;
-  icu::TimeZone* zone_;
+  icu::Locale m_locale;
+  icu::TimeZone* m_zone;
 };
 
 // The result as bytes, whatever zero bytes are in it.
@@ -461,7 +461,7 @@ TEST(IcuMessageFormat, ChangesNothingInTheMessage) {
   EXPECT_EQ(message.serialize()->text, before);
 }
 
-// ---- writing ------------------------------------------------------------------------------------
+// ---- writing
 
 std::string headerLine(const std::string& messageId, const std::string& severity) {
   return "<SERIALIZED_MESSAGE MSGID=" + messageId + " SEVERITY=" + severity + ">\n";
@@ -654,7 +654,7 @@ TEST(SerializedText, CutsNoValue) {
   }
 }
 
-// ---- reading ------------------------------------------------------------------------------------
+// ---- reading
 
 // Reads a text that ends, its terminator included, at a page nobody may touch.
 void read(CCmnIcuMessage& message, const std::string& content, int length = -1) {
@@ -1050,7 +1050,7 @@ TEST(SerializedTextReader, MeetsHeadersThatTheWriterHadToCut) {
   });
 }
 
-// ---- both ways ----------------------------------------------------------------------------------
+// ---- both ways
 
 TEST(SerializedTextRoundTrip, RestoresDoublesLongsAndStrings) {
   const Texts expected = {"double 0.5",
@@ -1131,7 +1131,7 @@ TEST(SerializedTextRoundTrip, CarriesTwentyThousandArguments) {
   expectRead({{serialized(values), "ID", 1, described(values)}});
 }
 
-// ---- damaged texts ------------------------------------------------------------------------------
+// ---- damaged texts
 
 // What a message holds, for the plain form of the reader.
 struct Reading {
@@ -1223,8 +1223,8 @@ bool throwsOutOfRange(Call call) {
 
 class Dice {
  public:
-  explicit Dice(unsigned seed) : engine_(seed) {}
-  size_t below(size_t bound) { return static_cast<size_t>(engine_() % bound); }
+  explicit Dice(unsigned seed) : m_engine(seed) {}
+  size_t below(size_t bound) { return static_cast<size_t>(m_engine() % bound); }
   bool oneIn(size_t chances) { return below(chances) == 0; }
   template <class Array>
   auto& oneOf(const Array& choices) {
@@ -1232,7 +1232,7 @@ class Dice {
   }
 
  private:
-  std::mt19937_64 engine_;
+  std::mt19937_64 m_engine;
 };
 
 const char* const words[] = {
@@ -1335,20 +1335,20 @@ class DamagedText : public testing::TestWithParam<unsigned> {
   void readBoth(const std::string& content, int length) {
     const std::unique_ptr<char[]> memory = exactCopy(content);
     const SCmnMessageInfo info{memory.get(), length};
-    const bool throws = throwsOutOfRange([&] { readPlainly(memory.get(), expected_); });
-    ASSERT_EQ(throwsOutOfRange([&] { message_.deserialize(&info); }), throws);
-    ASSERT_TRUE(sameState(message_, expected_))
-        << "expected " << testing::PrintToString(described(expected_.arguments)) << "\n     got "
-        << testing::PrintToString(described(argumentsOf(message_)));
+    const bool throws = throwsOutOfRange([&] { readPlainly(memory.get(), m_expected); });
+    ASSERT_EQ(throwsOutOfRange([&] { m_message.deserialize(&info); }), throws);
+    ASSERT_TRUE(sameState(m_message, m_expected))
+        << "expected " << testing::PrintToString(described(m_expected.arguments)) << "\n     got "
+        << testing::PrintToString(described(argumentsOf(m_message)));
     ASSERT_EQ(content, memory.get()) << "the reader wrote into the text";
-    thrown_ += throws ? 1 : 0;
-    withArguments_ += throws || expected_.arguments.empty() ? 0 : 1;
+    m_thrown += throws ? 1 : 0;
+    m_withArguments += throws || m_expected.arguments.empty() ? 0 : 1;
   }
 
-  CCmnIcuMessage message_{"ID", 1, "file.cpp", 42};
-  Reading expected_{"ID", 1, {}};
-  size_t thrown_ = 0;
-  size_t withArguments_ = 0;
+  CCmnIcuMessage m_message{"ID", 1, "file.cpp", 42};
+  Reading m_expected{"ID", 1, {}};
+  size_t m_thrown = 0;
+  size_t m_withArguments = 0;
 };
 
 TEST_P(DamagedText, IsReadLikeByThePlainForm) {
@@ -1365,13 +1365,13 @@ TEST_P(DamagedText, IsReadLikeByThePlainForm) {
     }
   }
   // Otherwise the damage is too little or too much to say anything.
-  EXPECT_GT(thrown_, 4000U);
-  EXPECT_GT(withArguments_, 20000U);
+  EXPECT_GT(m_thrown, 4000U);
+  EXPECT_GT(m_withArguments, 20000U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, DamagedText, testing::Range(1U, 17U));
 
-// ---- random messages ----------------------------------------------------------------------------
+// ---- random messages
 
 std::string valueWrittenPlainly(const Formattable& value) {
   char number[64] = "";
@@ -1430,7 +1430,7 @@ TEST(SerializedText, OfRandomMessagesIsWhatAPlainWriterWrites) {
   }
 }
 
-// ---- memory that runs out -----------------------------------------------------------------------
+// ---- memory that runs out
 
 Values valuesOfEveryType() {
   Values values = {Formattable(1),
@@ -1447,35 +1447,35 @@ Values valuesOfEveryType() {
 class IcuMessageWithoutMemory : public testing::Test {
  protected:
   void makeAnew() {
-    message_ = std::make_unique<CCmnIcuMessage>("old", 1);
-    give(*message_, {Formattable(3), text("old")});
+    m_message = std::make_unique<CCmnIcuMessage>("old", 1);
+    give(*m_message, {Formattable(3), text("old")});
   }
 
-  const Texts old_ = {"long 3", "string old"};
-  std::unique_ptr<CCmnIcuMessage> message_;
+  const Texts m_old = {"long 3", "string old"};
+  std::unique_ptr<CCmnIcuMessage> m_message;
 };
 
 TEST_F(IcuMessageWithoutMemory, KeepsItsArgumentsWhereNewOnesCannotBeHad) {
   const Values values = valuesOfEveryType();
-  failEachAllocation([&] { makeAnew(); }, [&] { give(*message_, values); },
+  failEachAllocation([&] { makeAnew(); }, [&] { give(*m_message, values); },
                      [&](bool threw) {
-                       expectArguments(*message_, threw ? old_ : described(values));
-                       EXPECT_TRUE(threw || argumentsOf(*message_) == values);
-                       give(*message_, values);
-                       EXPECT_EQ(argumentsOf(*message_), values);
+                       expectArguments(*m_message, threw ? m_old : described(values));
+                       EXPECT_TRUE(threw || argumentsOf(*m_message) == values);
+                       give(*m_message, values);
+                       EXPECT_EQ(argumentsOf(*m_message), values);
                      });
 }
 
 TEST_F(IcuMessageWithoutMemory, KeepsItsArgumentsWhereOneMoreCannotBeHad) {
   for (const Formattable& value : valuesOfEveryType()) {
-    Texts longer = old_;
+    Texts longer = m_old;
     longer.push_back(described(value));
-    failEachAllocation([&] { makeAnew(); }, [&] { message_->addArgument(value); },
+    failEachAllocation([&] { makeAnew(); }, [&] { m_message->addArgument(value); },
                        [&](bool threw) {
-                         expectArguments(*message_, threw ? old_ : longer);
-                         EXPECT_TRUE(threw || message_->getArgument(2) == value);
-                         message_->addArgument(text("x"));
-                         EXPECT_EQ(described(message_->getArgument(threw ? 2 : 3)), "string x");
+                         expectArguments(*m_message, threw ? m_old : longer);
+                         EXPECT_TRUE(threw || m_message->getArgument(2) == value);
+                         m_message->addArgument(text("x"));
+                         EXPECT_EQ(described(m_message->getArgument(threw ? 2 : 3)), "string x");
                        });
   }
 }
@@ -1491,36 +1491,36 @@ TEST_F(IcuMessageWithoutMemory, RefusesAValueForWhichIcuHadNone) {
   broken->getString(status);
   ASSERT_EQ(status, U_MEMORY_ALLOCATION_ERROR);
   makeAnew();
-  EXPECT_THROW(message_->addArgument(*broken), std::bad_alloc);
-  EXPECT_THROW(message_->setArguments(broken.get(), 1), std::bad_alloc);
-  expectArguments(*message_, old_);
+  EXPECT_THROW(m_message->addArgument(*broken), std::bad_alloc);
+  EXPECT_THROW(m_message->setArguments(broken.get(), 1), std::bad_alloc);
+  expectArguments(*m_message, m_old);
 }
 
 TEST_F(IcuMessageWithoutMemory, KeepsAStringThatItsMakerMadeBogus) {
   UnicodeString bogus;
   bogus.setToBogus();
   makeAnew();
-  message_->addArgument(Formattable(bogus));
-  ASSERT_EQ(message_->getArgumentCount(), 3);
-  EXPECT_TRUE(message_->getArgument(2).getString().isBogus());
+  m_message->addArgument(Formattable(bogus));
+  ASSERT_EQ(m_message->getArgumentCount(), 3);
+  EXPECT_TRUE(m_message->getArgument(2).getString().isBogus());
 }
 
 TEST_F(IcuMessageWithoutMemory, KeepsAnAmountThatIsNoNumber) {
   UErrorCode status = U_ZERO_ERROR;
   const double nan = std::numeric_limits<double>::quiet_NaN();
   makeAnew();
-  message_->addArgument(Formattable(new icu::CurrencyAmount(nan, u"EUR", status)));
-  EXPECT_EQ(described(message_->getArgument(2)), "object");
+  m_message->addArgument(Formattable(new icu::CurrencyAmount(nan, u"EUR", status)));
+  EXPECT_EQ(described(m_message->getArgument(2)), "object");
 }
 
 TEST_F(IcuMessageWithoutMemory, IsNotMadeHalf) {
-  failEachAllocation([&] { message_.reset(); },
-                     [&] { message_ = std::make_unique<CCmnIcuMessage>("id", 1); },
+  failEachAllocation([&] { m_message.reset(); },
+                     [&] { m_message = std::make_unique<CCmnIcuMessage>("id", 1); },
                      [&](bool threw) {
-                       ASSERT_EQ(message_ == nullptr, threw);
+                       ASSERT_EQ(m_message == nullptr, threw);
                        if (!threw) {
                          int32_t count = -1;
-                         const Formattable& arguments = (*message_).*memberOf(ArgumentsField{});
+                         const Formattable& arguments = (*m_message).*memberOf(ArgumentsField{});
                          EXPECT_NE(arguments.getArray(count), nullptr);
                        }
                      });
@@ -1532,14 +1532,14 @@ TEST_F(IcuMessageWithoutMemory, IsReadWholeOrNotAtAll) {
                   text("a text that is too long to stand in the object itself, for certain")},
                  "AN_IDENTIFIER_THAT_IS_TOO_LONG_TO_STAND_IN_THE_OBJECT_ITSELF", 2);
   const SCmnMessageInfo info{content.data(), 0};
-  failEachAllocation([&] { makeAnew(); }, [&] { message_->deserialize(&info); },
+  failEachAllocation([&] { makeAnew(); }, [&] { m_message->deserialize(&info); },
                      [&](bool threw) {
                        if (threw) {
-                         EXPECT_EQ(message_->getMessageId(), "old");
-                         EXPECT_EQ(message_->getSeverity(), 1);
-                         expectArguments(*message_, old_);
+                         EXPECT_EQ(m_message->getMessageId(), "old");
+                         EXPECT_EQ(m_message->getSeverity(), 1);
+                         expectArguments(*m_message, m_old);
                        } else {
-                         EXPECT_EQ(message_->serialize()->text, content);
+                         EXPECT_EQ(m_message->serialize()->text, content);
                        }
                      });
 }
@@ -1550,10 +1550,10 @@ TEST_F(IcuMessageWithoutMemory, IsWrittenWholeOrNotAtAll) {
   failEachAllocation(
       [&] {
         makeAnew();
-        give(*message_, values);
+        give(*m_message, values);
       },
-      [&] { message_->serialize(); },
-      [&](bool) { EXPECT_EQ(message_->serialize()->text, content); });
+      [&] { m_message->serialize(); },
+      [&](bool) { EXPECT_EQ(m_message->serialize()->text, content); });
 }
 
 // Numbers and dates are left out: ICU's own formats of them crash.
@@ -1576,11 +1576,11 @@ TEST_F(IcuMessageWithoutMemory, IsFormattedWholeOrNotAtAll) {
     failEachAllocation(
         [&] {
           makeAnew();
-          give(*message_, row.values);
+          give(*m_message, row.values);
           result.assign(1024, '?');
         },
         [&] {
-          const tstr made = message_->formatMessage(row.pattern);
+          const tstr made = m_message->formatMessage(row.pattern);
           result.assign(made.c_str(), made.length());
         },
         [&](bool threw) {
@@ -1590,7 +1590,7 @@ TEST_F(IcuMessageWithoutMemory, IsFormattedWholeOrNotAtAll) {
   }
 }
 
-// ---- locale -------------------------------------------------------------------------------------
+// ---- locale
 
 TEST(IcuMessage, WritesAndReadsNumbersWithTheDecimalPointOfTheProcessLocale) {
   CCmnIcuMessage message("id", 1);

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <type_traits>
 
 namespace {
 
@@ -15,22 +14,14 @@ using kelp_cmn_4_4::CCmnRefCount;
 using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::tstr;
 
-static_assert(std::is_abstract_v<CCmnMessageCatalog>);
-static_assert(!std::is_copy_constructible_v<CCmnMessageCatalog>);
-static_assert(!std::is_copy_assignable_v<CCmnMessageCatalog>);
-static_assert(std::has_virtual_destructor_v<CCmnMessageCatalog>);
-static_assert(std::is_same_v<decltype(&CCmnMessageCatalog::init), int (CCmnMessageCatalog::*)()>);
-static_assert(std::is_same_v<decltype(&CCmnMessageCatalog::getMessage),
-                             tstr (CCmnMessageCatalog::*)(const std::string&, const char*) const>);
-
 // A host's catalog without setup: its texts are made of what it was constructed with.
 class PlainCatalog : public CCmnMessageCatalog {
  public:
   PlainCatalog(const std::string& language, const tstr& catalogName, bool* destroyed = nullptr)
-      : CCmnMessageCatalog(language, catalogName), destroyed_(destroyed) {}
+      : CCmnMessageCatalog(language, catalogName), m_destroyed(destroyed) {}
   ~PlainCatalog() override {
-    if (destroyed_ != nullptr) {
-      *destroyed_ = true;
+    if (m_destroyed != nullptr) {
+      *m_destroyed = true;
     }
   }
 
@@ -44,47 +35,42 @@ class PlainCatalog : public CCmnMessageCatalog {
   using CCmnMessageCatalog::m_language;
 
  private:
-  bool* destroyed_;
+  bool* m_destroyed;
 };
 
 class UnusableCatalog : public PlainCatalog {
  public:
   using PlainCatalog::PlainCatalog;
-  int init() override { return 42; }
+  static constexpr int status = 42;
+  int init() override { return status; }
 };
 
-TEST(MessageCatalog, ConstructorSetsLanguageAndNameAndLeavesThePathEmpty) {
-  const PlainCatalog catalog("de_AT", "msgs");
-  EXPECT_EQ(catalog.m_language, "de_AT");
-  EXPECT_STREQ(catalog.m_catalogName.c_str(), "msgs");
-  EXPECT_EQ(catalog.m_bundlePath.length(), 0U);
+void expectNoPath(const PlainCatalog& catalog, const char* language, const char* name) {
+  EXPECT_EQ(catalog.m_language, language);
+  EXPECT_STREQ(catalog.m_catalogName.c_str(), name);
+  EXPECT_STREQ(catalog.m_bundlePath.c_str(), "");
 }
 
-TEST(MessageCatalog, ConstructorTakesEmptyTexts) {
-  const PlainCatalog catalog("", "");
-  EXPECT_EQ(catalog.m_language, "");
-  EXPECT_EQ(catalog.m_catalogName.length(), 0U);
-  EXPECT_EQ(catalog.m_bundlePath.length(), 0U);
+TEST(MessageCatalog, HasItsLanguageAndItsNameButNoPathAtFirst) {
+  expectNoPath(PlainCatalog("de_AT", "msgs"), "de_AT", "msgs");
+  expectNoPath(PlainCatalog("", ""), "", "");
 }
 
-TEST(MessageCatalog, ConstructorCopiesTheTexts) {
+TEST(MessageCatalog, OwnsItsTexts) {
   std::string language = "ja";
   tstr name = "msgs";
   const PlainCatalog catalog(language, name);
   language = "de";
   name = "other";
-  EXPECT_EQ(catalog.m_language, "ja");
-  EXPECT_STREQ(catalog.m_catalogName.c_str(), "msgs");
+  expectNoPath(catalog, "ja", "msgs");
 }
 
-TEST(MessageCatalog, InitGivesZeroAndDoesNothing) {
+TEST(MessageCatalog, InitSucceedsAndDoesNothingUnlessItIsOverridden) {
   PlainCatalog catalog("ja", "msgs");
   for (int call = 1; call <= 2; ++call) {
     SCOPED_TRACE(call);
     EXPECT_EQ(catalog.CCmnMessageCatalog::init(), 0);
-    EXPECT_EQ(catalog.m_language, "ja");
-    EXPECT_STREQ(catalog.m_catalogName.c_str(), "msgs");
-    EXPECT_EQ(catalog.m_bundlePath.length(), 0U);
+    expectNoPath(catalog, "ja", "msgs");
     EXPECT_EQ(catalog.getCount(), 0);
   }
 }
@@ -92,7 +78,7 @@ TEST(MessageCatalog, InitGivesZeroAndDoesNothing) {
 TEST(MessageCatalog, CallsThroughTheBaseReachTheDerivedCatalog) {
   UnusableCatalog unusable("ja", "msgs");
   CCmnMessageCatalog& base = unusable;
-  EXPECT_EQ(base.init(), 42);
+  EXPECT_EQ(base.init(), UnusableCatalog::status);
   EXPECT_STREQ(base.getMessage("MSG_X", "default").c_str(), "msgs/ja/MSG_X/default");
   EXPECT_STREQ(base.getMessage("MSG_X", nullptr).c_str(), "msgs/ja/MSG_X/null");
 }

@@ -20,7 +20,7 @@
 #include <type_traits>
 #include <vector>
 
-// --- What counts the blocks of memory that are in use
+// ---- what counts the blocks of memory that are in use
 
 namespace {
 
@@ -71,7 +71,7 @@ static_assert(std::is_abstract_v<CCmnMessageCatalogFactory>);
 static_assert(std::has_virtual_destructor_v<CCmnMessageCatalogFactory>);
 static_assert(!std::is_copy_constructible_v<Manager> && !std::is_copy_assignable_v<Manager>);
 
-// --- A host that tells everything it is asked
+// ---- a host that tells everything it is asked
 
 // What the host does, and a line for everything that happened to it.
 struct Script {
@@ -265,7 +265,7 @@ class CatalogManager : public testing::Test {
   std::unique_ptr<Manager> manager{new Manager};
 };
 
-// --- registerFactory
+// ---- registerFactory
 
 using RegisterFactory = CatalogManager;
 
@@ -344,7 +344,7 @@ TEST_F(RegisterFactory, KeepsAFactoryThatThrows) {
   }
 }
 
-// --- activateCatalog
+// ---- activateCatalog
 
 using ActivateCatalog = CatalogManager;
 
@@ -448,7 +448,7 @@ TEST_F(ActivateCatalog, StoresItsCatalogInPlaceOfOneThatTheFactoryActivatedMeanw
   EXPECT_EQ(made[1]->getCount(), 2);
 }
 
-// --- getMessage
+// ---- getMessage
 
 using GetMessage = CatalogManager;
 
@@ -655,7 +655,7 @@ TEST_F(GetMessage, LetsExceptionsPassAndStaysUsable) {
   }
 }
 
-// --- getLocalizedMessage of a message
+// ---- getLocalizedMessage of a message
 
 using LocalizedMessage = CatalogManager;
 
@@ -714,7 +714,7 @@ TEST_F(LocalizedMessage, LetsExceptionsPass) {
   }
 }
 
-// --- The two operations that hand out texts
+// ---- the two operations that hand out texts
 
 enum class Source { identifier, serialized };
 
@@ -926,7 +926,7 @@ TEST_P(HandedOutText, ThatCannotBeHadLeavesNoEntry) {
   }
 }
 
-// --- The operation that takes an identifier
+// ---- the operation that takes an identifier
 
 using TextById = CatalogManager;
 
@@ -936,7 +936,7 @@ TEST_F(TextById, IsTheMarkerWithoutAFactory) {
   EXPECT_STREQ(byId("", "de"), "<>");
 }
 
-// --- The operation that takes a serialized message
+// ---- the operation that takes a serialized message
 
 using TextBySerialized = CatalogManager;
 
@@ -1014,7 +1014,7 @@ TEST_F(TextBySerialized, LeavesTheMessageToTheFactoryIfThatHoldsItToo) {
   EXPECT_EQ(factory.kept->getCount(), 1);
 }
 
-// --- deleteLocalizedMessage
+// ---- deleteLocalizedMessage
 
 class DeleteLocalizedMessage : public CatalogManager {
  protected:
@@ -1142,7 +1142,7 @@ TEST_F(DeleteLocalizedMessage, LeavesTheKeyFreeForANewText) {
   EXPECT_TRUE(texts.has(again));
 }
 
-// --- The native language
+// ---- the native language
 
 using NativeLanguage = CatalogManager;
 
@@ -1173,7 +1173,7 @@ TEST_F(NativeLanguage, IsSetWithoutAskingTheFactory) {
   EXPECT_EQ(script.taken(), Lines{});
 }
 
-// --- The end of a manager, and its count
+// ---- the end of a manager, and its count
 
 using EndOfManager = CatalogManager;
 
@@ -1244,7 +1244,7 @@ TEST_F(EndOfManager, HasOneCountInAClassThatIsCountedOtherwiseToo) {
   EXPECT_EQ(count.getCount(), 1);
 }
 
-// --- With ICU's catalogs and messages
+// ---- with ICU's catalogs and messages
 
 class IcuFactory : public CCmnMessageCatalogFactory {
  public:

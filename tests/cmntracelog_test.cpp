@@ -25,7 +25,7 @@
 #include <type_traits>
 #include <vector>
 
-// --- What stands in front of ACE and the platform, idle until a test arms it
+// ---- what stands in front of ACE and the platform, idle until a test arms it
 
 namespace {
 
@@ -261,7 +261,7 @@ class TraceLog : public testing::Test {
   static std::string traced() { return readFile(defaultTracePath); }
 
   void initialize(int level = 1, bool toStdout = false) {
-    log_.initialize("vault", "", "", level, toStdout);
+    m_log.initialize("vault", "", "", level, toStdout);
   }
 
   // The messages out of a list that are written, by their levels.
@@ -269,7 +269,7 @@ class TraceLog : public testing::Test {
     std::vector<int> result;
     for (const int level : levels) {
       fs::remove(defaultTracePath);
-      log_.trace(level, "message of %d", level);
+      m_log.trace(level, "message of %d", level);
       if (fs::exists(defaultTracePath)) {
         EXPECT_EQ(traced(), "TIME message of " + std::to_string(level) + "\n");
         result.push_back(level);
@@ -278,11 +278,11 @@ class TraceLog : public testing::Test {
     return result;
   }
 
-  InstallRoot root_;
-  CCmnTraceLog log_;
+  InstallRoot m_root;
+  CCmnTraceLog m_log;
 };
 
-// --- A new log
+// ---- a new log
 
 static_assert(std::is_base_of_v<CCmnRefCount, CCmnTraceLog>);
 static_assert(std::has_virtual_destructor_v<CCmnTraceLog>);
@@ -297,10 +297,10 @@ constexpr bool
 static_assert(hasVirtualCount<CCmnTraceLog>, "no cast leads down from a virtual base");
 
 TEST_F(TraceLog, StartsUninitializedAndTouchesNoFile) {
-  EXPECT_EQ(log_.getTraceLevel(), 0);
-  EXPECT_STREQ(log_.getTracePath().c_str(), "");
-  EXPECT_FALSE(log_.isInitialized());
-  EXPECT_EQ(log_.getCount(), 0);
+  EXPECT_EQ(m_log.getTraceLevel(), 0);
+  EXPECT_STREQ(m_log.getTracePath().c_str(), "");
+  EXPECT_FALSE(m_log.isInitialized());
+  EXPECT_EQ(m_log.getCount(), 0);
   EXPECT_FALSE(fs::exists(InstallRoot::configDir));
   EXPECT_FALSE(fs::exists(InstallRoot::traceDir));
 }
@@ -318,17 +318,17 @@ TEST_F(TraceLog, IsSharedByHoldersAndGoesWithTheLast) {
 
 TEST_F(TraceLog, TracesNothingBeforeInitialize) {
   configureProduct("VERBOSE=9\n");
-  EXPECT_EQ(captured([this] { log_.trace(0, "lost"); }), "");
+  EXPECT_EQ(captured([this] { m_log.trace(0, "lost"); }), "");
   EXPECT_FALSE(fs::exists(InstallRoot::traceDir));
 }
 
-// --- initialize on a fresh system
+// ---- initialize on a fresh system
 
 TEST_F(TraceLog, AFreshSystemGetsTheDefaultsAndTheCallersLevel) {
   EXPECT_EQ(captured([this] { initialize(5); }), "");
-  EXPECT_TRUE(log_.isInitialized());
-  EXPECT_EQ(log_.getTraceLevel(), 0) << "a level that was only just written counts as 0";
-  EXPECT_STREQ(log_.getTracePath().c_str(), defaultTracePath) << "the doubled slash is meant";
+  EXPECT_TRUE(m_log.isInitialized());
+  EXPECT_EQ(m_log.getTraceLevel(), 0) << "a level that was only just written counts as 0";
+  EXPECT_STREQ(m_log.getTracePath().c_str(), defaultTracePath) << "the doubled slash is meant";
   EXPECT_EQ(configured(), defaultKeys(5, 0));
   EXPECT_THAT(interposed().saved, SizeIs(1));
   EXPECT_TRUE(fs::exists(defaultTracePath));
@@ -338,14 +338,14 @@ TEST_F(TraceLog, AFreshSystemGetsTheDefaultsAndTheCallersLevel) {
 TEST_F(TraceLog, TheEchoIsWrittenAs0OnAFreshSystemEvenWhenAskedFor) {
   initialize(1, true);
   EXPECT_EQ(configured(), defaultKeys(1, 0));
-  EXPECT_EQ(captured([this] { log_.trace(1, "m"); }), "vault:TIME m\n");
+  EXPECT_EQ(captured([this] { m_log.trace(1, "m"); }), "vault:TIME m\n");
 }
 
 TEST_F(TraceLog, ANegativeLevelIsStoredAndReadBackAsItIs) {
   initialize(-5);
   EXPECT_EQ(configured(), defaultKeys(0xfffffffbU, 0));
-  log_.trace(1, "m");
-  EXPECT_EQ(log_.getTraceLevel(), -5);
+  m_log.trace(1, "m");
+  EXPECT_EQ(m_log.getTraceLevel(), -5);
 }
 
 TEST_F(TraceLog, AFileWithoutTheSectionIsCompletedAndKeepsItsOthers) {
@@ -370,20 +370,20 @@ TEST_F(TraceLog, TheTraceFileIsOpenedOnceForAppending) {
 }
 
 TEST_F(TraceLog, AnEmptyComponentNamesFilesOfJustTheSuffix) {
-  log_.initialize("", "", "", 1, true);
-  EXPECT_STREQ(log_.getTracePath().c_str(), "/usr/tulsk/krellvane/logs/zorvt//.log");
+  m_log.initialize("", "", "", 1, true);
+  EXPECT_STREQ(m_log.getTracePath().c_str(), "/usr/tulsk/krellvane/logs/zorvt//.log");
   EXPECT_TRUE(fs::exists("/usr/tulsk/lib/kelp/configfiles/.conf"));
-  EXPECT_EQ(captured([this] { log_.trace(1, "m"); }), ":TIME m\n");
+  EXPECT_EQ(captured([this] { m_log.trace(1, "m"); }), ":TIME m\n");
 }
 
-// --- initialize with a directory and a file
+// ---- initialize with a directory and a file
 
 TEST_F(TraceLog, DirectoryAndFileTogetherAreStoredAndWin) {
   const kelp_test::ScratchDirectory scratch;
   Keys old = defaultKeys(0, 1);
   old["TRACEFILE"] = quoted("old.log");
   configure(sectionOf(old) + "\"EXTRA\"=\"kept\"\n");
-  log_.initialize("vault", scratch.path().c_str(), "mine.txt", 4, false);
+  m_log.initialize("vault", scratch.path().c_str(), "mine.txt", 4, false);
   const Keys expected{{"TRACEDIR", quoted(scratch.path())},
                       {"TRACEFILE", quoted("mine.txt")},
                       {"TRACELEVEL", dword(4)},
@@ -391,18 +391,18 @@ TEST_F(TraceLog, DirectoryAndFileTogetherAreStoredAndWin) {
                       {"EXTRA", quoted("kept")}};
   EXPECT_EQ(configured(), expected);
   EXPECT_THAT(interposed().saved, SizeIs(1));
-  EXPECT_EQ(log_.getTracePath().c_str(), scratch.path() + "/mine.txt");
-  EXPECT_TRUE(log_.isInitialized());
-  EXPECT_EQ(log_.getTraceLevel(), 1) << "the stored level, cut to 1";
-  EXPECT_EQ(captured([this] { log_.trace(4, "m"); }), "") << "the configured echo became 0";
+  EXPECT_EQ(m_log.getTracePath().c_str(), scratch.path() + "/mine.txt");
+  EXPECT_TRUE(m_log.isInitialized());
+  EXPECT_EQ(m_log.getTraceLevel(), 1) << "the stored level, cut to 1";
+  EXPECT_EQ(captured([this] { m_log.trace(4, "m"); }), "") << "the configured echo became 0";
   EXPECT_EQ(readFile(scratch.path() + "mine.txt"), "TIME m\n");
 }
 
 TEST_F(TraceLog, OneOfThemAloneIsIgnored) {
   const kelp_test::ScratchDirectory scratch;
-  log_.initialize("vault", scratch.path().c_str(), "", 3, false);
+  m_log.initialize("vault", scratch.path().c_str(), "", 3, false);
   EXPECT_EQ(configured(), defaultKeys(3, 0));
-  EXPECT_STREQ(log_.getTracePath().c_str(), defaultTracePath);
+  EXPECT_STREQ(m_log.getTracePath().c_str(), defaultTracePath);
   CCmnTraceLog second;
   second.initialize("vault", "", "mine.txt", 7, false);
   EXPECT_EQ(configured(), defaultKeys(3, 0));
@@ -410,14 +410,14 @@ TEST_F(TraceLog, OneOfThemAloneIsIgnored) {
 }
 
 TEST_F(TraceLog, ATextThatBeginsWithAZeroByteIsEmpty) {
-  log_.initialize("vault", tstr("\0x", 2), "mine.txt", 3, false);
+  m_log.initialize("vault", tstr("\0x", 2), "mine.txt", 3, false);
   EXPECT_EQ(configured(), defaultKeys(3, 0));
   CCmnTraceLog second;
   second.initialize("vault", InstallRoot::path, tstr("\0x", 2), 3, false);
   EXPECT_EQ(configured(), defaultKeys(3, 0));
 }
 
-// --- What the configuration file says
+// ---- what the configuration file says
 
 TEST_F(TraceLog, ConfiguredDirectoryAndFileAreUsed) {
   const kelp_test::ScratchDirectory scratch;
@@ -426,9 +426,9 @@ TEST_F(TraceLog, ConfiguredDirectoryAndFileAreUsed) {
   keys["TRACEFILE"] = quoted("other.txt");
   configure(sectionOf(keys));
   initialize();
-  EXPECT_EQ(log_.getTracePath().c_str(), scratch.path() + "/other.txt");
+  EXPECT_EQ(m_log.getTracePath().c_str(), scratch.path() + "/other.txt");
   EXPECT_TRUE(fs::exists(InstallRoot::traceDir)) << "the default directory is made all the same";
-  log_.trace(1, "m");
+  m_log.trace(1, "m");
   EXPECT_EQ(readFile(scratch.path() + "other.txt"), "TIME m\n");
 }
 
@@ -438,7 +438,7 @@ TEST_F(TraceLog, AnEmptyConfiguredTextIsAConfiguredOne) {
   keys["TRACEFILE"] = quoted("usr/tulsk/here.log");
   configure(sectionOf(keys));
   initialize();
-  EXPECT_STREQ(log_.getTracePath().c_str(), "/usr/tulsk/here.log");
+  EXPECT_STREQ(m_log.getTracePath().c_str(), "/usr/tulsk/here.log");
   EXPECT_EQ(configured(), keys);
 }
 
@@ -493,8 +493,8 @@ TEST_F(TraceLog, AKeyOfTheWrongTypeCountsAsMissing) {
   initialize(5, false);
   EXPECT_EQ(configured(), defaultKeys(5, 0));
   EXPECT_THAT(interposed().saved, SizeIs(4));
-  EXPECT_EQ(log_.getTraceLevel(), 0);
-  EXPECT_EQ(captured([this] { log_.trace(1, "m"); }), "");
+  EXPECT_EQ(m_log.getTraceLevel(), 0);
+  EXPECT_EQ(captured([this] { m_log.trace(1, "m"); }), "");
 }
 
 TEST_F(TraceLog, AMalformedConfigurationIsUsedUpToTheMalformedLine) {
@@ -571,7 +571,7 @@ TEST_F(TraceLog, ExplicitPathsResetTheConfiguredEcho) {
   }
 }
 
-// --- Levels
+// ---- levels
 
 struct ConfiguredLevel {
   const char* description;
@@ -646,9 +646,9 @@ TEST_F(TraceLog, EveryPairOfConfiguredLevelAndHostVerbosityPassesItsMessages) {
 TEST_F(TraceLog, TheFirstTraceUndoesTheCutThatInitializeMade) {
   configure(sectionOf(defaultKeys(3, 0)));
   initialize();
-  EXPECT_EQ(log_.getTraceLevel(), 1);
+  EXPECT_EQ(m_log.getTraceLevel(), 1);
   EXPECT_THAT(written({3, 4}), ElementsAre(3));
-  EXPECT_EQ(log_.getTraceLevel(), 3);
+  EXPECT_EQ(m_log.getTraceLevel(), 3);
 }
 
 TEST_F(TraceLog, AHostVerbosityOf9OpensTheWayUpToItself) {
@@ -673,25 +673,25 @@ TEST_F(TraceLog, TheConfigurationFileIsNotReadAgain) {
   initialize(0);
   configure(sectionOf(defaultKeys(9, 1)));
   EXPECT_THAT(written({3}), IsEmpty());
-  EXPECT_EQ(captured([this] { log_.trace(0, "m"); }), "");
+  EXPECT_EQ(captured([this] { m_log.trace(0, "m"); }), "");
 }
 
 TEST_F(TraceLog, EveryCallRefreshesTheLevelEvenOneThatPrintsNothing) {
-  log_.trace(1, nullptr);
-  EXPECT_EQ(log_.getTraceLevel(), 1) << "nothing configured, not initialized";
+  m_log.trace(1, nullptr);
+  EXPECT_EQ(m_log.getTraceLevel(), 1) << "nothing configured, not initialized";
   configure(sectionOf(defaultKeys(3, 0)));
   initialize();
-  ASSERT_EQ(log_.getTraceLevel(), 1);
-  log_.trace(1, "");
-  EXPECT_EQ(log_.getTraceLevel(), 3);
+  ASSERT_EQ(m_log.getTraceLevel(), 1);
+  m_log.trace(1, "");
+  EXPECT_EQ(m_log.getTraceLevel(), 3);
 }
 
-// --- UpdateTraceLevelFromConfigFile
+// ---- UpdateTraceLevelFromConfigFile
 
 TEST_F(TraceLog, UpdatingTheLevelWithNothingLoadedGives1AndTouchesNoFile) {
   configure(sectionOf(defaultKeys(3, 0)));
-  log_.UpdateTraceLevelFromConfigFile();
-  EXPECT_EQ(log_.getTraceLevel(), 1);
+  m_log.UpdateTraceLevelFromConfigFile();
+  EXPECT_EQ(m_log.getTraceLevel(), 1);
   EXPECT_THAT(interposed().saved, IsEmpty());
   EXPECT_EQ(readFile(configPath), sectionOf(defaultKeys(3, 0)));
 }
@@ -716,43 +716,43 @@ TEST_F(TraceLog, ASectionThatCannotBeOpenedLeavesTheLevelAt1) {
   configure(sectionOf(defaultKeys(3, 0)));
   initialize();
   interposed().sectionNotOpened = "DEBUG_TRACE_INFO";
-  log_.UpdateTraceLevelFromConfigFile();
-  EXPECT_EQ(log_.getTraceLevel(), 1);
+  m_log.UpdateTraceLevelFromConfigFile();
+  EXPECT_EQ(m_log.getTraceLevel(), 1);
 }
 
 TEST_F(TraceLog, ATraceBeforeInitializeLeavesAnEmptySectionInMemory) {
-  log_.trace(1, "lost");
+  m_log.trace(1, "lost");
   EXPECT_FALSE(fs::exists(configPath));
   initialize(2, true);
   EXPECT_EQ(configured(), defaultKeys(2, 1)) << "each key was found missing, the echo too";
   EXPECT_THAT(interposed().saved, SizeIs(4));
 }
 
-// --- updateConfigFile, loadFromConfigFile, initTraceSettings by themselves
+// ---- updateConfigFile, loadFromConfigFile, initTraceSettings by themselves
 
 TEST_F(TraceLog, UpdatingTheFileWritesTheFourKeysAndMergesWithTheRest) {
   initialize();
   configure("[OTHER]\n\"K\"=\"v\"\n");
-  EXPECT_EQ(log_.updateConfigFile("/some/dir", "some.file", -1), 0);
+  EXPECT_EQ(m_log.updateConfigFile("/some/dir", "some.file", -1), 0);
   const Keys expected{{"TRACEDIR", quoted("/some/dir")},
                       {"TRACEFILE", quoted("some.file")},
                       {"TRACELEVEL", dword(0xffffffffU)},
                       {"TRACESTDOUT", dword(0)},
                       {"(other)", "[OTHER]\"K\"=\"v\""}};
   EXPECT_EQ(configured(), expected);
-  EXPECT_STREQ(log_.getTracePath().c_str(), defaultTracePath) << "the log itself stays";
+  EXPECT_STREQ(m_log.getTracePath().c_str(), defaultTracePath) << "the log itself stays";
 }
 
 TEST_F(TraceLog, UpdatingTheFileTakesEmptyTextsToo) {
   initialize();
-  EXPECT_EQ(log_.updateConfigFile("", "", 0), 0);
+  EXPECT_EQ(m_log.updateConfigFile("", "", 0), 0);
   EXPECT_EQ(configured()["TRACEDIR"], quoted(""));
   EXPECT_EQ(configured()["TRACEFILE"], quoted(""));
 }
 
 TEST_F(TraceLog, UpdatingTheFileReturnsTheStatusOfTheSave) {
   fs::remove_all(InstallRoot::path);
-  EXPECT_EQ(log_.updateConfigFile("/some/dir", "some.file", 1), -1);
+  EXPECT_EQ(m_log.updateConfigFile("/some/dir", "some.file", 1), -1);
   EXPECT_THAT(interposed().saved, SizeIs(1));
 }
 
@@ -761,7 +761,7 @@ TEST_F(TraceLog, UpdatingTheFileSavesEvenWithoutItsSection) {
   interposed().saved.clear();
   interposed().sectionNotOpened = "DEBUG_TRACE_INFO";
   fs::remove(configPath);
-  EXPECT_EQ(log_.updateConfigFile("/some/dir", "some.file", 8), 0);
+  EXPECT_EQ(m_log.updateConfigFile("/some/dir", "some.file", 8), 0);
   EXPECT_THAT(interposed().saved, SizeIs(1));
   EXPECT_EQ(configured(), defaultKeys(1, 0)) << "what was in memory, unchanged";
 }
@@ -771,12 +771,12 @@ TEST_F(TraceLog, LoadingOverwritesDirectoryAndFileWithWhatIsInForce) {
   tstr file("ignored");
   int level = 4;
   configureProduct("VERBOSE=2\n");
-  log_.loadFromConfigFile(dir, file, level);
+  m_log.loadFromConfigFile(dir, file, level);
   EXPECT_STREQ(dir.c_str(), InstallRoot::traceDir);
   EXPECT_STREQ(file.c_str(), ".log") << "no component yet";
   EXPECT_EQ(level, 2);
   EXPECT_EQ(keysIn(readFile("/usr/tulsk/lib/kelp/configfiles/.conf"))["TRACELEVEL"], dword(4));
-  EXPECT_FALSE(log_.isInitialized());
+  EXPECT_FALSE(m_log.isInitialized());
 }
 
 TEST_F(TraceLog, SettingsWithBothTextsAreStoredBeforeTheyAreLoaded) {
@@ -784,29 +784,29 @@ TEST_F(TraceLog, SettingsWithBothTextsAreStoredBeforeTheyAreLoaded) {
   tstr dir("/some/dir");
   tstr file("some.file");
   int level = 1;
-  log_.initTraceSettings(dir, file, level);
+  m_log.initTraceSettings(dir, file, level);
   EXPECT_EQ(configured()["TRACEDIR"], quoted("/some/dir"));
   EXPECT_STREQ(dir.c_str(), "/some/dir");
   EXPECT_STREQ(file.c_str(), "some.file");
   EXPECT_EQ(level, 1);
   dir = "";
-  log_.initTraceSettings(dir, file, level);
+  m_log.initTraceSettings(dir, file, level);
   EXPECT_STREQ(dir.c_str(), "/some/dir");
 }
 
-// --- initialize that fails, and initialize again
+// ---- initialize that fails, and initialize again
 
 TEST_F(TraceLog, ATraceFileThatCannotBeOpenedIsReportedAndTheLogStaysSilent) {
   const std::string out =
-      captured([this] { log_.initialize("vault", "/usr/tulsk/nowhere/", "f%s.log", 9, true); });
+      captured([this] { m_log.initialize("vault", "/usr/tulsk/nowhere/", "f%s.log", 9, true); });
   EXPECT_EQ(out,
             "[CCmnTraceLog] Error: Tracefile [/usr/tulsk/nowhere//f%s.log] initialization failed."
             "[f%s.log][/usr/tulsk/nowhere/]\n");
-  EXPECT_FALSE(log_.isInitialized());
-  EXPECT_EQ(log_.getTraceLevel(), 1);
-  EXPECT_EQ(captured([this] { log_.trace(1, "lost"); }), "");
+  EXPECT_FALSE(m_log.isInitialized());
+  EXPECT_EQ(m_log.getTraceLevel(), 1);
+  EXPECT_EQ(captured([this] { m_log.trace(1, "lost"); }), "");
   fs::create_directory("/usr/tulsk/nowhere");
-  EXPECT_EQ(captured([this] { log_.trace(1, "lost, too"); }), "");
+  EXPECT_EQ(captured([this] { m_log.trace(1, "lost, too"); }), "");
   EXPECT_FALSE(fs::exists("/usr/tulsk/nowhere/f%s.log"));
 }
 
@@ -821,45 +821,45 @@ TEST_F(TraceLog, AnInstallationThatIsMissingIsReportedOnceForTheTraceFile) {
 TEST_F(TraceLog, AConfigurationThatCannotBeSavedDoesNotStopTheLog) {
   fs::remove_all("/usr/tulsk/lib");
   EXPECT_EQ(captured([this] { initialize(2); }), "");
-  EXPECT_TRUE(log_.isInitialized());
+  EXPECT_TRUE(m_log.isInitialized());
   EXPECT_THAT(written({2, 3}), ElementsAre(2)) << "the settings live in memory";
 }
 
 TEST_F(TraceLog, ASecondInitializeMaySucceed) {
   fs::remove_all("/usr/tulsk/krellvane");
   captured([this] { initialize(); });
-  ASSERT_FALSE(log_.isInitialized());
+  ASSERT_FALSE(m_log.isInitialized());
   InstallRoot::makeProductTree();
   EXPECT_EQ(captured([this] { initialize(); }), "");
-  EXPECT_TRUE(log_.isInitialized());
+  EXPECT_TRUE(m_log.isInitialized());
   EXPECT_THAT(written({1}), ElementsAre(1));
 }
 
 TEST_F(TraceLog, AFailedSecondInitializeLeavesTheLogInitialized) {
   initialize();
-  ASSERT_TRUE(log_.isInitialized());
-  captured([this] { log_.initialize("vault", "/usr/tulsk/nowhere", "f.log", 1, true); });
-  EXPECT_TRUE(log_.isInitialized());
-  EXPECT_STREQ(log_.getTracePath().c_str(), "/usr/tulsk/nowhere/f.log");
-  EXPECT_EQ(captured([this] { log_.trace(1, "m"); }), "vault:TIME m\n") << "the echo goes on";
+  ASSERT_TRUE(m_log.isInitialized());
+  captured([this] { m_log.initialize("vault", "/usr/tulsk/nowhere", "f.log", 1, true); });
+  EXPECT_TRUE(m_log.isInitialized());
+  EXPECT_STREQ(m_log.getTracePath().c_str(), "/usr/tulsk/nowhere/f.log");
+  EXPECT_EQ(captured([this] { m_log.trace(1, "m"); }), "vault:TIME m\n") << "the echo goes on";
   fs::create_directory("/usr/tulsk/nowhere");
-  log_.trace(1, "n");
+  m_log.trace(1, "n");
   EXPECT_EQ(readFile("/usr/tulsk/nowhere/f.log"), "TIME n\n");
 }
 
 TEST_F(TraceLog, ASecondInitializeTakesTheEchoAnew) {
   initialize(1, true);
   initialize(1, false);
-  EXPECT_EQ(captured([this] { log_.trace(1, "m"); }), "");
+  EXPECT_EQ(captured([this] { m_log.trace(1, "m"); }), "");
 }
 
 TEST_F(TraceLog, AnotherComponentMergesWithWhatTheLogHolds) {
   initialize(3, true);
   interposed().saved.clear();
-  log_.initialize("other", "", "", 5, true);
-  EXPECT_STREQ(log_.getTracePath().c_str(), defaultTracePath) << "all four keys are known";
+  m_log.initialize("other", "", "", 5, true);
+  EXPECT_STREQ(m_log.getTracePath().c_str(), defaultTracePath) << "all four keys are known";
   EXPECT_THAT(interposed().saved, IsEmpty());
-  EXPECT_EQ(captured([this] { log_.trace(3, "m"); }), "other:TIME m\n");
+  EXPECT_EQ(captured([this] { m_log.trace(3, "m"); }), "other:TIME m\n");
 }
 
 TEST_F(TraceLog, DestructionWritesNothing) {
@@ -873,7 +873,7 @@ TEST_F(TraceLog, DestructionWritesNothing) {
   EXPECT_FALSE(fs::exists(defaultTracePath));
 }
 
-// --- Exceptions while the settings are resolved
+// ---- exceptions while the settings are resolved
 
 void throwRuntimeError() { throw std::runtime_error("from within"); }
 void throwNumber() { throw 5; }
@@ -931,10 +931,10 @@ TEST_F(TraceLog, OnlyErrorRecordsAreDroppedByTheSettingsThemselves) {
   tstr file;
   int level = 1;
   interposed().onImport = throwRecord;
-  EXPECT_EQ(captured([&] { EXPECT_NO_THROW(log_.initTraceSettings(dir, file, level)); }), "");
+  EXPECT_EQ(captured([&] { EXPECT_NO_THROW(m_log.initTraceSettings(dir, file, level)); }), "");
   interposed().onImport = throwRuntimeError;
   EXPECT_EQ(
-      captured([&] { EXPECT_THROW(log_.initTraceSettings(dir, file, level), std::runtime_error); }),
+      captured([&] { EXPECT_THROW(m_log.initTraceSettings(dir, file, level), std::runtime_error); }),
       "");
 }
 
@@ -951,25 +951,25 @@ TEST_F(TraceLog, BothReportsAppearWhenSettingsAndTraceFileFail) {
 TEST_F(TraceLog, TextsKeptAfterAnExceptionEndAtTheirZeroByte) {
   configure("");
   interposed().onImport = throwRecord;
-  log_.initialize("vault", tstr("/usr/tulsk\0x", 12), tstr("f.log\0x", 7), 1, false);
-  EXPECT_STREQ(log_.getTracePath().c_str(), "/usr/tulsk/f.log");
+  m_log.initialize("vault", tstr("/usr/tulsk\0x", 12), tstr("f.log\0x", 7), 1, false);
+  EXPECT_STREQ(m_log.getTracePath().c_str(), "/usr/tulsk/f.log");
 }
 
-// --- Lines
+// ---- lines
 
 TEST_F(TraceLog, ALineIsTimeBlankMessage) {
   initialize(1, true);
   interposed().timestampText.clear();
-  const std::string out = captured([this] { log_.trace(1, "pid %d of %s", 42, "host"); });
+  const std::string out = captured([this] { m_log.trace(1, "pid %d of %s", 42, "host"); });
   EXPECT_EQ(shape(traced()), timeShape() + " pid 00 of host\n");
   EXPECT_EQ(out, "vault:" + traced());
 }
 
 TEST_F(TraceLog, TheTimeIsAskedForOnceAndTakenFromTheBuffersFirstByte) {
   initialize();
-  log_.trace(9, "suppressed");
+  m_log.trace(9, "suppressed");
   EXPECT_THAT(interposed().timestampCalls, IsEmpty());
-  log_.trace(1, "m");
+  m_log.trace(1, "m");
   EXPECT_THAT(interposed().timestampCalls, ElementsAre(testing::Pair(128U, true)));
   EXPECT_EQ(traced(), "TIME m\n");
 }
@@ -977,7 +977,7 @@ TEST_F(TraceLog, TheTimeIsAskedForOnceAndTakenFromTheBuffersFirstByte) {
 TEST_F(TraceLog, ATimeThatCannotBeHadIsReplaced) {
   initialize(1, true);
   interposed().timestampFails = true;
-  EXPECT_EQ(captured([this] { log_.trace(1, "m"); }), "vault:<time error> m\n");
+  EXPECT_EQ(captured([this] { m_log.trace(1, "m"); }), "vault:<time error> m\n");
   EXPECT_EQ(traced(), "<time error> m\n");
 }
 
@@ -985,11 +985,11 @@ TEST_F(TraceLog, LinesAreAppended) {
   fs::create_directory(InstallRoot::traceDir);
   writeFile(defaultTracePath, "before\n");
   initialize();
-  log_.trace(1, "one");
+  m_log.trace(1, "one");
   CCmnTraceLog second;
   second.initialize("vault", "", "", 1, false);
   second.trace(1, "two");
-  log_.trace(1, "three");
+  m_log.trace(1, "three");
   EXPECT_EQ(traced(), "before\nTIME one\nTIME two\nTIME three\n");
 }
 
@@ -997,12 +997,12 @@ TEST_F(TraceLog, NullAndEmptyFormatsPrintNothing) {
   initialize(1, true);
   EXPECT_EQ(captured([this] {
               const char* const empty = "";
-              log_.trace(1, nullptr);
-              log_.trace(1, empty);
+              m_log.trace(1, nullptr);
+              m_log.trace(1, empty);
             }),
             "");
   EXPECT_EQ(traced(), "");
-  log_.trace(1, "%s", "");
+  m_log.trace(1, "%s", "");
   EXPECT_EQ(traced(), "TIME \n") << "an empty message is a message";
 }
 
@@ -1012,7 +1012,7 @@ TEST_F(TraceLog, MessagesAreWrittenAsTheyAre) {
                                   "\t\x01\x7f\xff\xc3\xa4", " ", "\r\n"};
   for (const std::string& message : messages) {
     fs::remove(defaultTracePath);
-    const std::string out = captured([&] { log_.trace(1, "%s", message.c_str()); });
+    const std::string out = captured([&] { m_log.trace(1, "%s", message.c_str()); });
     EXPECT_EQ(traced(), "TIME " + message + "\n");
     EXPECT_EQ(out, "vault:TIME " + message + "\n");
   }
@@ -1020,13 +1020,13 @@ TEST_F(TraceLog, MessagesAreWrittenAsTheyAre) {
 
 TEST_F(TraceLog, TheFormatIsPrintfs) {
   initialize();
-  log_.trace(1, "%5d|%-4s|%c|%g|%lx|%%|%.2s", -42, "ab", 'z', 0.5, 255UL, "cut");
+  m_log.trace(1, "%5d|%-4s|%c|%g|%lx|%%|%.2s", -42, "ab", 'z', 0.5, 255UL, "cut");
   EXPECT_EQ(traced(), "TIME   -42|ab  |z|0.5|ff|%|cu\n");
 }
 
 TEST_F(TraceLog, AMessageEndsAtAZeroByte) {
   initialize();
-  log_.trace(1, "ab%ccd", 0);
+  m_log.trace(1, "ab%ccd", 0);
   EXPECT_EQ(traced(), "TIME ab\n");
 }
 
@@ -1034,7 +1034,7 @@ TEST_F(TraceLog, AMessageThatCannotBeEncodedIsEmpty) {
   const kelp_test::ScopedLocale locale("C");
   initialize();
   const wchar_t beyond[] = {static_cast<wchar_t>(0x20ac), 0};
-  log_.trace(1, "some text %ls", beyond);
+  m_log.trace(1, "some text %ls", beyond);
   EXPECT_EQ(traced(), "TIME \n");
 }
 
@@ -1059,7 +1059,7 @@ TEST_F(TraceLog, MessagesOfEveryLengthAreWrittenWhole) {
   }
   for (const size_t length : lengths) {
     fs::remove(defaultTracePath);
-    log_.trace(1, "%s", patterned(length).c_str());
+    m_log.trace(1, "%s", patterned(length).c_str());
     ASSERT_EQ(traced(), "TIME " + patterned(length) + "\n") << length << " bytes";
   }
 }
@@ -1069,7 +1069,7 @@ TEST_F(TraceLog, TheArgumentsAreReadAnewForEveryAttempt) {
   const std::string padding = patterned(5000);
   const std::string expected = "1 " + padding + " 2 0.5 last";
   const std::string out =
-      captured([&] { log_.trace(1, "%d %s %ld %g %s", 1, padding.c_str(), 2L, 0.5, "last"); });
+      captured([&] { m_log.trace(1, "%d %s %ld %g %s", 1, padding.c_str(), 2L, 0.5, "last"); });
   EXPECT_EQ(traced(), "TIME " + expected + "\n");
   EXPECT_EQ(out, "vault:TIME " + expected + "\n");
 }
@@ -1087,13 +1087,13 @@ std::vector<size_t> sizesFor(CCmnTraceLog& log, size_t length) {
 
 TEST_F(TraceLog, ABufferThatIsExactlyFilledIsNotTrusted) {
   initialize();
-  EXPECT_THAT(sizesFor(log_, 1), ElementsAre(1024));
-  EXPECT_THAT(sizesFor(log_, 1022), ElementsAre(1024));
-  EXPECT_THAT(sizesFor(log_, 1023), ElementsAre(1024, 2048)) << "it would have fitted";
-  EXPECT_THAT(sizesFor(log_, 1024), ElementsAre(1024, 2048));
-  EXPECT_THAT(sizesFor(log_, 2046), ElementsAre(1024, 2048));
-  EXPECT_THAT(sizesFor(log_, 2047), ElementsAre(1024, 2048, 4096));
-  EXPECT_THAT(sizesFor(log_, 5000), ElementsAre(1024, 2048, 4096, 8192));
+  EXPECT_THAT(sizesFor(m_log, 1), ElementsAre(1024));
+  EXPECT_THAT(sizesFor(m_log, 1022), ElementsAre(1024));
+  EXPECT_THAT(sizesFor(m_log, 1023), ElementsAre(1024, 2048)) << "it would have fitted";
+  EXPECT_THAT(sizesFor(m_log, 1024), ElementsAre(1024, 2048));
+  EXPECT_THAT(sizesFor(m_log, 2046), ElementsAre(1024, 2048));
+  EXPECT_THAT(sizesFor(m_log, 2047), ElementsAre(1024, 2048, 4096));
+  EXPECT_THAT(sizesFor(m_log, 5000), ElementsAre(1024, 2048, 4096, 8192));
 }
 
 TEST_F(TraceLog, AMessageThatFindsNoMemoryIsLostSilently) {
@@ -1102,7 +1102,7 @@ TEST_F(TraceLog, AMessageThatFindsNoMemoryIsLostSilently) {
   int attempt = 1;
   for (; attempt < 10; ++attempt) {
     interposed().failingMemory = attempt;
-    const std::string out = captured([&] { sizesFor(log_, message.size()); });
+    const std::string out = captured([&] { sizesFor(m_log, message.size()); });
     interposed().failingMemory = 0;
     if (!out.empty()) {
       EXPECT_EQ(out, "vault:TIME " + message + "\n");
@@ -1115,20 +1115,20 @@ TEST_F(TraceLog, AMessageThatFindsNoMemoryIsLostSilently) {
   EXPECT_EQ(traced(), "TIME " + message + "\n");
 }
 
-// --- The file
+// ---- the file
 
 TEST_F(TraceLog, EveryCallOpensTheHostsFileAndEveryLineTheTraceFile) {
   initialize();
   interposed().recordOpened = true;
   const std::string product = "/usr/tulsk/krellvane/rk.conf r";
   const std::string trace = std::string(defaultTracePath) + " a+";
-  log_.trace(1, "written");
+  m_log.trace(1, "written");
   EXPECT_THAT(interposed().opened, ElementsAre(product, trace));
   interposed().opened.clear();
-  log_.trace(9, "suppressed");
+  m_log.trace(9, "suppressed");
   EXPECT_THAT(interposed().opened, ElementsAre(product));
   interposed().opened.clear();
-  log_.trace(1, nullptr);
+  m_log.trace(1, nullptr);
   EXPECT_THAT(interposed().opened, ElementsAre(product));
   interposed().opened.clear();
   CCmnTraceLog().trace(1, "uninitialized");
@@ -1137,25 +1137,25 @@ TEST_F(TraceLog, EveryCallOpensTheHostsFileAndEveryLineTheTraceFile) {
 
 TEST_F(TraceLog, ADeletedTraceFileIsMadeAgain) {
   initialize();
-  log_.trace(1, "one");
+  m_log.trace(1, "one");
   fs::remove(defaultTracePath);
-  log_.trace(1, "two");
+  m_log.trace(1, "two");
   EXPECT_EQ(traced(), "TIME two\n");
 }
 
 TEST_F(TraceLog, WithoutItsDirectoryALineIsLostSilentlyButEchoed) {
   initialize(1, true);
   fs::remove_all(InstallRoot::traceDir);
-  EXPECT_EQ(captured([this] { log_.trace(1, "lost"); }), "vault:TIME lost\n");
+  EXPECT_EQ(captured([this] { m_log.trace(1, "lost"); }), "vault:TIME lost\n");
   EXPECT_FALSE(fs::exists(InstallRoot::traceDir)) << "a trace call makes no directory";
   fs::create_directory(InstallRoot::traceDir);
-  log_.trace(1, "found");
+  m_log.trace(1, "found");
   EXPECT_EQ(traced(), "TIME found\n");
 }
 
 TEST_F(TraceLog, AComponentsPercentSignsAreEchoedAsTheyAre) {
-  log_.initialize("a%s%n", "", "", 1, true);
-  EXPECT_EQ(captured([this] { log_.trace(1, "m"); }), "a%s%n:TIME m\n");
+  m_log.initialize("a%s%n", "", "", 1, true);
+  EXPECT_EQ(captured([this] { m_log.trace(1, "m"); }), "a%s%n:TIME m\n");
   EXPECT_TRUE(fs::exists("/usr/tulsk/lib/kelp/configfiles/a%s%n.conf"));
   EXPECT_EQ(readFile("/usr/tulsk/krellvane/logs/zorvt/a%s%n.log"), "TIME m\n");
 }

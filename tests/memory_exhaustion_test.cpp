@@ -26,30 +26,17 @@ namespace {
 using kelp_cmn_4_4::CCmnError;
 using kelp_cmn_4_4::CCmnIcuMessage;
 using kelp_cmn_4_4::CCmnIcuMessageCatalog;
-using kelp_cmn_4_4::CCmnMessage;
-using kelp_cmn_4_4::CCmnMessageCatalog;
-using kelp_cmn_4_4::CCmnMessageCatalogFactory;
 using kelp_cmn_4_4::CCmnMessageCatalogManager;
-using kelp_cmn_4_4::CCmnNullAllocator;
 using kelp_cmn_4_4::CCmnPathTool;
 using kelp_cmn_4_4::CCmnQRBConfiguration;
-using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::CCmnTraceLog;
 using kelp_cmn_4_4::SCmnMessageInfo;
 using kelp_cmn_4_4::tstr;
-using kelp_test::Call;
+using kelp_test::brokenText;
 using kelp_test::failEachAllocation;
 using kelp_test::InstallRoot;
-using kelp_test::ScopedFailure;
-using kelp_test::Times;
 
-// A text whose maker had no memory for it, as ACE leaves it.
-tstr brokenText() {
-  const ScopedFailure failure(Call::nothrowNew, ENOMEM, 1, Times::onwards);
-  return tstr("text");
-}
-
-// --- the strings themselves
+// ---- the strings themselves
 
 TEST(AceString, IsCopiedJoinedAndAssignedWholeOrNotAtAll) {
   const tstr with("with");
@@ -86,7 +73,7 @@ TEST(AceString, ThatWasBrokenBeforeIsRefused) {
   EXPECT_STREQ(target.c_str(), "old");
 }
 
-// --- error records
+// ---- error records
 
 void expectTexts(const CCmnError& error, const std::string& text) {
   EXPECT_EQ(error.what(), text);
@@ -132,12 +119,21 @@ TEST(ErrorWithoutMemory, TakesNoBrokenText) {
   EXPECT_THROW(CCmnError(1, broken, "", 2, ""), std::bad_alloc);
 }
 
-// --- places
+// ---- places
+
+struct Place {
+  tstr dir;
+  tstr file;
+  void clear() { *this = Place(); }
+};
+
+// What CCmnQRBConfiguration::getTraceLevel gives for a file that cannot be opened.
+constexpr int notOpened = 26;
 
 class PlacesWithoutMemory : public testing::Test {
  protected:
   PlacesWithoutMemory() { InstallRoot::makeProductTree(); }
-  InstallRoot root_;
+  InstallRoot m_root;
 };
 
 TEST_F(PlacesWithoutMemory, AreNamedWholeOrNotAtAll) {
@@ -152,46 +148,39 @@ TEST_F(PlacesWithoutMemory, AreNamedWholeOrNotAtAll) {
   };
   const tstr component("vault");
   for (const auto& row : rows) {
-    tstr dir;
-    tstr file;
-    failEachAllocation(
-        [&] {
-          dir.clear();
-          file.clear();
-        },
-        [&] { row.get(component, dir, file); },
-        [&](bool threw) {
-          EXPECT_TRUE(threw || dir == row.dir) << dir.c_str();
-          EXPECT_TRUE((threw && file.is_empty()) || file == row.file) << file.c_str();
-        });
-    EXPECT_THROW(row.get(brokenText(), dir, file), std::bad_alloc);
+    Place place;
+    failEachAllocation([&] { place.clear(); }, [&] { row.get(component, place.dir, place.file); },
+                       [&](bool threw) {
+                         const auto& [dir, file] = place;
+                         EXPECT_TRUE(threw || dir == row.dir) << dir.c_str();
+                         EXPECT_TRUE((threw && file.is_empty()) || file == row.file)
+                             << file.c_str();
+                       });
+    EXPECT_THROW(row.get(brokenText(), place.dir, place.file), std::bad_alloc);
   }
 }
 
 TEST_F(PlacesWithoutMemory, OfTheProductsSettingsAreNamedWholeOrNotAtAll) {
   kelp_test::writeFile(InstallRoot::productConfig, "VERBOSE=5\n");
-  tstr dir;
-  tstr file;
+  Place place;
   failEachAllocation(
-      [&] {
-        dir.clear();
-        file.clear();
-      },
-      [&] { CCmnQRBConfiguration::getTraceConfigFileInfo(dir, file); },
+      [&] { place.clear(); },
+      [&] { CCmnQRBConfiguration::getTraceConfigFileInfo(place.dir, place.file); },
       [&](bool threw) {
-        EXPECT_TRUE(threw || (dir == "/usr/tulsk/krellvane/" && file == "rk.conf"));
+        EXPECT_TRUE(threw || (place.dir == "/usr/tulsk/krellvane/" && place.file == "rk.conf"));
       });
   int rc = 0;
   int level = 0;
-  failEachAllocation([&] { level = -1; },
-                     [&] { rc = CCmnQRBConfiguration::getTraceLevel(dir, file, level); },
-                     [&](bool threw) {
-                       // Without memory for its buffer the file cannot be opened, either.
-                       EXPECT_EQ(level, threw || rc == 26 ? -1 : 5);
-                     });
+  failEachAllocation(
+      [&] { level = -1; },
+      [&] { rc = CCmnQRBConfiguration::getTraceLevel(place.dir, place.file, level); },
+      [&](bool threw) {
+        // Without memory for its buffer the file cannot be opened, either.
+        EXPECT_EQ(level, threw || rc == notOpened ? -1 : 5);
+      });
 }
 
-// --- the trace log
+// ---- the trace log
 
 TEST_F(PlacesWithoutMemory, ALogThatCannotTakeItsNamesKeepsTheOldOnes) {
   CCmnTraceLog log;
@@ -221,7 +210,11 @@ TEST_F(PlacesWithoutMemory, ALineIsWrittenWholeOrNotAtAll) {
       });
 }
 
-// --- catalogs and their manager
+// ---- catalogs and their manager
+
+// What CCmnIcuMessageCatalog::init gives.
+constexpr int opened = 0;
+constexpr int notUsable = 3;
 
 constexpr char german[] = "messages: einfacher Text";
 
@@ -229,8 +222,8 @@ class CatalogWithoutMemory : public testing::Test {
  protected:
   CatalogWithoutMemory() { kelp_test::installBundle("messages", kelp_test::BundleForm::directory); }
 
-  InstallRoot root_;
-  kelp_test::ScopedIcu icu_{"ja"};
+  InstallRoot m_root;
+  kelp_test::ScopedIcu m_icu{"ja"};
 };
 
 TEST_F(CatalogWithoutMemory, FailsAndCanBeTriedAgain) {
@@ -245,12 +238,12 @@ TEST_F(CatalogWithoutMemory, FailsAndCanBeTriedAgain) {
         [&] { rc = catalog->init(); },
         [&](bool threw) {
           ASSERT_FALSE(threw);
-          EXPECT_TRUE(rc == 0 || rc == 3);
-          if (rc == 0) {
+          EXPECT_TRUE(rc == opened || rc == notUsable);
+          if (rc == opened) {
             EXPECT_STREQ(catalog->getMessage("MSG_PLAIN", nullptr).c_str(), german);
           }
           CCmnIcuMessageCatalog next(language, "messages");
-          EXPECT_EQ(next.init(), 0);
+          EXPECT_EQ(next.init(), opened);
           EXPECT_STREQ(next.getMessage("MSG_PLAIN", nullptr).c_str(), german);
         });
   }
@@ -258,14 +251,14 @@ TEST_F(CatalogWithoutMemory, FailsAndCanBeTriedAgain) {
 
 TEST_F(CatalogWithoutMemory, KeepsTheRootForANameThatIcuRefuses) {
   CCmnIcuMessageCatalog catalog("alanguagethatistoolong", "messages");
-  EXPECT_EQ(catalog.init(), 0);
+  EXPECT_EQ(catalog.init(), opened);
   EXPECT_STREQ(catalog.getMessage("MSG_PLAIN", nullptr).c_str(),
                "messages: plain text of the root");
 }
 
 TEST_F(CatalogWithoutMemory, GivesWholeTextsOrNone) {
   CCmnIcuMessageCatalog catalog("de", "messages");
-  ASSERT_EQ(catalog.init(), 0);
+  ASSERT_EQ(catalog.init(), opened);
   const struct {
     std::string id;
     const char* defaultText;
@@ -295,23 +288,8 @@ TEST_F(CatalogWithoutMemory, IsNotMadeWithABrokenName) {
                      [&](bool threw) { EXPECT_EQ(catalog == nullptr, threw); });
 }
 
-class Factory : public CCmnMessageCatalogFactory {
- public:
-  CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>> createCatalog(
-      const char* language) override {
-    return new CCmnIcuMessageCatalog(language, "messages");
-  }
-  CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> createMessage(
-      const SCmnMessageInfo* info) override {
-    CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> message(new CCmnIcuMessage);
-    message->deserialize(info);
-    return message;
-  }
-  std::string getDefaultLanguage() override { return "en"; }
-};
-
 TEST_F(CatalogWithoutMemory, IsActivatedByTheNextRequest) {
-  Factory factory;
+  kelp_test::IcuFactory factory;
   CCmnIcuMessageCatalog("de", "messages").init();
   std::unique_ptr<CCmnMessageCatalogManager> manager;
   failEachAllocation(
@@ -324,7 +302,7 @@ TEST_F(CatalogWithoutMemory, IsActivatedByTheNextRequest) {
 }
 
 TEST_F(CatalogWithoutMemory, TheManagersTextsAreWholeAndStay) {
-  Factory factory;
+  kelp_test::IcuFactory factory;
   CCmnMessageCatalogManager manager;
   manager.registerFactory(&factory);
   manager.activateCatalog("de");

@@ -1,8 +1,8 @@
-// Memory that runs out at each place in turn. For programs that have heap.cpp among their sources.
+// Memory that runs out. For programs that have heap.cpp among their sources.
 #pragma once
 
+#include "cmntypes.h"
 #include "heap.h"
-#include "interposed_calls.h"
 
 #include <gtest/gtest.h>
 
@@ -41,6 +41,12 @@ void failEachAllocation(Prepare prepare, Operation operation, Check check) {
       }
     }
   }
+}
+
+// A text whose maker had no memory for it, as ACE leaves it: its c_str() is null.
+inline kelp_cmn_4_4::tstr brokenText() {
+  const HeapWatch watch(1, Times::onwards, HeapCall::nothrowNew);
+  return kelp_cmn_4_4::tstr("text");
 }
 
 }  // namespace kelp_test

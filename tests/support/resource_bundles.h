@@ -1,6 +1,9 @@
-// Compiled message files in the library's fixed install root.
+// Compiled message files in the library's fixed install root, and what hosts read them with.
 #pragma once
 
+#include "cmnicucatalog.h"
+#include "cmnicumessage.h"
+#include "cmnmsgcatalogmgr.h"
 #include "install_root.h"
 
 #include <unicode/locid.h>
@@ -44,5 +47,23 @@ inline void installBundle(const std::string& name, BundleForm form) {
   std::filesystem::copy(std::filesystem::path(KELP_TEST_RESOURCES) / file,
                         InstallRoot::resourceDir / file, std::filesystem::copy_options::recursive);
 }
+
+// A host's factory for the bundle "messages".
+class IcuFactory : public kelp_cmn_4_4::CCmnMessageCatalogFactory {
+ public:
+  template <class Class>
+  using Holder = kelp_cmn_4_4::CCmnSmartPtr<Class, kelp_cmn_4_4::CCmnNullAllocator<Class>>;
+
+  Holder<kelp_cmn_4_4::CCmnMessageCatalog> createCatalog(const char* language) override {
+    return new kelp_cmn_4_4::CCmnIcuMessageCatalog(language, "messages");
+  }
+  Holder<kelp_cmn_4_4::CCmnMessage> createMessage(
+      const kelp_cmn_4_4::SCmnMessageInfo* info) override {
+    Holder<kelp_cmn_4_4::CCmnMessage> message(new kelp_cmn_4_4::CCmnIcuMessage);
+    message->deserialize(info);
+    return message;
+  }
+  std::string getDefaultLanguage() override { return "en"; }
+};
 
 }  // namespace kelp_test
