@@ -1,13 +1,13 @@
 #include "cmnconfiguration.h"
 
 #include "failing_memory.h"
+#include "next_symbol.h"
 #include "scratch.h"
 
 #include <ace/Configuration_Import_Export.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -18,7 +18,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <type_traits>
 #include <vector>
 
 namespace {
@@ -30,8 +29,8 @@ std::vector<size_t> heapOpenSizes;
 
 // Stands in front of ACE's own.
 int ACE_Configuration_Heap::open(size_t size) {
-  static const auto next = reinterpret_cast<int (*)(ACE_Configuration_Heap*, size_t)>(
-      dlsym(RTLD_NEXT, "_ZN22ACE_Configuration_Heap4openEm"));
+  static const auto next = kelp_test::nextSymbol<int(ACE_Configuration_Heap*, size_t)>(
+      "_ZN22ACE_Configuration_Heap4openEm");
   heapOpenSizes.push_back(size);
   return heapOpenResult ? *heapOpenResult : next(this, size);
 }
@@ -41,13 +40,14 @@ namespace {
 using kelp_cmn_4_4::CCmnConfiguration;
 using kelp_cmn_4_4::CCmnError;
 using kelp_cmn_4_4::tstr;
-using kelp_test::Call;
 using kelp_test::failEachAllocation;
-using kelp_test::ScopedFailure;
-using kelp_test::Times;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
+
+constexpr int failed = -1;
+constexpr int heapNotOpened = -7;  // what a test has ACE say, to be told from that
+constexpr size_t sectionMapSize = 16;
 
 constexpr char noDirectory[] = "Configuration path verification failed";
 constexpr char noFile[] = "Configuration path succeeded but no configuration file exists.";
@@ -108,9 +108,17 @@ std::string text(CCmnConfiguration& store, const char* section, const char* name
   return store.getStringValue(section, name, value) == 0 ? value.c_str() : "(missing)";
 }
 
+constexpr long noNumber = -1;
+
 long number(CCmnConfiguration& store, const char* section, const char* name) {
   unsigned int value = 0;
-  return store.getIntegerValue(section, name, value) == 0 ? static_cast<long>(value) : -1;
+  return store.getIntegerValue(section, name, value) == 0 ? static_cast<long>(value) : noNumber;
+}
+
+// Creates the section if it is not there.
+void makeCurrent(CCmnConfiguration& store, const char* section) {
+  ACE_Configuration_Section_Key key;
+  ASSERT_EQ(store.openSection(section, key, 1), 0);
 }
 
 std::vector<std::string> plain(const std::vector<tstr>& names) {
@@ -128,16 +136,12 @@ bool hasSection(CCmnConfiguration& store, const char* name) {
   return heap.open_section(heap.root_section(), name, false, key) == 0;
 }
 
-static_assert(!std::is_polymorphic_v<CCmnConfiguration>);
-static_assert(!std::is_copy_constructible_v<CCmnConfiguration>);
-static_assert(!std::is_copy_assignable_v<CCmnConfiguration>);
-
 // ---- construction
 
 TEST_F(Configuration, StartsEmptyWithAnOpenHeapOfTheDefaultSize) {
   heapOpenSizes.clear();
   CCmnConfiguration store;
-  EXPECT_THAT(heapOpenSizes, ElementsAre(16U));
+  EXPECT_THAT(heapOpenSizes, ElementsAre(sectionMapSize));
   expectNoError(store);
   EXPECT_THAT(plain(store.enumerateSections(store.configHeap().root_section())), IsEmpty());
   ACE_Configuration_Section_Key key;
@@ -154,8 +158,7 @@ TEST_F(Configuration, KeepsUnverifiedPathsWhenToldNotToImport) {
   CCmnConfiguration store(dir().c_str(), "later.conf", false);
   expectNoError(store);
   EXPECT_FALSE(exists("later.conf"));
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  makeCurrent(store, "S");
   ASSERT_EQ(store.setStringValue("K", "v"), 0);
   EXPECT_EQ(store.exportConfig(), 0);
   EXPECT_EQ(read("later.conf"), "[S]\n\"K\"=\"v\"\n");
@@ -176,7 +179,7 @@ TEST_F(Configuration, ImportsAtConstructionWhenTold) {
 
 TEST_F(Configuration, AFailedImportAtConstructionShowsInTheLastErrorOnly) {
   CCmnConfiguration store(dir().c_str(), "new.conf", true);
-  expectError(store, -1, noFile, "importConfig");
+  expectError(store, failed, noFile, "importConfig");
   EXPECT_EQ(store.exportConfig(), 0) << "the paths are kept, so the export creates the file";
   EXPECT_TRUE(exists("new.conf"));
 }
@@ -198,8 +201,7 @@ TEST_F(Configuration, NullPathsCountAsEmptyAtConstruction) {
 TEST_F(Configuration, DestructionWritesNothing) {
   {
     CCmnConfiguration store(dir().c_str(), "a.conf", false);
-    ACE_Configuration_Section_Key key;
-    ASSERT_EQ(store.openSection("S", key, 1), 0);
+    makeCurrent(store, "S");
     ASSERT_EQ(store.setIntegerValue("K", 1), 0);
   }
   EXPECT_FALSE(exists("a.conf"));
@@ -208,36 +210,36 @@ TEST_F(Configuration, DestructionWritesNothing) {
 // ---- a heap that cannot be opened
 
 TEST_F(Configuration, AHeapThatCannotBeOpenedIsRecordedAndNotThrown) {
-  heapOpenResult = -7;
+  heapOpenResult = heapNotOpened;
   CCmnConfiguration plainStore;
-  expectError(plainStore, -7, heapFailed, "CCmnConfiguration");
+  expectError(plainStore, heapNotOpened, heapFailed, "CCmnConfiguration");
   CCmnConfiguration pathStore(dir().c_str(), "a.conf", false);
-  expectError(pathStore, -7, heapFailed, "CCmnConfiguration");
+  expectError(pathStore, heapNotOpened, heapFailed, "CCmnConfiguration");
 }
 
 TEST_F(Configuration, EveryOperationFailsWithoutAHeap) {
   write("a.conf", "[S]\n\"K\"=\"v\"\n");
   CCmnConfiguration whole;
   ACE_Configuration_Section_Key root = whole.configHeap().root_section();
-  heapOpenResult = -7;
+  heapOpenResult = heapNotOpened;
   CCmnConfiguration store(dir().c_str(), "out.conf", false);
   heapOpenResult.reset();
   ACE_Configuration_Section_Key key;
   tstr value("untouched");
   unsigned int integer = 77;
   for (int round = 0; round < 2; ++round) {
-    EXPECT_EQ(store.openSection("S", key, 1), -1);
-    EXPECT_EQ(store.openSection(root, "S", key, 0), -1);
-    EXPECT_EQ(store.getStringValue("K", value), -1);
-    EXPECT_EQ(store.setStringValue("K", "v"), -1);
-    EXPECT_EQ(store.getIntegerValue("N", integer), -1);
-    EXPECT_EQ(store.setIntegerValue("N", 1), -1);
-    EXPECT_EQ(store.getStringValue("S", "K", value), -1);
-    EXPECT_EQ(store.getIntegerValue("S", "N", integer), -1);
+    EXPECT_EQ(store.openSection("S", key, 1), failed);
+    EXPECT_EQ(store.openSection(root, "S", key, 0), failed);
+    EXPECT_EQ(store.getStringValue("K", value), failed);
+    EXPECT_EQ(store.setStringValue("K", "v"), failed);
+    EXPECT_EQ(store.getIntegerValue("N", integer), failed);
+    EXPECT_EQ(store.setIntegerValue("N", 1), failed);
+    EXPECT_EQ(store.getStringValue("S", "K", value), failed);
+    EXPECT_EQ(store.getIntegerValue("S", "N", integer), failed);
     EXPECT_THAT(plain(store.enumerateSections()), IsEmpty());
     EXPECT_THAT(plain(store.enumerateSections(root)), IsEmpty());
-    EXPECT_EQ(store.exportConfig(), -1);
-    expectError(store, -7, heapFailed, "CCmnConfiguration");
+    EXPECT_EQ(store.exportConfig(), failed);
+    expectError(store, heapNotOpened, heapFailed, "CCmnConfiguration");
   }
   EXPECT_STREQ(value.c_str(), "untouched");
   EXPECT_EQ(integer, 77U);
@@ -247,26 +249,26 @@ TEST_F(Configuration, EveryOperationFailsWithoutAHeap) {
 
 TEST_F(Configuration, AnImportWithoutAHeapFailsAsOneThatAceRefuses) {
   write("a.conf", "[S]\n\"K\"=\"v\"\n");
-  heapOpenResult = -7;
+  heapOpenResult = heapNotOpened;
   CCmnConfiguration store(dir().c_str(), "a.conf", true);
-  expectError(store, -1, importFailed, "importConfig");
-  EXPECT_EQ(import(store, "missing.conf"), -1);
-  expectError(store, -1, noFile, "importConfig");
-  EXPECT_EQ(import(store, "a.conf"), -1);
-  expectError(store, -1, importFailed, "importConfig");
-  EXPECT_EQ(store.exportConfig(), -1);
+  expectError(store, failed, importFailed, "importConfig");
+  EXPECT_EQ(import(store, "missing.conf"), failed);
+  expectError(store, failed, noFile, "importConfig");
+  EXPECT_EQ(import(store, "a.conf"), failed);
+  expectError(store, failed, importFailed, "importConfig");
+  EXPECT_EQ(store.exportConfig(), failed);
   EXPECT_EQ(read("a.conf"), "[S]\n\"K\"=\"v\"\n");
 }
 
 TEST_F(Configuration, AStoreWithoutAHeapDoesNotDisturbOthers) {
-  heapOpenResult = -7;
+  heapOpenResult = heapNotOpened;
   auto first = std::make_unique<CCmnConfiguration>();
   CCmnConfiguration second;
   heapOpenResult.reset();
   CCmnConfiguration whole;
   first.reset();
   ACE_Configuration_Section_Key key;
-  EXPECT_EQ(second.openSection("S", key, 1), -1);
+  EXPECT_EQ(second.openSection("S", key, 1), failed);
   EXPECT_EQ(whole.openSection("S", key, 1), 0);
   EXPECT_EQ(whole.setStringValue("K", "v"), 0);
 }
@@ -289,18 +291,18 @@ TEST_F(Configuration, ImportReadsTextsAndNumbersOfNestedSections) {
 
 TEST_F(Configuration, AMissingDirectoryFailsBeforeTheFileIsLookedFor) {
   CCmnConfiguration store;
-  EXPECT_EQ(store.importConfig((dir() + "missing/").c_str(), "a.conf"), -1);
-  expectError(store, -1, noDirectory, "importConfig");
+  EXPECT_EQ(store.importConfig((dir() + "missing/").c_str(), "a.conf"), failed);
+  expectError(store, failed, noDirectory, "importConfig");
 }
 
 TEST_F(Configuration, ANullDirectoryFailsAsAnEmptyPath) {
   write("a.conf", "[S]\n\"K\"=\"v\"\n");
   CCmnConfiguration store;
-  EXPECT_EQ(store.importConfig(nullptr, (dir() + "a.conf").c_str()), -1);
-  expectError(store, -1, noDirectory, "importConfig");
+  EXPECT_EQ(store.importConfig(nullptr, (dir() + "a.conf").c_str()), failed);
+  expectError(store, failed, noDirectory, "importConfig");
   EXPECT_FALSE(hasSection(store, "S"));
-  EXPECT_EQ(store.importConfig("", (dir() + "a.conf").c_str()), -1);
-  EXPECT_EQ(store.importConfig(nullptr, nullptr), -1);
+  EXPECT_EQ(store.importConfig("", (dir() + "a.conf").c_str()), failed);
+  EXPECT_EQ(store.importConfig(nullptr, nullptr), failed);
 }
 
 TEST_F(Configuration, ANullFileNamesTheDirectoryItself) {
@@ -312,8 +314,8 @@ TEST_F(Configuration, ANullFileNamesTheDirectoryItself) {
 
 TEST_F(Configuration, AMissingFileIsRecordedAndItsPathKept) {
   CCmnConfiguration store;
-  EXPECT_EQ(import(store, "missing.conf"), -1);
-  expectError(store, -1, noFile, "importConfig");
+  EXPECT_EQ(import(store, "missing.conf"), failed);
+  expectError(store, failed, noFile, "importConfig");
   EXPECT_EQ(store.exportConfig(), 0);
   EXPECT_TRUE(exists("missing.conf"));
 }
@@ -321,7 +323,7 @@ TEST_F(Configuration, AMissingFileIsRecordedAndItsPathKept) {
 TEST_F(Configuration, AMissingDirectorysPathIsKeptToo) {
   const std::string later = dir() + "later/";
   CCmnConfiguration store;
-  EXPECT_EQ(store.importConfig(later.c_str(), "a.conf"), -1);
+  EXPECT_EQ(store.importConfig(later.c_str(), "a.conf"), failed);
   std::filesystem::create_directory(later);
   EXPECT_EQ(store.exportConfig(), 0);
   EXPECT_TRUE(exists("later/a.conf"));
@@ -331,8 +333,8 @@ TEST_F(Configuration, DirectoryAndFileAreJoinedWithoutASeparator) {
   std::filesystem::create_directory(dir() + "cfg");
   write("cfg/a.conf", "[S]\n\"K\"=\"v\"\n");
   CCmnConfiguration store;
-  EXPECT_EQ(store.importConfig((dir() + "cfg").c_str(), "a.conf"), -1);
-  expectError(store, -1, noFile, "importConfig");
+  EXPECT_EQ(store.importConfig((dir() + "cfg").c_str(), "a.conf"), failed);
+  expectError(store, failed, noFile, "importConfig");
   EXPECT_EQ(store.exportConfig(), 0);
   EXPECT_TRUE(exists("cfga.conf"));
 }
@@ -362,7 +364,7 @@ TEST_F(Configuration, EachFailureCarriesItsOwnLine) {
   lines.insert(store.getLastError().getLineNumber());
   import(store, "broken.conf");
   lines.insert(store.getLastError().getLineNumber());
-  heapOpenResult = -1;
+  heapOpenResult = failed;
   const CCmnConfiguration unopened;
   lines.insert(unopened.getLastError().getLineNumber());
   EXPECT_EQ(lines.size(), 4U);
@@ -375,15 +377,15 @@ TEST_F(Configuration, ASuccessDoesNotClearTheLastError) {
   EXPECT_EQ(load(store, "[S]\n\"K\"=\"v\"\n"), 0);
   EXPECT_EQ(store.exportConfig(), 0);
   EXPECT_EQ(text(store, "S", "K"), "v");
-  expectError(store, -1, noFile, "importConfig");
+  expectError(store, failed, noFile, "importConfig");
   EXPECT_EQ(store.getLastError().getLineNumber(), line);
 }
 
 TEST_F(Configuration, ALaterFailureReplacesTheRecord) {
   CCmnConfiguration store;
   import(store, "missing.conf");
-  EXPECT_EQ(store.importConfig(nullptr, "a.conf"), -1);
-  expectError(store, -1, noDirectory, "importConfig");
+  EXPECT_EQ(store.importConfig(nullptr, "a.conf"), failed);
+  expectError(store, failed, noDirectory, "importConfig");
 }
 
 TEST_F(Configuration, OtherFailuresAreNotRecorded) {
@@ -411,8 +413,7 @@ TEST_F(Configuration, ASecondImportMerges) {
 
 TEST_F(Configuration, ImportDoesNotChangeTheCurrentSection) {
   CCmnConfiguration store;
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("Mine", key, 1), 0);
+  makeCurrent(store, "Mine");
   ASSERT_EQ(load(store, "[Other]\n\"K\"=\"v\"\n"), 0);
   ASSERT_EQ(store.setStringValue("L", "w"), 0);
   EXPECT_EQ(text(store, "Mine", "L"), "w");
@@ -439,8 +440,7 @@ TEST_F(Configuration, AMalformedLineEndsTheImportWithWhatCameBeforeApplied) {
 
 TEST_F(Configuration, ALineEndInsideAValueBreaksTheExportedFile) {
   CCmnConfiguration store(dir().c_str(), "a.conf", false);
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  makeCurrent(store, "S");
   ASSERT_EQ(store.setStringValue("K", "one\ntwo"), 0);
   EXPECT_EQ(text(store, "S", "K"), "one\ntwo");
   ASSERT_EQ(store.exportConfig(), 0);
@@ -474,8 +474,8 @@ TEST_F(Configuration, AFileWithAZeroByteIsRefusedWhereverItStands) {
     SCOPED_TRACE(content.size());
     CCmnConfiguration store;
     ASSERT_EQ(load(store, "[Old]\n\"K\"=\"old\"\n"), 0);
-    EXPECT_EQ(load(store, content), -1);
-    expectError(store, -1, importFailed, "importConfig");
+    EXPECT_EQ(load(store, content), failed);
+    expectError(store, failed, importFailed, "importConfig");
     EXPECT_EQ(text(store, "Old", "K"), "old");
     EXPECT_THAT(plain(store.enumerateSections(store.configHeap().root_section())),
                 ElementsAre("Old"));
@@ -539,12 +539,6 @@ TEST_F(Configuration, APipeIsReadOnce) {
 
 // ---- memory that runs out
 
-// A text as it is after its own copying found no memory.
-tstr brokenText() {
-  const ScopedFailure failure(Call::nothrowNew, ENOMEM, 1, Times::onwards);
-  return tstr("text");
-}
-
 TEST_F(Configuration, AFileIsNamedWholeOrNotAtAllWithoutMemory) {
   CCmnConfiguration store;
   const std::string other = dir() + "a directory that is not there, and has a long name/";
@@ -560,16 +554,16 @@ TEST_F(Configuration, AFileIsNamedWholeOrNotAtAllWithoutMemory) {
 
 TEST_F(Configuration, AnErrorIsRecordedWholeOrNotAtAllWithoutMemory) {
   CCmnConfiguration store;
-  failEachAllocation(
-      [&] { store.importConfig("", ""); }, [&] { import(store, "missing.conf"); },
-      [&](bool threw) { expectError(store, -1, threw ? noDirectory : noFile, "importConfig"); });
+  failEachAllocation([&] { store.importConfig("", ""); }, [&] { import(store, "missing.conf"); },
+                     [&](bool threw) {
+                       expectError(store, failed, threw ? noDirectory : noFile, "importConfig");
+                     });
 }
 
 TEST_F(Configuration, ATextIsReadWholeOrNotAtAllWithoutMemory) {
   CCmnConfiguration store;
   ASSERT_EQ(load(store, "[S]\n\"K\"=\"a value\"\n\"Empty\"=\"\"\n"), 0);
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("S", key, 0), 0);
+  makeCurrent(store, "S");
   tstr value;
   int rc = 0;
   failEachAllocation(
@@ -586,10 +580,9 @@ TEST_F(Configuration, ATextIsReadWholeOrNotAtAllWithoutMemory) {
 
 TEST_F(Configuration, ATextForWhichItsMakerHadNoMemoryIsNotSet) {
   CCmnConfiguration store;
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  makeCurrent(store, "S");
   ASSERT_EQ(store.setStringValue("K", "old"), 0);
-  const tstr broken = brokenText();
+  const tstr broken = kelp_test::brokenText();
   ASSERT_EQ(broken.c_str(), nullptr);
   EXPECT_THROW(store.setStringValue("K", broken), std::bad_alloc);
   EXPECT_EQ(text(store, "S", "K"), "old");
@@ -615,12 +608,11 @@ TEST_F(Configuration, NamesAreEnumeratedWholeOrNotAtAllWithoutMemory) {
 
 TEST_F(Configuration, ExportWritesEverySection) {
   CCmnConfiguration store(dir().c_str(), "a.conf", false);
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("A\\B", key, 1), 0);
+  makeCurrent(store, "A\\B");
   ASSERT_EQ(store.setIntegerValue("N", 0x12abU), 0);
-  ASSERT_EQ(store.openSection("C", key, 1), 0);
+  makeCurrent(store, "C");
   ASSERT_EQ(store.setStringValue("T", "text"), 0);
-  ASSERT_EQ(store.openSection("Empty", key, 1), 0);
+  makeCurrent(store, "Empty");
   EXPECT_EQ(store.exportConfig(), 0);
   const std::string content = read("a.conf");
   EXPECT_THAT(content, testing::HasSubstr("[A]\n[A\\B]\n\"N\"=dword:000012ab\n"));
@@ -658,8 +650,7 @@ TEST_F(Configuration, ExportToAnUnwritablePlacePassesOnTheStatus) {
 
 TEST_F(Configuration, WhatWasExportedIsImportedAgain) {
   CCmnConfiguration store(dir().c_str(), "a.conf", false);
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("A\\B", key, 1), 0);
+  makeCurrent(store, "A\\B");
   ASSERT_EQ(store.setIntegerValue("N", 4294967295U), 0);
   ASSERT_EQ(store.setStringValue("T", "a \\ path = 100%s; [x] \xc3\xa4"), 0);
   ASSERT_EQ(store.exportConfig(), 0);
@@ -711,8 +702,7 @@ TEST_F(Configuration, TheOpenedSectionIsHandedOutAndCurrent) {
 
 TEST_F(Configuration, AFailedOpeningLeavesTheCurrentSection) {
   CCmnConfiguration store;
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  makeCurrent(store, "S");
   ACE_Configuration_Section_Key other;
   EXPECT_NE(store.openSection("Missing", other, 0), 0);
   ASSERT_EQ(store.setStringValue("K", "v"), 0);
@@ -738,8 +728,7 @@ TEST_F(Configuration, ABaseMakesTheNameRelative) {
 
 TEST_F(Configuration, ValuesOfTheCurrentSectionAreSetReplacedAndRead) {
   CCmnConfiguration store;
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  makeCurrent(store, "S");
   for (const char* content : {"first", "", "a longer second text", "x"}) {
     EXPECT_EQ(store.setStringValue("T", content), 0);
     tstr value("old");
@@ -757,8 +746,7 @@ TEST_F(Configuration, ValuesOfTheCurrentSectionAreSetReplacedAndRead) {
 TEST_F(Configuration, AValueOfTheOtherTypeIsNotReadButCanBeReplaced) {
   CCmnConfiguration store;
   ASSERT_EQ(load(store, "[S]\n\"T\"=\"5\"\n\"N\"=dword:00000005\n"), 0);
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("S", key, 0), 0);
+  makeCurrent(store, "S");
   unsigned int integer = 77;
   tstr value("untouched");
   EXPECT_NE(store.getIntegerValue("T", integer), 0);
@@ -801,8 +789,7 @@ TEST_F(Configuration, AskingInAMissingSectionCreatesItAndFails) {
 TEST_F(Configuration, AskingInANamedSectionMakesItCurrent) {
   CCmnConfiguration store;
   ASSERT_EQ(load(store, "[A]\n\"K\"=\"v\"\n\"N\"=dword:00000001\n[B]\n\"K\"=\"w\"\n"), 0);
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("B", key, 0), 0);
+  makeCurrent(store, "B");
   EXPECT_EQ(text(store, "A", "K"), "v");
   EXPECT_EQ(store.setStringValue("K2", "x"), 0);
   EXPECT_EQ(text(store, "A", "K2"), "x");
@@ -810,15 +797,14 @@ TEST_F(Configuration, AskingInANamedSectionMakesItCurrent) {
   EXPECT_EQ(number(store, "A", "N"), 1);
   EXPECT_EQ(store.setIntegerValue("N2", 2), 0);
   EXPECT_EQ(number(store, "A", "N2"), 2);
-  EXPECT_EQ(number(store, "B", "missing"), -1);
+  EXPECT_EQ(number(store, "B", "missing"), noNumber);
   EXPECT_EQ(store.setIntegerValue("N3", 3), 0);
   EXPECT_EQ(number(store, "B", "N3"), 3) << "current even where the value was missing";
 }
 
 TEST_F(Configuration, ASectionThatCannotBeOpenedGivesItsStatus) {
   CCmnConfiguration store;
-  ACE_Configuration_Section_Key key;
-  ASSERT_EQ(store.openSection("S", key, 1), 0);
+  makeCurrent(store, "S");
   ASSERT_EQ(store.setStringValue("K", "v"), 0);
   ASSERT_EQ(store.setIntegerValue("N", 1), 0);
   ACE_Configuration_Section_Key none;
@@ -850,11 +836,10 @@ TEST_F(Configuration, EnumerationNamesTheSubsectionsOfOneLevel) {
 
 TEST_F(Configuration, EnumerationKeepsTheOrderOfTheHeapAndTheCurrentSection) {
   CCmnConfiguration store;
-  ACE_Configuration_Section_Key key;
   for (int i = 0; i < 50; ++i) {
-    ASSERT_EQ(store.openSection(("S" + std::to_string(i)).c_str(), key, 1), 0);
+    makeCurrent(store, ("S" + std::to_string(i)).c_str());
   }
-  ASSERT_EQ(store.openSection("Current", key, 1), 0);
+  makeCurrent(store, "Current");
   ACE_Configuration_Heap& heap = store.configHeap();
   std::vector<std::string> expected;
   ACE_TString name;
