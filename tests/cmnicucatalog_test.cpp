@@ -26,7 +26,6 @@
 #include <string>
 #include <thread>
 #include <tuple>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -44,9 +43,9 @@ using kelp_test::installBundle;
 using kelp_test::InstallRoot;
 using kelp_test::ScopedIcu;
 
-static_assert(std::is_base_of_v<CCmnMessageCatalog, CCmnIcuMessageCatalog>);
-static_assert(!std::is_copy_constructible_v<CCmnIcuMessageCatalog>);
-static_assert(!std::is_copy_assignable_v<CCmnIcuMessageCatalog>);
+// What init() gives.
+constexpr int opened = 0;
+constexpr int notUsable = 3;
 
 constexpr char messagesPath[] = "/usr/tulsk/resources/libmessages";
 
@@ -60,6 +59,13 @@ class Catalog : public CCmnIcuMessageCatalog {
   // The text without default, which a catalog always has.
   std::string text(const std::string& id) const { return getMessage(id, nullptr).c_str(); }
 };
+
+void expectFields(const Catalog& catalog, const std::string& language, const std::string& name,
+                  const std::string& path) {
+  EXPECT_EQ(catalog.m_language, language);
+  EXPECT_EQ(catalog.m_catalogName.c_str(), name);
+  EXPECT_EQ(catalog.m_bundlePath.c_str(), path);
+}
 
 // What ICU itself says about a bundle, and about a text in it.
 UErrorCode statusOf(const std::string& path, const std::string& language) {
@@ -78,7 +84,7 @@ UErrorCode statusOfText(const std::string& path, const std::string& language, co
 
 // The result that belongs to a status, by the rule.
 int resultFor(UErrorCode status) {
-  return status == U_ZERO_ERROR || status == U_USING_DEFAULT_WARNING ? 0 : 3;
+  return status == U_ZERO_ERROR || status == U_USING_DEFAULT_WARNING ? opened : notUsable;
 }
 
 std::string nameOfForm(const testing::TestParamInfo<BundleForm>& form) {
@@ -103,10 +109,7 @@ using IcuCatalogPlaces = IcuCatalogBase;
 // ---- construction and places
 
 TEST(IcuCatalogConstruction, SetsLanguageAndNameAndOpensNothing) {
-  const Catalog catalog("de_AT", "messages");
-  EXPECT_EQ(catalog.m_language, "de_AT");
-  EXPECT_STREQ(catalog.m_catalogName.c_str(), "messages");
-  EXPECT_EQ(catalog.m_bundlePath.length(), 0U);
+  expectFields(Catalog("de_AT", "messages"), "de_AT", "messages", "");
 }
 
 TEST_P(IcuCatalog, WithoutInitHasNoTextsEvenIfTheBundleIsThere) {
@@ -121,9 +124,7 @@ TEST_F(IcuCatalogPlaces, BundlePathIsTheNameWithItsPrefixBelowTheResources) {
   for (const std::string name : {"messages", "absent", "with space", "", "ネコ"}) {
     Catalog catalog("de", name.c_str());
     catalog.init();
-    EXPECT_EQ(catalog.m_bundlePath.c_str(), "/usr/tulsk/resources/lib" + name);
-    EXPECT_EQ(catalog.m_language, "de");
-    EXPECT_EQ(catalog.m_catalogName.c_str(), name);
+    expectFields(catalog, "de", name, "/usr/tulsk/resources/lib" + name);
   }
 }
 
@@ -131,7 +132,7 @@ TEST_F(IcuCatalogPlaces, InitCreatesTheMissingResourceDirectory) {
   fs::remove(InstallRoot::resourceDir);
   const mode_t oldMask = ::umask(027);
   Catalog catalog("de", "messages");
-  EXPECT_EQ(catalog.init(), 3);
+  EXPECT_EQ(catalog.init(), notUsable);
   ::umask(oldMask);
   struct stat status {};
   ASSERT_EQ(stat(InstallRoot::resourceDir, &status), 0);
@@ -143,7 +144,7 @@ TEST_F(IcuCatalogPlaces, InitCreatesTheMissingResourceDirectory) {
 TEST_F(IcuCatalogPlaces, InitFailsWithoutAnInstallRoot) {
   fs::remove_all(InstallRoot::path);
   Catalog catalog("de", "messages");
-  EXPECT_EQ(catalog.init(), 3);
+  EXPECT_EQ(catalog.init(), notUsable);
   EXPECT_STREQ(catalog.m_bundlePath.c_str(), messagesPath);
   EXPECT_FALSE(fs::exists(InstallRoot::path));
 }
@@ -155,8 +156,7 @@ struct StatusRow {
   const char* defaultLocale;
   std::string language;
   UErrorCode status;
-  int result;
-  const char* plainText;  // what MSG_PLAIN is afterwards, whatever the result
+  const char* plainText;  // what MSG_PLAIN is afterwards, whatever the status
 };
 
 void PrintTo(const StatusRow& row, std::ostream* out) { *out << row.name; }
@@ -168,24 +168,24 @@ const char rootText[] = "messages: plain text of the root";
 const char noText[] = "messages: <MSG_PLAIN>";
 
 const StatusRow statusRows[] = {
-    {"TheVeryLanguage", "ja", "de", U_ZERO_ERROR, 0, german},
-    {"TheVeryLanguageThatIsTheDefaultToo", "de", "de", U_ZERO_ERROR, 0, german},
-    {"KeywordsDoNotCount", "ja", "de@collation=phonebook", U_ZERO_ERROR, 0, german},
-    {"TheRootByName", "de", "root", U_ZERO_ERROR, 0, rootText},
-    {"NoLanguageIsTheRoot", "de", "", U_ZERO_ERROR, 0, rootText},
-    {"ParentOfACountry", "ja", "de_AT", U_USING_FALLBACK_WARNING, 3, german},
-    {"ParentOfACountryThatIsTheDefault", "de_AT", "de_AT", U_USING_FALLBACK_WARNING, 3, german},
-    {"ParentThatIsTheDefault", "de", "de_AT", U_USING_FALLBACK_WARNING, 3, german},
-    {"ParentOfACountryWithAHyphen", "ja", "de-AT", U_USING_FALLBACK_WARNING, 3, german},
-    {"ParentOfAVariant", "en", "ja_JP_X", U_USING_FALLBACK_WARNING, 3, japanese},
-    {"DefaultForAMissingLanguage", "de", "fr", U_USING_DEFAULT_WARNING, 0, german},
-    {"DefaultForAMissingCountry", "en", "fr_FR", U_USING_DEFAULT_WARNING, 0, english},
-    {"ParentOfTheDefault", "de_AT", "fr", U_USING_DEFAULT_WARNING, 0, german},
-    {"RootForAMissingDefault", "pt_BR", "fr", U_USING_DEFAULT_WARNING, 0, rootText},
-    {"RootForAMissingLanguageThatIsTheDefault", "fr", "fr", U_USING_DEFAULT_WARNING, 0, rootText},
-    {"RootAsTheDefault", "root", "fr_FR", U_USING_DEFAULT_WARNING, 0, rootText},
-    {"NoLanguageAtAll", "de", "../ja", U_USING_DEFAULT_WARNING, 0, german},
-    {"ALanguageTooLongForICU", "de", "de_AT_" + std::string(200, 'X'), U_ILLEGAL_ARGUMENT_ERROR, 3,
+    {"TheVeryLanguage", "ja", "de", U_ZERO_ERROR, german},
+    {"TheVeryLanguageThatIsTheDefaultToo", "de", "de", U_ZERO_ERROR, german},
+    {"KeywordsDoNotCount", "ja", "de@collation=phonebook", U_ZERO_ERROR, german},
+    {"TheRootByName", "de", "root", U_ZERO_ERROR, rootText},
+    {"NoLanguageIsTheRoot", "de", "", U_ZERO_ERROR, rootText},
+    {"ParentOfACountry", "ja", "de_AT", U_USING_FALLBACK_WARNING, german},
+    {"ParentOfACountryThatIsTheDefault", "de_AT", "de_AT", U_USING_FALLBACK_WARNING, german},
+    {"ParentThatIsTheDefault", "de", "de_AT", U_USING_FALLBACK_WARNING, german},
+    {"ParentOfACountryWithAHyphen", "ja", "de-AT", U_USING_FALLBACK_WARNING, german},
+    {"ParentOfAVariant", "en", "ja_JP_X", U_USING_FALLBACK_WARNING, japanese},
+    {"DefaultForAMissingLanguage", "de", "fr", U_USING_DEFAULT_WARNING, german},
+    {"DefaultForAMissingCountry", "en", "fr_FR", U_USING_DEFAULT_WARNING, english},
+    {"ParentOfTheDefault", "de_AT", "fr", U_USING_DEFAULT_WARNING, german},
+    {"RootForAMissingDefault", "pt_BR", "fr", U_USING_DEFAULT_WARNING, rootText},
+    {"RootForAMissingLanguageThatIsTheDefault", "fr", "fr", U_USING_DEFAULT_WARNING, rootText},
+    {"RootAsTheDefault", "root", "fr_FR", U_USING_DEFAULT_WARNING, rootText},
+    {"NoLanguageAtAll", "de", "../ja", U_USING_DEFAULT_WARNING, german},
+    {"ALanguageTooLongForICU", "de", "de_AT_" + std::string(200, 'X'), U_ILLEGAL_ARGUMENT_ERROR,
      noText},
 };
 
@@ -211,7 +211,7 @@ TEST_P(IcuCatalogStatus, DecidesTheResultAndTheBundleIsKept) {
   const ScopedIcu icu(row.defaultLocale);
   installBundle("messages", std::get<BundleForm>(GetParam()));
   Catalog catalog(row.language, "messages");
-  EXPECT_EQ(catalog.init(), row.result);
+  EXPECT_EQ(catalog.init(), resultFor(row.status));
   EXPECT_EQ(catalog.text("MSG_PLAIN"), row.plainText);
   ASSERT_EQ(statusOf(messagesPath, row.language), row.status) << "the row met another status";
 }
@@ -220,7 +220,7 @@ TEST_P(IcuCatalogStatus, DecidesTheResultAndTheBundleIsKept) {
 
 void expectFailedCatalog(const std::string& language) {
   Catalog catalog(language, "messages");
-  EXPECT_EQ(catalog.init(), 3);
+  EXPECT_EQ(catalog.init(), notUsable);
   EXPECT_STREQ(catalog.m_bundlePath.c_str(), messagesPath);
   EXPECT_STREQ(catalog.getMessage("MSG_PLAIN", "default").c_str(), "default");
   EXPECT_EQ(catalog.text("MSG_PLAIN"), noText);
@@ -257,7 +257,7 @@ TEST_F(IcuCatalogPlaces, ALanguageNeedsNoRoot) {
   installBundle("messages", BundleForm::directory);
   fs::remove(messagesPath + std::string("/root.res"));
   Catalog catalog("de", "messages");
-  EXPECT_EQ(catalog.init(), 0);
+  EXPECT_EQ(catalog.init(), opened);
   EXPECT_EQ(catalog.text("MSG_PLAIN"), german);
   EXPECT_EQ(catalog.text("MSG_ROOT_ONLY"), "messages: <MSG_ROOT_ONLY>");
 }
@@ -339,7 +339,7 @@ TEST_F(IcuCatalogPlaces, ADamagedLanguageIsPassedOverForTheDefault) {
     installBundle("messages", BundleForm::directory);
     damageFile(messagesPath + std::string("/de.res"), damage);
     Catalog catalog("de", "messages");
-    EXPECT_EQ(catalog.init(), 0);
+    EXPECT_EQ(catalog.init(), opened);
     EXPECT_EQ(catalog.text("MSG_PLAIN"), japanese);
     EXPECT_EQ(statusOf(messagesPath, "de"), U_USING_DEFAULT_WARNING);
   }
@@ -351,7 +351,7 @@ TEST_P(IcuCatalog, ABundleThatIsInstalledAfterTheFirstLookIsNotSeen) {
   expectFailedCatalog("de");
   u_cleanup();  // as a new process would
   Catalog catalog("de", "messages");
-  EXPECT_EQ(catalog.init(), 0);
+  EXPECT_EQ(catalog.init(), opened);
 }
 
 // ---- texts
@@ -379,7 +379,7 @@ TEST_P(IcuCatalog, FoundTextStandsBehindTheNameInUtf8) {
   for (const TextRow& row : rows) {
     SCOPED_TRACE(row.language + (" " + row.id));
     Catalog catalog(row.language, "messages");
-    ASSERT_EQ(catalog.init(), 0);
+    ASSERT_EQ(catalog.init(), opened);
     EXPECT_EQ(catalog.text(row.id), row.text);
     EXPECT_EQ(catalog.getMessage(row.id, "default").c_str(), row.text);
     EXPECT_EQ(catalog.getMessage(row.id, "").c_str(), row.text);
@@ -389,7 +389,7 @@ TEST_P(IcuCatalog, FoundTextStandsBehindTheNameInUtf8) {
 TEST_P(IcuCatalog, TextOfTheRootCountsAsFoundInALanguage) {
   installBundle("messages", GetParam());
   Catalog catalog("de", "messages");
-  ASSERT_EQ(catalog.init(), 0);
+  ASSERT_EQ(catalog.init(), opened);
   EXPECT_EQ(catalog.text("MSG_ROOT_ONLY"), "messages: only the root has this");
   EXPECT_STREQ(catalog.getMessage("MSG_ROOT_ONLY", "default").c_str(),
                "messages: only the root has this");
@@ -401,7 +401,7 @@ TEST_F(IcuCatalogPlaces, TextOfTheLanguageCountsAsFoundInACountry) {
   installBundle("messages", BundleForm::directory);
   fs::copy_file(messagesPath + std::string("/ja.res"), messagesPath + std::string("/en_GB.res"));
   Catalog catalog("en_GB", "messages");
-  ASSERT_EQ(catalog.init(), 0);
+  ASSERT_EQ(catalog.init(), opened);
   EXPECT_EQ(statusOf(messagesPath, "en_GB"), U_ZERO_ERROR);
   EXPECT_EQ(catalog.text("MSG_PLAIN"), japanese);
   EXPECT_STREQ(catalog.getMessage("MSG_EMPTY", "default").c_str(), "messages: ");
@@ -413,28 +413,28 @@ TEST_P(IcuCatalog, WhatIsNoTextCountsAsMissing) {
   installBundle("messages", GetParam());
   installBundle("typed", GetParam());
   struct Row {
+    UErrorCode status;
     const char* name;
     std::string id;
-    UErrorCode status;
   };
   const Row rows[] = {
-      {"messages", "MSG_NONE", U_MISSING_RESOURCE_ERROR},
-      {"messages", "", U_MISSING_RESOURCE_ERROR},
-      {"messages", "msg_plain", U_MISSING_RESOURCE_ERROR},
-      {"messages", "MSG_PLAIN ", U_MISSING_RESOURCE_ERROR},
-      {"messages", "MSG_EMPTY", U_MISSING_RESOURCE_ERROR},  // another language has it
-      {"messages", "MSG_ネコ", U_MISSING_RESOURCE_ERROR},
-      {"typed", "MSG_INTEGER", U_RESOURCE_TYPE_MISMATCH},
-      {"typed", "MSG_TABLE", U_RESOURCE_TYPE_MISMATCH},
-      {"typed", "MSG_ARRAY", U_RESOURCE_TYPE_MISMATCH},
-      {"typed", "MSG_VECTOR", U_RESOURCE_TYPE_MISMATCH},
-      {"typed", "MSG_BINARY", U_RESOURCE_TYPE_MISMATCH},
-      {"typed", "MSG_TABLE/inner", U_MISSING_RESOURCE_ERROR},
+      {U_MISSING_RESOURCE_ERROR, "messages", "MSG_NONE"},
+      {U_MISSING_RESOURCE_ERROR, "messages", ""},
+      {U_MISSING_RESOURCE_ERROR, "messages", "msg_plain"},
+      {U_MISSING_RESOURCE_ERROR, "messages", "MSG_PLAIN "},
+      {U_MISSING_RESOURCE_ERROR, "messages", "MSG_EMPTY"},  // another language has it
+      {U_MISSING_RESOURCE_ERROR, "messages", "MSG_ネコ"},
+      {U_RESOURCE_TYPE_MISMATCH, "typed", "MSG_INTEGER"},
+      {U_RESOURCE_TYPE_MISMATCH, "typed", "MSG_TABLE"},
+      {U_RESOURCE_TYPE_MISMATCH, "typed", "MSG_ARRAY"},
+      {U_RESOURCE_TYPE_MISMATCH, "typed", "MSG_VECTOR"},
+      {U_RESOURCE_TYPE_MISMATCH, "typed", "MSG_BINARY"},
+      {U_MISSING_RESOURCE_ERROR, "typed", "MSG_TABLE/inner"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.name + (" " + row.id));
     Catalog catalog("de", row.name);
-    ASSERT_EQ(catalog.init(), 0);
+    ASSERT_EQ(catalog.init(), opened);
     EXPECT_EQ(statusOfText(catalog.m_bundlePath.c_str(), "de", row.id.c_str()), row.status);
     EXPECT_STREQ(catalog.getMessage(row.id, "the default: {0}").c_str(), "the default: {0}");
     EXPECT_STREQ(catalog.getMessage(row.id, "").c_str(), "");
@@ -446,12 +446,12 @@ TEST_P(IcuCatalog, IdentifiersAndTextsEndAtAZeroByte) {
   installBundle("messages", GetParam());
   installBundle("typed", GetParam());
   Catalog catalog("de", "messages");
-  ASSERT_EQ(catalog.init(), 0);
+  ASSERT_EQ(catalog.init(), opened);
   EXPECT_EQ(catalog.text(std::string("MSG_PLAIN\0_MORE", 15)), german);
   const tstr marker = catalog.getMessage(std::string("MSG_NONE\0_MORE", 14), nullptr);
   EXPECT_EQ(std::string(marker.c_str(), marker.length()), "messages: <MSG_NONE>");
   Catalog typed("de", "typed");
-  ASSERT_EQ(typed.init(), 0);
+  ASSERT_EQ(typed.init(), opened);
   const tstr cut = typed.getMessage("MSG_ZERO", nullptr);
   EXPECT_EQ(std::string(cut.c_str(), cut.length()), "typed: before");
 }
@@ -459,13 +459,13 @@ TEST_P(IcuCatalog, IdentifiersAndTextsEndAtAZeroByte) {
 TEST_F(IcuCatalogPlaces, ANameMayBeEmpty) {
   installBundle("messages", BundleForm::directory);
   Catalog missing("de", "");
-  EXPECT_EQ(missing.init(), 3);
+  EXPECT_EQ(missing.init(), notUsable);
   EXPECT_EQ(missing.text("MSG_X"), ": <MSG_X>");
   EXPECT_STREQ(missing.getMessage("MSG_X", "default").c_str(), "default");
   u_cleanup();  // as a new process would
   fs::rename(messagesPath, InstallRoot::resourceDir + std::string("lib"));
   Catalog catalog("de", "");
-  EXPECT_EQ(catalog.init(), 0);
+  EXPECT_EQ(catalog.init(), opened);
   EXPECT_EQ(catalog.text("MSG_PLAIN"), ": einfacher Text");
   EXPECT_EQ(catalog.text("MSG_X"), ": <MSG_X>");
 }
@@ -475,7 +475,7 @@ TEST_P(IcuCatalog, TheResultIsTheCallersOwn) {
   tstr text;
   {
     Catalog catalog("de", "messages");
-    ASSERT_EQ(catalog.init(), 0);
+    ASSERT_EQ(catalog.init(), opened);
     text = catalog.getMessage("MSG_PLAIN", nullptr);
   }
   EXPECT_STREQ(text.c_str(), german);
@@ -484,16 +484,14 @@ TEST_P(IcuCatalog, TheResultIsTheCallersOwn) {
 TEST_P(IcuCatalog, LookingUpChangesNothing) {
   installBundle("messages", GetParam());
   Catalog catalog("de", "messages");
-  ASSERT_EQ(catalog.init(), 0);
+  ASSERT_EQ(catalog.init(), opened);
   for (int round = 1; round <= 3; ++round) {
     SCOPED_TRACE(round);
     EXPECT_EQ(catalog.text("MSG_NONE"), "messages: <MSG_NONE>");
     EXPECT_EQ(catalog.text("MSG_PLAIN"), german);
     EXPECT_EQ(catalog.text("MSG_ROOT_ONLY"), "messages: only the root has this");
   }
-  EXPECT_EQ(catalog.m_language, "de");
-  EXPECT_STREQ(catalog.m_catalogName.c_str(), "messages");
-  EXPECT_STREQ(catalog.m_bundlePath.c_str(), messagesPath);
+  expectFields(catalog, "de", "messages", messagesPath);
   EXPECT_EQ(catalog.getCount(), 0);
 }
 
@@ -507,11 +505,11 @@ TEST_P(IcuCatalog, SeveralCatalogsKeepApart) {
   Catalog typed("de", "typed");
   Catalog absent("de", "absent");
   std::optional<Catalog> again(std::in_place, "de", "messages");
-  EXPECT_EQ(de.init(), 0);
-  EXPECT_EQ(ja.init(), 0);
-  EXPECT_EQ(typed.init(), 0);
-  EXPECT_EQ(absent.init(), 3);
-  EXPECT_EQ(again->init(), 0);
+  EXPECT_EQ(de.init(), opened);
+  EXPECT_EQ(ja.init(), opened);
+  EXPECT_EQ(typed.init(), opened);
+  EXPECT_EQ(absent.init(), notUsable);
+  EXPECT_EQ(again->init(), opened);
   EXPECT_EQ(again->text("MSG_PLAIN"), german);
   again.reset();
   EXPECT_EQ(de.text("MSG_PLAIN"), german);
@@ -525,7 +523,7 @@ TEST_P(IcuCatalog, SeveralCatalogsKeepApart) {
 TEST_P(IcuCatalog, SeveralThreadsMayReadOneCatalog) {
   installBundle("messages", GetParam());
   Catalog catalog("ja", "messages");
-  ASSERT_EQ(catalog.init(), 0);
+  ASSERT_EQ(catalog.init(), opened);
   const Catalog& shared = catalog;
   std::vector<int> wrong(4);
   std::vector<std::thread> threads;
@@ -614,22 +612,22 @@ TEST_P(IcuCatalog, InitAgainReplacesTheBundleAlsoByOneThatFailed) {
   installBundle("messages", GetParam());
   const IcuMemory memory;
   Catalog catalog("de", "messages");
-  ASSERT_EQ(catalog.init(), 0);
+  ASSERT_EQ(catalog.init(), opened);
   EXPECT_EQ(catalog.text("MSG_PLAIN"), german);
   catalog.m_language = "ja";
   EXPECT_EQ(catalog.text("MSG_PLAIN"), german);
-  EXPECT_EQ(catalog.init(), 0);
+  EXPECT_EQ(catalog.init(), opened);
   EXPECT_EQ(catalog.text("MSG_PLAIN"), japanese);
   catalog.m_language = "en_US";
-  EXPECT_EQ(catalog.init(), 3);
+  EXPECT_EQ(catalog.init(), notUsable);
   EXPECT_EQ(catalog.text("MSG_PLAIN"), english);
   catalog.m_catalogName = "absent";
-  EXPECT_EQ(catalog.init(), 3);
+  EXPECT_EQ(catalog.init(), notUsable);
   EXPECT_STREQ(catalog.m_bundlePath.c_str(), "/usr/tulsk/resources/libabsent");
   EXPECT_EQ(catalog.text("MSG_PLAIN"), "absent: <MSG_PLAIN>");
   catalog.m_catalogName = "messages";
   catalog.m_language = "de";
-  EXPECT_EQ(catalog.init(), 0);
+  EXPECT_EQ(catalog.init(), opened);
   EXPECT_EQ(catalog.text("MSG_PLAIN"), german);
 }
 
@@ -683,7 +681,7 @@ TEST_P(IcuCatalog, LookingUpKeepsNoMemory) {
   installBundle("messages", GetParam());
   const IcuMemory memory;
   Catalog catalog("de", "messages");
-  ASSERT_EQ(catalog.init(), 0);
+  ASSERT_EQ(catalog.init(), opened);
   catalog.text("MSG_ROOT_ONLY");
   const size_t before = memory.liveBlocks();
   for (const char* id : {"MSG_PLAIN", "MSG_ROOT_ONLY", "MSG_NONE"}) {
@@ -740,7 +738,7 @@ TEST_P(IcuCatalog, InitFollowsIcuWhenMemoryRunsOut) {
     ASSERT_LT(request, 1000);
     const Outcome outcome = initWithout(request);
     const IcuOutcome expected = openWithout(request);
-    EXPECT_EQ(outcome.result, expected.hasBundle ? resultFor(expected.status) : 3);
+    EXPECT_EQ(outcome.result, expected.hasBundle ? resultFor(expected.status) : notUsable);
     if (!expected.hasBundle || U_FAILURE(expected.status)) {
       EXPECT_EQ(outcome.text, noText);
     }
@@ -817,29 +815,28 @@ TEST_P(IcuCatalog, PatternsTakeEveryTypeOfArgumentAndKeepTheNameInFront) {
     const ScopedIcu icu(defaultLocale);
     icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("GMT"));
     Catalog catalog("root", "typed");
-    ASSERT_EQ(catalog.init(), 0);
+    ASSERT_EQ(catalog.init(), opened);
     checkFormats(catalog, formatRows(), expected);
   }
 }
 
 TEST_P(IcuCatalog, PatternsOfEveryScriptTakeTheirArguments) {
   installBundle("messages", GetParam());
-  struct Row {
+  const struct {
     const char* language;
     const char* greeting;
     const char* failure;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"en", "messages: Hello, 花子", "messages: The file /tmp/ä could not be opened (13)."},
       {"de", "messages: Grüß Gott, 花子",
        "messages: Die Datei /tmp/ä ließ sich nicht öffnen (13)."},
       {"ja", "messages: 花子さん、こんにちは",
        "messages: ファイル /tmp/ä を開けませんでした（13）。"},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.language);
     Catalog catalog(row.language, "messages");
-    ASSERT_EQ(catalog.init(), 0);
+    ASSERT_EQ(catalog.init(), opened);
     EXPECT_EQ(formatted(catalog, "MSG_GREETING", {text("花子")}), row.greeting);
     EXPECT_EQ(formatted(catalog, "MSG_OPEN_FAILED", {text("/tmp/ä"), 13}), row.failure);
   }

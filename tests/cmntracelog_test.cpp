@@ -1,15 +1,15 @@
 #include "cmntracelog.h"
 
 #include "cmnerror.h"
+#include "heap.h"
 #include "install_root.h"
+#include "next_symbol.h"
 #include "scratch.h"
 
 #include <ace/ACE.h>
 #include <ace/Configuration_Import_Export.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <dlfcn.h>
 
 #include <algorithm>
 #include <climits>
@@ -22,24 +22,15 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 // ---- what stands in front of ACE and the platform, idle until a test arms it
 
 namespace {
 
-constexpr char configPath[] = "/usr/tulsk/lib/kelp/configfiles/vault.conf";
+namespace fs = std::filesystem;
 
-template <class Function>
-Function nextSymbol(const char* name) {
-  void* const symbol = dlsym(RTLD_NEXT, name);
-  if (symbol == nullptr) {
-    std::fprintf(stderr, "no %s to stand in front of\n", name);
-    std::abort();
-  }
-  return reinterpret_cast<Function>(symbol);
-}
+constexpr char configPath[] = "/usr/tulsk/lib/kelp/configfiles/vault.conf";
 
 struct Interposed {
   std::vector<std::string> saved;  // the exported file's content after each export
@@ -50,8 +41,12 @@ struct Interposed {
   std::vector<std::pair<size_t, bool>> timestampCalls;
   bool recordOpened = false;
   std::vector<std::string> opened;  // paths and modes
-  int failingMemory = 0;            // the how-manyth block of a message cannot be had; 0 for none
-  std::vector<size_t> memory;       // the sizes asked for while watchMemory
+
+  void noteOpened(const char* path, const char* mode) {
+    if (recordOpened) {
+      opened.push_back(std::string(path) + " " + mode);
+    }
+  }
 };
 
 Interposed& interposed() {
@@ -59,13 +54,10 @@ Interposed& interposed() {
   return state;
 }
 
-// Plain, because memory is resized before main() and while the state above is made.
-bool watchMemory = false;
-
 }  // namespace
 
 int ACE_Registry_ImpExp::export_config(const ACE_TCHAR* path) {
-  static const auto next = nextSymbol<int (*)(ACE_Registry_ImpExp*, const ACE_TCHAR*)>(
+  static const auto next = kelp_test::nextSymbol<int(ACE_Registry_ImpExp*, const ACE_TCHAR*)>(
       "_ZN19ACE_Registry_ImpExp13export_configEPKc");
   const int result = next(this, path);
   interposed().saved.push_back(kelp_test::readFile(path));
@@ -73,7 +65,7 @@ int ACE_Registry_ImpExp::export_config(const ACE_TCHAR* path) {
 }
 
 int ACE_Registry_ImpExp::import_config(const ACE_TCHAR* path) {
-  static const auto next = nextSymbol<int (*)(ACE_Registry_ImpExp*, const ACE_TCHAR*)>(
+  static const auto next = kelp_test::nextSymbol<int(ACE_Registry_ImpExp*, const ACE_TCHAR*)>(
       "_ZN19ACE_Registry_ImpExp13import_configEPKc");
   if (interposed().onImport) {
     interposed().onImport();
@@ -84,9 +76,9 @@ int ACE_Registry_ImpExp::import_config(const ACE_TCHAR* path) {
 int ACE_Configuration_Heap::open_section(const ACE_Configuration_Section_Key& base,
                                          const ACE_TCHAR* name, bool create,
                                          ACE_Configuration_Section_Key& result) {
-  using OpenSection = int (*)(ACE_Configuration_Heap*, const ACE_Configuration_Section_Key&,
-                              const ACE_TCHAR*, bool, ACE_Configuration_Section_Key&);
-  static const auto next = nextSymbol<OpenSection>(
+  using OpenSection = int(ACE_Configuration_Heap*, const ACE_Configuration_Section_Key&,
+                          const ACE_TCHAR*, bool, ACE_Configuration_Section_Key&);
+  static const auto next = kelp_test::nextSymbol<OpenSection>(
       "_ZN22ACE_Configuration_Heap12open_sectionERK29ACE_Configuration_Section_KeyPKcbRS0_");
   if (!interposed().sectionNotOpened.empty() && interposed().sectionNotOpened == name) {
     interposed().sectionNotOpened.clear();
@@ -97,7 +89,7 @@ int ACE_Configuration_Heap::open_section(const ACE_Configuration_Section_Key& ba
 
 ACE_TCHAR* ACE::timestamp(ACE_TCHAR buffer[], size_t size, bool toFirstDigit) {
   static const auto next =
-      nextSymbol<ACE_TCHAR* (*)(ACE_TCHAR*, size_t, bool)>("_ZN3ACE9timestampEPcmb");
+      kelp_test::nextSymbol<ACE_TCHAR*(ACE_TCHAR*, size_t, bool)>("_ZN3ACE9timestampEPcmb");
   interposed().timestampCalls.emplace_back(size, toFirstDigit);
   if (interposed().timestampFails) {
     std::memset(buffer, 'x', size);
@@ -111,57 +103,21 @@ ACE_TCHAR* ACE::timestamp(ACE_TCHAR buffer[], size_t size, bool toFirstDigit) {
 }
 
 extern "C" FILE* fopen(const char* path, const char* mode) {
-  static const auto next = nextSymbol<FILE* (*)(const char*, const char*)>("fopen");
-  if (interposed().recordOpened) {
-    interposed().opened.push_back(std::string(path) + " " + mode);
-  }
+  static const auto next = kelp_test::nextSymbol<FILE*(const char*, const char*)>("fopen");
+  interposed().noteOpened(path, mode);
   return next(path, mode);
-}
-
-// A message's memory: the first block of its first size, and every growth after that. False when it
-// is to fail.
-__attribute__((no_sanitize("address", "undefined"))) static bool allowMemory(const void* old,
-                                                                             size_t size) {
-  if (!watchMemory) {
-    return true;
-  }
-  Interposed& state = interposed();
-  const bool first = old == nullptr && size == 1024 && state.memory.empty();
-  if (!first && old == nullptr) {
-    return true;
-  }
-  watchMemory = false;
-  state.memory.push_back(size);
-  watchMemory = true;
-  return state.memory.size() != static_cast<size_t>(state.failingMemory);
-}
-
-extern "C" __attribute__((no_sanitize("address", "undefined"))) void* malloc(size_t size) noexcept {
-  static void* (*next)(size_t);
-  if (next == nullptr) {
-    next = reinterpret_cast<void* (*)(size_t)>(dlsym(RTLD_NEXT, "malloc"));
-  }
-  return allowMemory(nullptr, size) ? next(size) : nullptr;
-}
-
-extern "C" __attribute__((no_sanitize("address", "undefined"))) void* realloc(
-    void* block, size_t size) noexcept {
-  static void* (*next)(void*, size_t);
-  if (next == nullptr) {
-    next = reinterpret_cast<void* (*)(void*, size_t)>(dlsym(RTLD_NEXT, "realloc"));
-  }
-  return allowMemory(block, size) ? next(block, size) : nullptr;
 }
 
 namespace {
 
-namespace fs = std::filesystem;
 using kelp_cmn_4_4::CCmnContextSingletonAllocator;
 using kelp_cmn_4_4::CCmnError;
-using kelp_cmn_4_4::CCmnRefCount;
 using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::CCmnTraceLog;
 using kelp_cmn_4_4::tstr;
+using kelp_test::HeapCall;
+using kelp_test::HeapRequest;
+using kelp_test::HeapWatch;
 using kelp_test::InstallRoot;
 using kelp_test::readFile;
 using kelp_test::writeFile;
@@ -245,10 +201,7 @@ class TraceLog : public testing::Test {
     interposed().timestampText = "TIME";
     InstallRoot::makeProductTree();
   }
-  ~TraceLog() override {
-    watchMemory = false;
-    interposed() = Interposed();
-  }
+  ~TraceLog() override { interposed() = Interposed(); }
 
   static void configure(const std::string& content) {
     fs::create_directories(InstallRoot::configDir);
@@ -283,18 +236,6 @@ class TraceLog : public testing::Test {
 };
 
 // ---- a new log
-
-static_assert(std::is_base_of_v<CCmnRefCount, CCmnTraceLog>);
-static_assert(std::has_virtual_destructor_v<CCmnTraceLog>);
-static_assert(!std::is_copy_constructible_v<CCmnTraceLog>);
-
-template <class T, class = void>
-constexpr bool hasVirtualCount = true;
-template <class T>
-constexpr bool
-    hasVirtualCount<T, std::void_t<decltype(static_cast<T*>(std::declval<CCmnRefCount*>()))>> =
-        false;
-static_assert(hasVirtualCount<CCmnTraceLog>, "no cast leads down from a virtual base");
 
 TEST_F(TraceLog, StartsUninitializedAndTouchesNoFile) {
   EXPECT_EQ(m_log.getTraceLevel(), 0);
@@ -335,7 +276,7 @@ TEST_F(TraceLog, AFreshSystemGetsTheDefaultsAndTheCallersLevel) {
   EXPECT_EQ(traced(), "");
 }
 
-TEST_F(TraceLog, TheEchoIsWrittenAs0OnAFreshSystemEvenWhenAskedFor) {
+TEST_F(TraceLog, TheEchoIsNotConfiguredOnAFreshSystemEvenWhenAskedFor) {
   initialize(1, true);
   EXPECT_EQ(configured(), defaultKeys(1, 0));
   EXPECT_EQ(captured([this] { m_log.trace(1, "m"); }), "vault:TIME m\n");
@@ -506,14 +447,6 @@ TEST_F(TraceLog, AMalformedConfigurationIsUsedUpToTheMalformedLine) {
   EXPECT_THAT(interposed().saved, SizeIs(3));
 }
 
-struct EchoRow {
-  const char* description;
-  std::string configured;  // empty: the key is missing
-  bool asked;
-  bool echoes;
-  std::string after;
-};
-
 // As a file is that was saved as UTF-16, or cut off by a crash of the machine.
 TEST_F(TraceLog, AConfigurationWithAZeroByteIsReplacedByTheDefaults) {
   const std::string section = "[DEBUG_TRACE_INFO]\n\"TRACELEVEL\"=dword:00000009\n";
@@ -531,6 +464,14 @@ TEST_F(TraceLog, AConfigurationWithAZeroByteIsReplacedByTheDefaults) {
     EXPECT_EQ(configured().size(), 4U);
   }
 }
+
+struct EchoRow {
+  const char* description;
+  std::string configured;  // empty: the key is missing
+  bool asked;
+  bool echoes;
+  std::string after;
+};
 
 TEST_F(TraceLog, TheEchoIsOnWhenEitherTheCallerOrTheFileWantsIt) {
   const EchoRow rows[] = {
@@ -651,7 +592,7 @@ TEST_F(TraceLog, TheFirstTraceUndoesTheCutThatInitializeMade) {
   EXPECT_EQ(m_log.getTraceLevel(), 3);
 }
 
-TEST_F(TraceLog, AHostVerbosityOf9OpensTheWayUpToItself) {
+TEST_F(TraceLog, AHighHostVerbosityOpensTheWayUpToItself) {
   configure(sectionOf(defaultKeys(0, 0)));
   initialize();
   configureProduct("VERBOSE=8\n");
@@ -688,7 +629,7 @@ TEST_F(TraceLog, EveryCallRefreshesTheLevelEvenOneThatPrintsNothing) {
 
 // ---- UpdateTraceLevelFromConfigFile
 
-TEST_F(TraceLog, UpdatingTheLevelWithNothingLoadedGives1AndTouchesNoFile) {
+TEST_F(TraceLog, UpdatingTheLevelWithNothingLoadedLetsErrorsPassAndTouchesNoFile) {
   configure(sectionOf(defaultKeys(3, 0)));
   m_log.UpdateTraceLevelFromConfigFile();
   EXPECT_EQ(m_log.getTraceLevel(), 1);
@@ -712,7 +653,7 @@ TEST_F(TraceLog, UpdatingTheLevelTakesTheLoadedOneAsItIs) {
   }
 }
 
-TEST_F(TraceLog, ASectionThatCannotBeOpenedLeavesTheLevelAt1) {
+TEST_F(TraceLog, ASectionThatCannotBeOpenedLetsErrorsPass) {
   configure(sectionOf(defaultKeys(3, 0)));
   initialize();
   interposed().sectionNotOpened = "DEBUG_TRACE_INFO";
@@ -891,16 +832,23 @@ const ThrowRow throwRows[] = {
     {"an error record", throwRecord, ""},
 };
 
+// Initializes a log while its settings throw.
+void initializeThrowing(CCmnTraceLog& log, const ThrowRow& row, const char* dir, const char* file,
+                        bool toStdout) {
+  interposed().onImport = row.thrower;
+  EXPECT_EQ(captured([&] { log.initialize("vault", dir, file, callersLevel, toStdout); }),
+            row.output);
+  EXPECT_EQ(log.getTraceLevel(), callersLevel) << "unresolved";
+  EXPECT_TRUE(log.isInitialized());
+}
+
 TEST_F(TraceLog, AnExceptionWhileLoadingLeavesWhatWasResolvedSoFar) {
   for (const ThrowRow& row : throwRows) {
     SCOPED_TRACE(row.description);
     configure(sectionOf(defaultKeys(0, 1)));
-    interposed().onImport = row.thrower;
     CCmnTraceLog log;
-    EXPECT_EQ(captured([&log] { log.initialize("vault", "", "", 6, false); }), row.output);
+    initializeThrowing(log, row, "", "", false);
     EXPECT_STREQ(log.getTracePath().c_str(), defaultTracePath) << "the defaults came first";
-    EXPECT_EQ(log.getTraceLevel(), 6) << "the caller's, unresolved";
-    EXPECT_TRUE(log.isInitialized());
     EXPECT_EQ(captured([&log] { log.trace(1, "m"); }), "") << "no echo was read";
     EXPECT_EQ(log.getTraceLevel(), 1) << "nothing was loaded";
     EXPECT_EQ(configured(), defaultKeys(0, 1));
@@ -912,13 +860,9 @@ TEST_F(TraceLog, AnExceptionWhileStoringLeavesTheCallersTexts) {
   for (const ThrowRow& row : throwRows) {
     SCOPED_TRACE(row.description);
     configure(sectionOf(defaultKeys(0, 1)));
-    interposed().onImport = row.thrower;
     CCmnTraceLog log;
-    EXPECT_EQ(captured([&log] { log.initialize("vault", "/usr/tulsk", "f.log", 6, true); }),
-              row.output);
+    initializeThrowing(log, row, "/usr/tulsk", "f.log", true);
     EXPECT_STREQ(log.getTracePath().c_str(), "/usr/tulsk/f.log");
-    EXPECT_EQ(log.getTraceLevel(), 6);
-    EXPECT_TRUE(log.isInitialized());
     EXPECT_EQ(captured([&log] { log.trace(1, "m"); }), "vault:TIME m\n");
     EXPECT_EQ(configured(), defaultKeys(0, 1));
   }
@@ -933,9 +877,10 @@ TEST_F(TraceLog, OnlyErrorRecordsAreDroppedByTheSettingsThemselves) {
   interposed().onImport = throwRecord;
   EXPECT_EQ(captured([&] { EXPECT_NO_THROW(m_log.initTraceSettings(dir, file, level)); }), "");
   interposed().onImport = throwRuntimeError;
-  EXPECT_EQ(
-      captured([&] { EXPECT_THROW(m_log.initTraceSettings(dir, file, level), std::runtime_error); }),
-      "");
+  EXPECT_EQ(captured([&] {
+              EXPECT_THROW(m_log.initTraceSettings(dir, file, level), std::runtime_error);
+            }),
+            "");
 }
 
 TEST_F(TraceLog, BothReportsAppearWhenSettingsAndTraceFileFail) {
@@ -1074,45 +1019,51 @@ TEST_F(TraceLog, TheArgumentsAreReadAnewForEveryAttempt) {
   EXPECT_EQ(out, "vault:TIME " + expected + "\n");
 }
 
-// The sizes that the buffer of a message takes on.
-std::vector<size_t> sizesFor(CCmnTraceLog& log, size_t length) {
+constexpr size_t firstSize = 1024;
+
+// The sizes that the buffer of a message takes on, which cannot have the n-th; 0 for all.
+std::vector<size_t> sizesFor(CCmnTraceLog& log, size_t length, size_t refused = 0) {
   const std::string message = patterned(length);
-  interposed().memory.clear();
-  interposed().memory.reserve(100);
-  watchMemory = true;
+  std::vector<size_t> sizes;
+  const HeapWatch watch([&](const HeapRequest& request) {
+    const bool first = request.call == HeapCall::malloc && request.size == firstSize;
+    if ((sizes.empty() && first) || request.old != nullptr) {
+      sizes.push_back(request.size);
+      return sizes.size() != refused;
+    }
+    return true;
+  });
   log.trace(1, "%s", message.c_str());
-  watchMemory = false;
-  return interposed().memory;
+  return sizes;
 }
 
 TEST_F(TraceLog, ABufferThatIsExactlyFilledIsNotTrusted) {
   initialize();
-  EXPECT_THAT(sizesFor(m_log, 1), ElementsAre(1024));
-  EXPECT_THAT(sizesFor(m_log, 1022), ElementsAre(1024));
-  EXPECT_THAT(sizesFor(m_log, 1023), ElementsAre(1024, 2048)) << "it would have fitted";
-  EXPECT_THAT(sizesFor(m_log, 1024), ElementsAre(1024, 2048));
-  EXPECT_THAT(sizesFor(m_log, 2046), ElementsAre(1024, 2048));
-  EXPECT_THAT(sizesFor(m_log, 2047), ElementsAre(1024, 2048, 4096));
-  EXPECT_THAT(sizesFor(m_log, 5000), ElementsAre(1024, 2048, 4096, 8192));
+  EXPECT_THAT(sizesFor(m_log, 1), ElementsAre(firstSize));
+  EXPECT_THAT(sizesFor(m_log, firstSize - 2), ElementsAre(firstSize));
+  const auto twice = ElementsAre(firstSize, 2 * firstSize);
+  EXPECT_THAT(sizesFor(m_log, firstSize - 1), twice) << "it would have fitted";
+  EXPECT_THAT(sizesFor(m_log, firstSize), twice);
+  EXPECT_THAT(sizesFor(m_log, 2 * firstSize - 2), twice);
+  EXPECT_THAT(sizesFor(m_log, 2 * firstSize - 1),
+              ElementsAre(firstSize, 2 * firstSize, 4 * firstSize));
+  EXPECT_THAT(sizesFor(m_log, 4 * firstSize),
+              ElementsAre(firstSize, 2 * firstSize, 4 * firstSize, 8 * firstSize));
 }
 
 TEST_F(TraceLog, AMessageThatFindsNoMemoryIsLostSilently) {
   initialize(1, true);
-  const std::string message = patterned(3000);
-  int attempt = 1;
-  for (; attempt < 10; ++attempt) {
-    interposed().failingMemory = attempt;
-    const std::string out = captured([&] { sizesFor(m_log, message.size()); });
-    interposed().failingMemory = 0;
-    if (!out.empty()) {
-      EXPECT_EQ(out, "vault:TIME " + message + "\n");
-      break;
-    }
-    EXPECT_EQ(interposed().memory.size(), static_cast<size_t>(attempt)) << "no second try";
+  const size_t length = 4 * firstSize - 2;
+  for (size_t refused = 1; refused <= 3; ++refused) {
+    SCOPED_TRACE(refused);
+    std::vector<size_t> sizes;
+    EXPECT_EQ(captured([&] { sizes = sizesFor(m_log, length, refused); }), "");
+    EXPECT_THAT(sizes, SizeIs(refused)) << "no second try";
     EXPECT_EQ(traced(), "");
   }
-  EXPECT_EQ(attempt, 4) << "1024, 2048 and 4096 bytes can fail";
-  EXPECT_EQ(traced(), "TIME " + message + "\n");
+  const std::string line = "TIME " + patterned(length) + "\n";
+  EXPECT_EQ(captured([&] { sizesFor(m_log, length, 4); }), "vault:" + line);
+  EXPECT_EQ(traced(), line);
 }
 
 // ---- the file
