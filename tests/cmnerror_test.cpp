@@ -161,30 +161,26 @@ TEST(Error, IdentifiersCountFromTheBase) {
   }
 }
 
+std::string identifierIn(const std::string& component) {
+  return withCode(3).getMessageId(component, 0);
+}
+
 TEST(Error, IdentifiersNameTheComponentInUpperCase) {
-  const struct {
-    const char* component;
-    const char* id;
-  } rows[] = {
-      {"", "MSG_ERROR__0003"},
-      {"CONFIG", "MSG_ERROR_CONFIG_0003"},
-      {"my-Module 2_x", "MSG_ERROR_MY-MODULE 2_X_0003"},
-      {"%d", "MSG_ERROR_%D_0003"},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(withCode(3).getMessageId(row.component, 0), row.id);
-  }
+  EXPECT_EQ(identifierIn(""), "MSG_ERROR__0003");
+  EXPECT_EQ(identifierIn("CONFIG"), "MSG_ERROR_CONFIG_0003");
+  EXPECT_EQ(identifierIn("my-Module 2_x"), "MSG_ERROR_MY-MODULE 2_X_0003");
+  EXPECT_EQ(identifierIn("%d"), "MSG_ERROR_%D_0003");
 }
 
 TEST(Error, IdentifiersKeepBytesThatAreNoLettersOfTheLocale) {
   for (const char* locale : {"C", "C.utf8"}) {
     const kelp_test::ScopedLocale scope(locale);
-    EXPECT_EQ(withCode(3).getMessageId("caf\xc3\xa9", 0), "MSG_ERROR_CAF\xc3\xa9_0003") << locale;
+    EXPECT_EQ(identifierIn("caf\xc3\xa9"), "MSG_ERROR_CAF\xc3\xa9_0003") << locale;
   }
 }
 
 TEST(Error, IdentifiersTakeAComponentOfAnyLength) {
-  EXPECT_EQ(withCode(3).getMessageId(std::string(100000, 'a'), 0),
+  EXPECT_EQ(identifierIn(std::string(100000, 'a')),
             "MSG_ERROR_" + std::string(100000, 'A') + "_0003");
 }
 

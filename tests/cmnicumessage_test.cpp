@@ -4,6 +4,7 @@
 #include "cmnsmartptr.h"
 #include "cmnstringtool.h"
 #include "comma_locale.h"
+#include "exposed_members.h"
 #include "failing_memory.h"
 #include "guarded_page.h"
 #include "scratch.h"
@@ -16,7 +17,6 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -29,7 +29,6 @@
 #include <random>
 #include <stdexcept>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -44,19 +43,13 @@ using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::CCmnStringTool;
 using kelp_cmn_4_4::SCmnMessageInfo;
 using kelp_cmn_4_4::tstr;
-using kelp_test::Call;
 using kelp_test::failEachAllocation;
-using kelp_test::ScopedFailure;
+using kelp_test::HeapCall;
+using kelp_test::HeapWatch;
+using kelp_test::Times;
 
 using Values = std::vector<Formattable>;
 using Texts = std::vector<std::string>;
-
-static_assert(
-    std::is_same_v<decltype(&CCmnIcuMessage::serialize), SCmnMessageInfo* (CCmnIcuMessage::*)()>);
-static_assert(std::is_same_v<decltype(&CCmnIcuMessage::deserialize),
-                             void (CCmnIcuMessage::*)(const SCmnMessageInfo*)>);
-static_assert(
-    std::is_same_v<decltype(&CCmnIcuMessage::formatMessage), tstr (CCmnIcuMessage::*)(tstr)>);
 
 // ---- values
 
@@ -75,17 +68,20 @@ Formattable object() {
   return Formattable(new icu::CurrencyAmount(12.5, u"EUR", status));
 }
 
+std::string printed(const char* format, double number) {
+  char result[64];
+  std::snprintf(result, sizeof result, format, number);
+  return result;
+}
+
 // "TYPE VALUE", a double with all of its digits.
 std::string described(const Formattable& value) {
-  char number[64];
   std::string utf8;
   switch (value.getType()) {
     case Formattable::kDate:
-      std::snprintf(number, sizeof number, "date %.17g", value.getDate());
-      return number;
+      return printed("date %.17g", value.getDate());
     case Formattable::kDouble:
-      std::snprintf(number, sizeof number, "double %.17g", value.getDouble());
-      return number;
+      return printed("double %.17g", value.getDouble());
     case Formattable::kLong:
       return "long " + std::to_string(value.getLong());
     case Formattable::kString:
@@ -125,15 +121,7 @@ void expectArguments(const CCmnIcuMessage& message, const Texts& expected) {
 
 // ---- fields and arguments
 
-// Reaches the private field, which no accessor tells from a value that is no array at all.
-template <class Tag, auto pointer>
-struct Expose {
-  friend constexpr auto memberOf(Tag /*unused*/) { return pointer; }
-};
-struct ArgumentsField {
-  friend constexpr auto memberOf(ArgumentsField /*unused*/);
-};
-template struct Expose<ArgumentsField, &CCmnIcuMessage::m_arguments>;
+KELP_EXPOSE(CCmnIcuMessage, m_arguments)
 
 TEST(IcuMessage, IsEmptyByDefault) {
   CCmnIcuMessage message;
@@ -144,7 +132,7 @@ TEST(IcuMessage, IsEmptyByDefault) {
   EXPECT_EQ(message.getArgumentCount(), 0);
 }
 
-TEST(IcuMessage, TakesItsValuesInOrder) {
+TEST(IcuMessage, HoldsWhatItIsMadeOf) {
   CCmnIcuMessage message("id", -2, "file.cpp", 42);
   EXPECT_EQ(message.getMessageId(), "id");
   EXPECT_EQ(message.getSeverity(), -2);
@@ -166,7 +154,7 @@ TEST(IcuMessage, StartsWithAnArrayOfNoArguments) {
   const CCmnIcuMessage byDefault;
   const CCmnIcuMessage withValues("id", 1, "file", 2);
   for (const CCmnIcuMessage* message : {&byDefault, &withValues}) {
-    const Formattable& arguments = message->*memberOf(ArgumentsField{});
+    const Formattable& arguments = message->*memberOf(CCmnIcuMessage_m_arguments{});
     int32_t count = -1;
     ASSERT_EQ(arguments.getType(), Formattable::kArray);
     EXPECT_NE(arguments.getArray(count), nullptr);
@@ -952,7 +940,7 @@ TEST(SerializedTextReader, NeverLooksAtTheTrailer) {
   });
 }
 
-TEST(SerializedTextReader, SkipsElevenCharactersWhereAValueEnds) {
+TEST(SerializedTextReader, SkipsTheLengthOfAClosingTagWhereAValueEnds) {
   expectArgumentsRead({
       {"<ARGVALUE INDEX=0 TYPE=2>5<0123456789<ARGVALUE INDEX=1 TYPE=2>6<0123456789",
        {"long 5", "long 6"}},
@@ -1087,7 +1075,7 @@ TEST(SerializedTextRoundTrip, MakesADoubleOfADate) {
       {{serialized({date(86400000), date(-0.5)}), "ID", 1, {"double 86400000", "double -0.5"}}});
 }
 
-TEST(SerializedTextRoundTrip, KeepsSixDigitsOfADouble) {
+TEST(SerializedTextRoundTrip, KeepsTheLeadingDigitsOfADouble) {
   expectRead({{serialized({Formattable(1234567.0)}), "ID", 1, {"double 1234570"}}});
 }
 
@@ -1121,7 +1109,7 @@ TEST(SerializedTextRoundTrip, CarriesWhatFormattingNeeds) {
   EXPECT_STREQ(receiver.serialize()->text, sender.serialize()->text);
 }
 
-TEST(SerializedTextRoundTrip, CarriesTwentyThousandArguments) {
+TEST(SerializedTextRoundTrip, CarriesVeryManyArguments) {
   Values values;
   for (int i = 0; i < 20000; ++i) {
     values.push_back(i % 3 == 0   ? Formattable(i)
@@ -1374,22 +1362,13 @@ INSTANTIATE_TEST_SUITE_P(Seeds, DamagedText, testing::Range(1U, 17U));
 // ---- random messages
 
 std::string valueWrittenPlainly(const Formattable& value) {
-  char number[64] = "";
+  const Formattable::Type type = value.getType();
   std::string utf8;
-  switch (value.getType()) {
-    case Formattable::kDate:
-      std::snprintf(number, sizeof number, "%g", value.getDate());
-      return number;
-    case Formattable::kDouble:
-      std::snprintf(number, sizeof number, "%g", value.getDouble());
-      return number;
-    case Formattable::kLong:
-      return std::to_string(value.getLong());
-    case Formattable::kString:
-      return value.getString().toUTF8String(utf8);
-    default:
-      return "";
-  }
+  return type == Formattable::kDate     ? printed("%g", value.getDate())
+         : type == Formattable::kDouble ? printed("%g", value.getDouble())
+         : type == Formattable::kLong   ? std::to_string(value.getLong())
+         : type == Formattable::kString ? value.getString().toUTF8String(utf8)
+                                        : "";
 }
 
 Formattable randomValue(Dice& dice) {
@@ -1484,7 +1463,7 @@ TEST_F(IcuMessageWithoutMemory, RefusesAValueForWhichIcuHadNone) {
   const UnicodeString content("text");
   std::unique_ptr<Formattable> broken;
   {
-    const ScopedFailure failure(Call::malloc, ENOMEM, 2);  // the first is the value itself
+    const HeapWatch watch(2, Times::once, HeapCall::malloc);  // the first is the value itself
     broken = std::make_unique<Formattable>(content);
   }
   UErrorCode status = U_ZERO_ERROR;
@@ -1514,16 +1493,16 @@ TEST_F(IcuMessageWithoutMemory, KeepsAnAmountThatIsNoNumber) {
 }
 
 TEST_F(IcuMessageWithoutMemory, IsNotMadeHalf) {
-  failEachAllocation([&] { m_message.reset(); },
-                     [&] { m_message = std::make_unique<CCmnIcuMessage>("id", 1); },
-                     [&](bool threw) {
-                       ASSERT_EQ(m_message == nullptr, threw);
-                       if (!threw) {
-                         int32_t count = -1;
-                         const Formattable& arguments = (*m_message).*memberOf(ArgumentsField{});
-                         EXPECT_NE(arguments.getArray(count), nullptr);
-                       }
-                     });
+  failEachAllocation(
+      [&] { m_message.reset(); }, [&] { m_message = std::make_unique<CCmnIcuMessage>("id", 1); },
+      [&](bool threw) {
+        ASSERT_EQ(m_message == nullptr, threw);
+        if (!threw) {
+          int32_t count = -1;
+          const Formattable& arguments = (*m_message).*memberOf(CCmnIcuMessage_m_arguments{});
+          EXPECT_NE(arguments.getArray(count), nullptr);
+        }
+      });
 }
 
 TEST_F(IcuMessageWithoutMemory, IsReadWholeOrNotAtAll) {
