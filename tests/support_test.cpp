@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -285,6 +286,31 @@ TEST(HeapRule, HoldsInOtherThreadsAndProcessesUntilItIsTakenBack) {
   EXPECT_FALSE(inThread);
   EXPECT_FALSE(here);
   EXPECT_TRUE(asks(HeapCall::malloc, 100));
+}
+
+alignas(std::max_align_t) char ownBlock[100];
+
+TEST(HeapLender, GivesNewItsOwnBlocksAndTakesThemBack) {
+  static int taken;
+  taken = 0;
+  kelp_test::HeapLender lender;
+  lender.lend = [](size_t size) -> void* { return size == sizeof ownBlock ? ownBlock : nullptr; };
+  lender.takeBack = [](void* block) {
+    taken += block == ownBlock ? 1 : 0;
+    return block == ownBlock;
+  };
+  kelp_test::setHeapLender(lender);
+  void* const lent = ::operator new(sizeof ownBlock);
+  void* const array = ::operator new[](sizeof ownBlock, std::nothrow);
+  void* const other = ::operator new(sizeof ownBlock - 1);
+  ::operator delete(other);
+  ::operator delete[](array);
+  ::operator delete(lent, sizeof ownBlock);
+  kelp_test::setHeapLender({});
+  EXPECT_EQ(lent, ownBlock);
+  EXPECT_EQ(array, ownBlock);
+  EXPECT_NE(other, ownBlock);
+  EXPECT_EQ(taken, 2);
 }
 
 TEST(FailEachAllocation, RefusesEachInTurnOnceAndOnwardsAndThenNone) {

@@ -36,6 +36,7 @@ namespace kelp_test {
 namespace {
 
 bool (*processRule)(const HeapRequest& request) = nullptr;
+HeapLender processLender;
 thread_local HeapWatch* innermost = nullptr;
 thread_local bool inside = false;  // the heap's own requests are not told
 
@@ -111,6 +112,10 @@ struct HeapFront {
   template <class Take>
   static void* answerNew(HeapCall call, size_t size, Take take) {
     return answer(call, size, nullptr, [&] {
+      void* const lent = processLender.lend != nullptr ? processLender.lend(size) : nullptr;
+      if (lent != nullptr) {
+        return lent;
+      }
       const Inside within;
       return filled(take(), size);
     });
@@ -130,8 +135,10 @@ struct HeapFront {
     if (block != nullptr && isWatched()) {
       released(block, true);
     }
-    const Inside within;
-    real(block, rest...);
+    if (processLender.takeBack == nullptr || !processLender.takeBack(block)) {
+      const Inside within;
+      real(block, rest...);
+    }
   }
 };
 
@@ -225,6 +232,8 @@ void HeapWatch::noteReleased(const void* block, bool byDelete) {
 }
 
 void setHeapRule(bool (*rule)(const HeapRequest& request)) { processRule = rule; }
+
+void setHeapLender(const HeapLender& lender) { processLender = lender; }
 
 }  // namespace kelp_test
 

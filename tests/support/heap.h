@@ -112,4 +112,12 @@ class HeapWatch {
 // request. Null for none, as at first.
 void setHeapRule(bool (*rule)(const HeapRequest& request));
 
+// Blocks of a test's own, which operator new hands out instead of the heap's.
+struct HeapLender {
+  void* (*lend)(size_t size) = nullptr;     // null leaves the request to the heap
+  bool (*takeBack)(void* block) = nullptr;  // false for what it did not lend
+};
+// For the whole process, too; an empty one for none.
+void setHeapLender(const HeapLender& lender);
+
 }  // namespace kelp_test
