@@ -1,15 +1,16 @@
 // The scanner's numbers beside the plain form, which keeps all of a text and converts it as a
 // whole; without a heap, and in threads with locales of their own.
+#include "Q_sscanf.h"
+#include "Q_strtoimax.h"
+#include "Q_strtoumax.h"
+#include "Q_vfscanf.h"
 #include "comma_locale.h"
-#include "interposed_calls.h"
+#include "heap.h"
+#include "next_symbol.h"
+#include "scan.h"
 
 #include <gtest/gtest.h>
 
-#include <Q_sscanf.h>
-#include <Q_strtoimax.h>
-#include <Q_strtoumax.h>
-#include <Q_vfscanf.h>
-#include <dlfcn.h>
 #include <locale.h>
 
 #include <algorithm>
@@ -39,12 +40,12 @@ bool anotherThreadWritesTheLocaleRecord = false;
 
 // In front of the platform's.
 extern "C" lconv* localeconv() noexcept {
-  static const auto platform = reinterpret_cast<lconv* (*)()>(dlsym(RTLD_NEXT, "localeconv"));
+  static const auto platforms = kelp_test::nextSymbol<decltype(localeconv)>("localeconv");
   if (!anotherThreadWritesTheLocaleRecord) {
-    return platform();
+    return platforms();
   }
   ++localeRecordReads;
-  static lconv record = *platform();
+  static lconv record = *platforms();
   static char comma[] = ",";
   record.decimal_point = comma;
   return &record;
@@ -52,7 +53,7 @@ extern "C" lconv* localeconv() noexcept {
 
 namespace {
 
-// ---- the plain form
+// --- the plain form
 
 struct Result {
   int assigned = 0;
@@ -133,13 +134,13 @@ constexpr int roundings[] = {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO
 // Sets the direction of rounding and puts the old one back.
 class ScopedRounding {
  public:
-  explicit ScopedRounding(int rounding) : old_(std::fegetround()) { std::fesetround(rounding); }
-  ~ScopedRounding() { std::fesetround(old_); }
+  explicit ScopedRounding(int rounding) : m_old(std::fegetround()) { std::fesetround(rounding); }
+  ~ScopedRounding() { std::fesetround(m_old); }
   ScopedRounding(const ScopedRounding&) = delete;
   ScopedRounding& operator=(const ScopedRounding&) = delete;
 
  private:
-  int old_;
+  int m_old;
 };
 
 void expectThePlainValue(const std::string& text, const std::string& what) {
@@ -168,7 +169,7 @@ Engine generator(unsigned seed) {
   return Engine(seed);
 }
 
-// ---- floating numbers
+// --- floating numbers
 
 TEST(SscanfNumbers, GiveTheValueOfTheWholeTextAtItsLimits) {
   std::vector<std::string> texts = {
@@ -352,7 +353,7 @@ TEST(SscanfNumbers, AreCutByTheirWidthAsTheWholeTextIs) {
   }
 }
 
-// ---- integers
+// --- integers
 
 std::string randomDigits(std::mt19937& random, int base) {
   const size_t lengths[] = {0, 1, 8, 16, 17, 19, 20, 21, 22, 23, 24, 40, 300};
@@ -414,11 +415,9 @@ TEST(SscanfNumbers, ReadIntegersOfAnyLengthAsTheConvertersDo) {
   }
 }
 
-// ---- without a heap
+// --- without a heap
 
 TEST(SscanfNumbers, NeedNoHeap) {
-  using kelp_test::Call;
-  using kelp_test::ScopedFailure;
   const struct {
     std::string text;
     const char* format;
@@ -439,23 +438,17 @@ TEST(SscanfNumbers, NeedNoHeap) {
     alignas(16) char slot[64] = "";
     int consumed = 0;
     int result = 0;
-    int calls = 0;
-    {
-      const ScopedFailure news(Call::throwingNew, ENOMEM, 1, kelp_test::Times::onwards);
-      const ScopedFailure nothrowNews(Call::nothrowNew, ENOMEM, 1, kelp_test::Times::onwards);
-      const ScopedFailure mallocs(Call::malloc, ENOMEM, 1, kelp_test::Times::onwards);
-      const ScopedFailure reallocs(Call::realloc, ENOMEM, 1, kelp_test::Times::onwards);
-      try {
-        result = std::strchr(c.format, '*') != nullptr
-                     ? Q_sscanf(c.text.c_str(), c.format, &consumed, 4)
-                     : Q_sscanf(c.text.c_str(), c.format, slot, 64, &consumed, 4);
-      } catch (const std::bad_alloc&) {
-        result = INT_MIN;
-      }
-      calls = news.calls() + nothrowNews.calls() + mallocs.calls() + reallocs.calls();
+    kelp_test::HeapWatch watch(1, kelp_test::Times::onwards);
+    try {
+      result = std::strchr(c.format, '*') != nullptr
+                   ? Q_sscanf(c.text.c_str(), c.format, &consumed, 4)
+                   : Q_sscanf(c.text.c_str(), c.format, slot, 64, &consumed, 4);
+    } catch (const std::bad_alloc&) {
+      result = INT_MIN;
     }
+    watch.end();
     EXPECT_NE(result, INT_MIN) << "an exception left a C interface";
-    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(watch.requests(), 0);
     if (std::strchr(c.format, '*') == nullptr) {
       EXPECT_EQ(result, 1);
       EXPECT_EQ(consumed, static_cast<int>(c.text.size()));
@@ -476,14 +469,6 @@ struct EndlessDigits {
   int64_t left = 0;
 };
 
-int scan(ScanSource* source, const char* format, ...) {
-  va_list args;
-  va_start(args, format);
-  const int result = Q_vfscanf(source, format, args);
-  va_end(args);
-  return result;
-}
-
 TEST(SscanfNumbers, AreConsumedWhateverTheirLength) {
   char page[4096];
   for (const char* format : {"%lf%ln", "%jd%ln"}) {
@@ -493,12 +478,12 @@ TEST(SscanfNumbers, AreConsumedWhateverTheirLength) {
     digits.left = 3000000;
     alignas(16) char slot[8];
     long consumed = 0;
-    EXPECT_EQ(scan(&digits.record, format, slot, 8, &consumed, 8), 1);
+    EXPECT_EQ(kelp_test::scan(&digits.record, format, slot, 8, &consumed, 8), 1);
     EXPECT_EQ(consumed, 3000000);
   }
 }
 
-// ---- locales
+// --- locales
 
 TEST(SscanfNumbers, DoNotLookAtTheRecordThatAllThreadsShare) {
   double value = 0;

@@ -2,10 +2,10 @@
 
 #include "comma_locale.h"
 #include "guarded_page.h"
+#include "next_symbol.h"
 
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -41,15 +41,13 @@ struct UpperCaseEverywhere {
 
 // In front of the platform's.
 extern "C" int isupper(int c) noexcept {
-  static const auto platform = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "isupper"));
-  return everythingIsUpperCase ? 1 : platform(c);
+  static const auto platforms = kelp_test::nextSymbol<decltype(isupper)>("isupper");
+  return everythingIsUpperCase ? 1 : platforms(c);
 }
 
 namespace {
 
 using kelp_test::GuardedPage;
-
-static_assert(std::is_same_v<decltype(&Q_sscanf), int (*)(const char*, const char*, ...)>);
 
 constexpr char filler = '\x5a';
 
@@ -78,9 +76,9 @@ std::ostream& operator<<(std::ostream& out, const Slot& slot) {
   return out << std::dec;
 }
 
-// ---- the format
+// --- the format
 
-TEST(Sscanf, GivesMinusOneForAnEmptyTextWithAnyConversion) {
+TEST(Sscanf, FindsTheInputAtItsEndWhereATextIsEmptyWithAnyConversion) {
   for (const char* format : {"%d", "%i",  "%o",  "%u",  "%x",  "%X",  "%p",   "%D",   "%O",
                              "%e", "%E",  "%f",  "%g",  "%G",  "%c",  "%s",   "%[a]", "%[^a]",
                              "%k", "%*d", "%*c", " %d", "%5d", "%ld", "%n%d", "%%",   "a"}) {
@@ -103,7 +101,7 @@ TEST(Sscanf, TreatsATextOfWhiteSpaceAsEmptyWhereItIsSkipped) {
   EXPECT_EQ(slot, Slot());
 }
 
-TEST(Sscanf, GivesZeroWhenTheFirstConversionDoesNotMatch) {
+TEST(Sscanf, AssignsNothingWhenTheFirstConversionDoesNotMatch) {
   for (const char* format : {"%d", "%i", "%o", "%u", "%p", "%D", "%O", "%e", "%E", "%f", "%g", "%G",
                              "%[0-9]", "%[^h]", "%k", "%*d", "%%", "%5d", "%hhd"}) {
     SCOPED_TRACE(format);
@@ -198,7 +196,7 @@ TEST(Sscanf, SuppressedConversionsAreConversions) {
   EXPECT_EQ(Q_sscanf("1.5", "%*f%d", &a, 4), 0);
 }
 
-TEST(Sscanf, AFormatCutOffInsideAConversionGivesMinusOne) {
+TEST(Sscanf, AFormatCutOffInsideAConversionFailsAsInputAtItsEndDoes) {
   for (const char* end :
        {"%",  "%*", "%5",    "%*5", "%l",  "%ll", "%h",   "%hh", "%q",   "%L",    "%j",
         "%t", "%z", "%*5hh", "%[",  "%[^", "%[]", "%[^]", "%[a", "%[a-", "%[a-z", "%5["}) {
@@ -212,7 +210,7 @@ TEST(Sscanf, AFormatCutOffInsideAConversionGivesMinusOne) {
   }
 }
 
-// ---- integers
+// --- integers
 
 struct IntegerCase {
   const char* text;
@@ -482,7 +480,7 @@ TEST(Sscanf, GivesInfinityOrZeroForDoublesOutOfRange) {
   EXPECT_EQ(small, 0.0);
 }
 
-// ---- unknown conversion characters
+// --- unknown conversion characters
 
 TEST(Sscanf, AnyOtherConversionCharacterReadsADecimalInteger) {
   const std::string known = "%diouxXpDOeEfgGcs[n*hlqLjtz0123456789";
@@ -539,7 +537,7 @@ TEST(Sscanf, HasNoWideConversions) {
   EXPECT_EQ(Q_sscanf("word", "%C", &slot, 64), 0);
 }
 
-// ---- floating numbers
+// --- floating numbers
 
 TEST(Sscanf, ReadsTheLongestTextThatCanBecomeAFloatingNumber) {
   const struct {
@@ -647,7 +645,7 @@ TEST(Sscanf, ReadsAPointInALocaleWithADecimalComma) {
   EXPECT_EQ(b, 5);
 }
 
-// ---- characters and texts
+// --- characters and texts
 
 TEST(Sscanf, AnAssignedCharacterIsOneWhateverTheWidth) {
   for (const char* format : {"%c%c", "%3c%c", "%0c%c", "%1c%99c", "%lc%hhc"}) {
@@ -806,7 +804,7 @@ TEST(Sscanf, TakesNoArgumentsForWhatItDoesNotAssign) {
   EXPECT_STREQ(text, "s");
 }
 
-// ---- counts
+// --- counts
 
 TEST(Sscanf, CountsWhatWasConsumedWithoutAssigning) {
   int n = -1;
@@ -824,7 +822,7 @@ TEST(Sscanf, CountsWhatWasConsumedWithoutAssigning) {
   EXPECT_EQ(n, 5);  // not reached
 }
 
-// ---- the text's end
+// --- the text's end
 
 TEST(Sscanf, ReadsNothingBehindTheTerminator) {
   for (const char* format : {"%s%n", "%*s%*s%n", "%d%n", "%f%n", "%i%n", "%*9c%n", "%[^x]%n"}) {
@@ -859,7 +857,7 @@ TEST(Sscanf, SeesAtMostIntMaxCharacters) {
   close(file);
 }
 
-// ---- against the platform
+// --- against the platform
 
 // Formats and texts on which the platform's sscanf has to agree. Left out are, each for its reason:
 // - input that ends after suppressed conversions only: the platform gives -1, this scanner 0;
@@ -874,7 +872,7 @@ TEST(Sscanf, SeesAtMostIntMaxCharacters) {
 // - "+--z" in a set: the platform begins a second range with the same "-".
 class Generator {
  public:
-  explicit Generator(unsigned seed) : random_(seed) {}
+  explicit Generator(unsigned seed) : m_random(seed) {}
 
   struct Case {
     std::string format;
@@ -882,15 +880,15 @@ class Generator {
   };
 
   Case next() {
-    hasFloat_ = hasWidth_ = false;
+    m_hasFloat = m_hasWidth = false;
     Case result;
     for (int count = 1 + below(3); count > 0; --count) {
       result.format += pick(between) + directive();
     }
     result.format += pick(between);
-    const std::vector<std::string>& pieces = hasWidth_   ? plainPieces
-                                             : hasFloat_ ? floatPieces
-                                                         : prefixPieces;
+    const std::vector<std::string>& pieces = m_hasWidth   ? plainPieces
+                                             : m_hasFloat ? floatPieces
+                                                          : prefixPieces;
     for (int count = below(9); count > 0; --count) {
       result.text += pick(pieces);
     }
@@ -898,7 +896,7 @@ class Generator {
   }
 
  private:
-  int below(int bound) { return static_cast<int>(random_() % static_cast<unsigned>(bound)); }
+  int below(int bound) { return static_cast<int>(m_random() % static_cast<unsigned>(bound)); }
 
   const std::string& pick(const std::vector<std::string>& choices) {
     return choices[static_cast<size_t>(below(static_cast<int>(choices.size())))];
@@ -913,9 +911,9 @@ class Generator {
 
   std::string number(const std::string& star) {
     const std::string field = width();
-    hasWidth_ = hasWidth_ || !field.empty();
+    m_hasWidth = m_hasWidth || !field.empty();
     if (below(4) == 0) {
-      hasFloat_ = true;
+      m_hasFloat = true;
       return "%" + star + field + pick({"", "l"}) + pick({"e", "E", "f", "g", "G"});
     }
     if (below(8) == 0) {
@@ -954,9 +952,9 @@ class Generator {
       " ", " ", "-", "+", "0", "7", "8", "12", "0x1f", "0X7F", "017", "0x99999999999999999999",
       "a", "f", "z", "%", "]"};
 
-  std::mt19937 random_;
-  bool hasFloat_ = false;
-  bool hasWidth_ = false;
+  std::mt19937 m_random;
+  bool m_hasFloat = false;
+  bool m_hasWidth = false;
 };
 
 TEST(Sscanf, AgreesWithThePlatformOnGeneratedFormatsAndTexts) {

@@ -1,11 +1,11 @@
 #include "Q_strings.h"
 
 #include "guarded_page.h"
+#include "heap.h"
+#include "next_symbol.h"
 #include "scratch.h"
 
 #include <gtest/gtest.h>
-
-#include <dlfcn.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -20,7 +20,7 @@
 extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() { return "allocator_may_return_null=1"; }
 
-// ---- in front of the platform's vswprintf
+// --- in front of the platform's vswprintf
 
 namespace {
 
@@ -32,8 +32,7 @@ size_t wideFormatterLimit = 0;
 }  // namespace
 
 extern "C" int vswprintf(wchar_t* dst, size_t size, const wchar_t* format, va_list args) noexcept {
-  using Formatter = int (*)(wchar_t*, size_t, const wchar_t*, va_list);
-  static const auto platform = reinterpret_cast<Formatter>(dlsym(RTLD_NEXT, "vswprintf"));
+  static const auto platforms = kelp_test::nextSymbol<decltype(vswprintf)>("vswprintf");
   ++wideFormatterCalls;
   wideFormatterLimit = size;
   switch (wideFormatter) {
@@ -43,69 +42,16 @@ extern "C" int vswprintf(wchar_t* dst, size_t size, const wchar_t* format, va_li
     case Platform::failsWithoutWriting:
       return -1;
     default:
-      return platform(dst, size, format, args);
+      return platforms(dst, size, format, args);
   }
-}
-
-// ---- in front of the platform's allocator, or of the sanitizer's
-
-#ifdef __SANITIZE_ADDRESS__
-extern "C" void* __interceptor_malloc(size_t size);
-extern "C" void __interceptor_free(void* block);
-constexpr auto realMalloc = __interceptor_malloc;
-constexpr auto realFree = __interceptor_free;
-#else
-extern "C" void* __libc_malloc(size_t size);
-extern "C" void __libc_free(void* block);
-constexpr auto realMalloc = __libc_malloc;
-constexpr auto realFree = __libc_free;
-#endif
-
-namespace {
-
-bool watchesAllocator = false;
-int allocations = 0;
-size_t allocatedSize = 0;
-void* allocated = nullptr;
-int releases = 0;
-void* released = nullptr;
-
-}  // namespace
-
-// The first calls come before the sanitizer is ready to check anything.
-extern "C" __attribute__((no_sanitize("address", "undefined"))) void* malloc(size_t size) noexcept {
-  void* const block = realMalloc(size);
-  // The formatter itself may allocate: only the first block counts.
-  if (watchesAllocator && allocations++ == 0) {
-    allocatedSize = size;
-    allocated = block;
-  }
-  return block;
-}
-
-extern "C" __attribute__((no_sanitize("address", "undefined"))) void free(void* block) noexcept {
-  if (watchesAllocator && block != nullptr) {
-    ++releases;
-    released = block;
-  }
-  realFree(block);
 }
 
 namespace {
 
 using kelp_test::GuardedPage;
+using kelp_test::HeapWatch;
 
-static_assert(std::is_same_v<decltype(&Q_strlcpy), size_t (*)(char*, const char*, size_t)>);
-static_assert(std::is_same_v<decltype(&Q_strlcat), size_t (*)(char*, const char*, size_t)>);
-static_assert(
-    std::is_same_v<decltype(&Q_strlncpy), size_t (*)(char*, const char*, size_t, size_t)>);
-static_assert(
-    std::is_same_v<decltype(&Q_strlncat), size_t (*)(char*, const char*, size_t, size_t)>);
-static_assert(std::is_same_v<decltype(&Q_strverify), int (*)(const char*, size_t, size_t*)>);
-static_assert(std::is_same_v<decltype(&Q_snprintf), int (*)(char*, size_t, const char*, ...)>);
-static_assert(std::is_same_v<decltype(&Q_dumb_realloc), void* (*)(void**, size_t)>);
-
-// ---- narrow and wide text alike
+// --- narrow and wide text alike
 
 struct Narrow {
   using Char = char;
@@ -422,7 +368,7 @@ TEST(Wstrverify, ComparesWholeCharacters) {
   EXPECT_EQ(Q_wstrverify(text, 3, &length), -1);
 }
 
-// ---- formatting
+// --- formatting
 
 int vsnprintfOf(char* dst, size_t size, const char* format, ...) {
   va_list args;
@@ -585,53 +531,38 @@ TEST_P(WideFormatting, StoresAnEmptyTextWhenThePlatformWritesNothing) {
   EXPECT_STREQ(dst, L"");
 }
 
-class AllocatorWatch {
- public:
-  AllocatorWatch() {
-    allocations = releases = 0;
-    allocated = released = nullptr;
-    allocatedSize = 0;
-    watchesAllocator = true;
-  }
-  ~AllocatorWatch() { watchesAllocator = false; }
-  AllocatorWatch(const AllocatorWatch&) = delete;
-  AllocatorWatch& operator=(const AllocatorWatch&) = delete;
-};
-
 TEST_P(WideFormatting, FreesTheTemporaryOfTheWholeSize) {
   wchar_t dst[200];
   GetParam()(dst, 200, L"%d", 7);  // the platform allocates for itself at first need
-  {
-    const AllocatorWatch watch;
-    GetParam()(dst, 200, L"%d", 7);
-  }
-  EXPECT_EQ(allocatedSize, 200 * sizeof(wchar_t));
-  EXPECT_NE(released, nullptr);
-  EXPECT_EQ(released, allocated);
-  EXPECT_EQ(releases, allocations);
+  HeapWatch watch;
+  GetParam()(dst, 200, L"%d", 7);
+  watch.end();
+  ASSERT_GE(watch.releases(), 1);
+  EXPECT_EQ(watch.request(0).size, 200 * sizeof(wchar_t));
+  EXPECT_EQ(watch.released(static_cast<size_t>(watch.releases() - 1)), watch.given(0));
+  EXPECT_EQ(watch.blocks(), 0);
 }
 
 TEST(DumbRealloc, FreesTheOldBlockOnFailure) {
   void* block = std::malloc(10);
   void* const old = block;
-  {
-    const AllocatorWatch watch;
-    Q_dumb_realloc(&block, SIZE_MAX / 2 + 1);
-  }
-  EXPECT_EQ(releases, 1);
-  EXPECT_EQ(released, old);
+  HeapWatch watch;
+  Q_dumb_realloc(&block, SIZE_MAX / 2 + 1);
+  watch.end();
+  EXPECT_EQ(watch.releases(), 1);
+  EXPECT_EQ(watch.released(0), old);
 }
 
 TEST(DumbRealloc, LeavesTheFreeingToThePlatformWhenTheSizeIsZero) {
   void* block = std::malloc(10);
-  {
-    const AllocatorWatch watch;
-    Q_dumb_realloc(&block, 0);
-  }
-  EXPECT_EQ(releases, 0);
+  HeapWatch watch;
+  Q_dumb_realloc(&block, 0);
+  watch.end();
+  EXPECT_EQ(watch.releases(), 0);
+  EXPECT_EQ(watch.blocks(), -1);
 }
 
-// ---- blocks
+// --- blocks
 
 TEST(DumbRealloc, AllocatesWhereThereIsNoBlock) {
   void* block = nullptr;

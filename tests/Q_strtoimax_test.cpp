@@ -1,6 +1,7 @@
 #include "Q_strtoimax.h"
 
 #include "Q_strtoumax.h"
+#include "all_texts.h"
 
 #include <gtest/gtest.h>
 
@@ -13,9 +14,6 @@
 #include <vector>
 
 namespace {
-
-static_assert(std::is_same_v<decltype(&__Qstrtoimax), intmax_t (*)(const char*, char**, int)>);
-static_assert(std::is_same_v<decltype(&__Qstrtoumax), uintmax_t (*)(const char*, char**, int)>);
 
 constexpr int untouched = 12345;
 
@@ -224,21 +222,8 @@ TEST(Converters, NeedNoPlaceForTheEnd) {
   EXPECT_EQ(__Qstrtoumax("12x", nullptr, 10), 12U);
 }
 
-std::vector<std::string> allTexts(const std::string& alphabet, size_t longest) {
-  std::vector<std::string> texts{""};
-  for (size_t from = 0, length = 0; length < longest; ++length) {
-    const size_t to = texts.size();
-    for (; from < to; ++from) {
-      for (const char c : alphabet) {
-        texts.push_back(texts[from] + c);
-      }
-    }
-  }
-  return texts;
-}
-
 TEST(Converters, AgreeWithThePlatformOnEveryShortText) {
-  for (const std::string& text : allTexts("0179afxzX+- \t", 4)) {
+  for (const std::string& text : kelp_test::allTexts("0179afxzX+- \t", 4)) {
     for (const int base : {0, 2, 8, 10, 16, 36, 1, 37}) {
       const auto expected = convert(strtoimax, text, base);
       const auto actual = convert(__Qstrtoimax, text, base);

@@ -1,6 +1,7 @@
 #include "Q_vfscanf.h"
 
 #include "guarded_page.h"
+#include "scan.h"
 
 #include <gtest/gtest.h>
 
@@ -21,34 +22,7 @@
 namespace {
 
 using kelp_test::GuardedPage;
-
-static_assert(std::is_same_v<decltype(&Q_vfscanf), int (*)(ScanSource*, const char*, va_list)>);
-static_assert(std::is_same_v<decltype(&__Qrefill), int (*)(ScanSource*)>);
-static_assert(std::is_same_v<decltype(&eofread), int (*)(void*, char*, int)>);
-static_assert(std::is_same_v<decltype(&updateFILE), void (*)(ScanSource*)>);
-static_assert(std::is_same_v<decltype(&updateVFILE), void (*)(ScanSource*)>);
-static_assert(std::is_same_v<decltype(ScanSource::position), const char*>);
-static_assert(std::is_same_v<decltype(ScanSource::unread), int>);
-static_assert(std::is_same_v<decltype(ScanSource::flags), int>);
-static_assert(std::is_same_v<decltype(ScanSource::base), const char*>);
-static_assert(std::is_same_v<decltype(ScanSource::size), int>);
-static_assert(std::is_same_v<decltype(ScanSource::read), int (*)(void*, char*, int)>);
-static_assert(std::is_same_v<decltype(ScanSource::stream), FILE*>);
-static_assert(offsetof(ScanSource, position) < offsetof(ScanSource, unread) &&
-              offsetof(ScanSource, unread) < offsetof(ScanSource, flags) &&
-              offsetof(ScanSource, flags) < offsetof(ScanSource, base) &&
-              offsetof(ScanSource, base) < offsetof(ScanSource, size) &&
-              offsetof(ScanSource, size) < offsetof(ScanSource, read) &&
-              offsetof(ScanSource, read) < offsetof(ScanSource, stream));
-static_assert(Q_SCAN_EOF == 0x20);
-
-int scan(ScanSource* source, const char* format, ...) {
-  va_list args;
-  va_start(args, format);
-  const int result = Q_vfscanf(source, format, args);
-  va_end(args);
-  return result;
-}
+using kelp_test::scan;
 
 ScanSource sourceOf(const char* text, int length) {
   return {text, length, Q_SCAN_EOF, text, length, eofread, nullptr};
@@ -61,7 +35,7 @@ struct Close {
 };
 using Stream = std::unique_ptr<FILE, Close>;
 
-// ---- a source that is a text
+// --- a source that is a text
 
 TEST(Vfscanf, LeavesTheSourceAfterWhatWasConsumed) {
   const struct {
@@ -197,7 +171,7 @@ TEST(Vfscanf, TakesASourceWithoutAnything) {
   EXPECT_EQ(source.position, nullptr);
 }
 
-// ---- a source that is fed in pieces
+// --- a source that is fed in pieces
 
 // Gives a text out in pieces; what it gives out ends at a page that nobody may touch.
 struct PieceSource {
@@ -306,7 +280,7 @@ TEST(Vfscanf, ReadsWhatIsUnreadBeforeItAsks) {
   EXPECT_EQ(value, 1234);
 }
 
-// ---- refilling
+// --- refilling
 
 TEST(Refill, FailsAtOnceWhenTheInputHasEnded) {
   PieceSource source("12", 2);
@@ -370,7 +344,7 @@ TEST(Eofread, HasNothing) {
   EXPECT_EQ(untouched, '#');
 }
 
-// ---- streams
+// --- streams
 
 enum class Buffering { usual, small, none };
 

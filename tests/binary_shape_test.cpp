@@ -1,30 +1,40 @@
-// The shape that hosts are compiled against: slots of the virtual tables, inheritance, fields.
+// The shape that hosts are compiled against: slots of the virtual tables, inheritance, signatures,
+// fields.
+#include "Q_sscanf.h"
+#include "Q_strings.h"
+#include "Q_strtoimax.h"
+#include "Q_strtoumax.h"
+#include "Q_vfscanf.h"
+#include "cmnconfiguration.h"
+#include "cmnerror.h"
+#include "cmnexecpipe.h"
+#include "cmnexecpipebase.h"
+#include "cmnicucatalog.h"
+#include "cmnicumessage.h"
+#include "cmnmessage.h"
+#include "cmnmsgcatalog.h"
+#include "cmnmsgcatalogmgr.h"
+#include "cmnmsgdgst5.h"
+#include "cmnnetwork.h"
+#include "cmnrefcount.h"
+#include "cmnsaxhandler.h"
+#include "cmnsaxparser.h"
+#include "cmnsmartptr.h"
+#include "cmntraceable.h"
+#include "cmntracelog.h"
+#include "exposed_members.h"
+
 #include <gtest/gtest.h>
 
-#include <Q_vfscanf.h>
-#include <cmnconfiguration.h>
-#include <cmnerror.h>
-#include <cmnexecpipe.h>
-#include <cmnexecpipebase.h>
-#include <cmnicucatalog.h>
-#include <cmnicumessage.h>
-#include <cmnmessage.h>
-#include <cmnmsgcatalog.h>
-#include <cmnmsgcatalogmgr.h>
-#include <cmnmsgdgst5.h>
-#include <cmnnetwork.h>
-#include <cmnrefcount.h>
-#include <cmnsaxhandler.h>
-#include <cmnsaxparser.h>
-#include <cmnsmartptr.h>
-#include <cmntraceable.h>
-#include <cmntracelog.h>
 #include <cxxabi.h>
 #include <dlfcn.h>
 #include <elf.h>
 #include <link.h>
 
+#include <cstdarg>
 #include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -33,12 +43,14 @@
 #include <string>
 #include <type_traits>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
-namespace kelp_cmn_4_4 {
 namespace {
 
-// ---- virtual tables -----------------------------------------------------------------------------
+using namespace kelp_cmn_4_4;
+
+// --- virtual tables
 
 std::string demangled(const char* symbol) {
   int status = 0;
@@ -122,7 +134,7 @@ TEST(VirtualTable, OfTraceableHoldsDestructorsThenRegisterTraceLog) {
                                 name + "registerTraceLog"}));
 }
 
-TEST(VirtualTable, OfExecPipeBaseHoldsTheThirteenOperationsInOrder) {
+TEST(VirtualTable, OfExecPipeBaseHoldsDestructorsThenTheTraceLogThenTheOperations) {
   const std::string name = scope + "CCmnExecPipeBase::";
   const std::string pure = "__cxa_pure_virtual";
   // No object is ever of the abstract class itself, so the compiler leaves its two destructor slots
@@ -147,7 +159,7 @@ TEST(VirtualTable, OfExecPipePosixOverridesTheBaseInPlace) {
                 base + "Abort", name + "Init", base + "getLastError"}));
 }
 
-TEST(VirtualTable, OfMessageHoldsTheCountThenTheSevenOperationsInOrder) {
+TEST(VirtualTable, OfMessageHoldsTheCountThenItsOperations) {
   const std::string name = scope + "CCmnMessage::";
   const std::string count = scope + "CCmnRefCount::";
   const std::string pure = "__cxa_pure_virtual";
@@ -170,7 +182,7 @@ TEST(VirtualTable, OfIcuMessageOverridesTheMessageInPlace) {
                 base + "getFileName", base + "getMessageId", name + "formatMessage"}));
 }
 
-TEST(VirtualTable, OfTheFactoryHoldsDestructorsThenTheThreeOperationsThatHostsImplement) {
+TEST(VirtualTable, OfTheFactoryHoldsDestructorsThenWhatHostsImplement) {
   const std::string pure = "__cxa_pure_virtual";
   EXPECT_EQ(slotsOf("CCmnMessageCatalogFactory"),
             (std::vector<std::string>{"empty", "empty", pure, pure, pure}));
@@ -241,7 +253,7 @@ std::vector<std::string> primarySlotsOf(const std::type_info& type) {
   return slots;
 }
 
-TEST(VirtualTable, OfTheSaxHandlerReplacesSevenSlotsOfItsBaseAndAddsCharactersAtTheEnd) {
+TEST(VirtualTable, OfTheSaxHandlerReplacesSlotsOfItsBaseAndAddsCharactersAtTheEnd) {
   std::vector<std::string> expected = primarySlotsOf(typeid(xercesc::DefaultHandler));
   ASSERT_EQ(expected, std::vector<std::string>(expected.size(), "-"));
   const std::string own = scope + "CCmnSaxParseHandler::";
@@ -265,7 +277,7 @@ TEST(VirtualTable, OfTheSaxHandlerReplacesSevenSlotsOfItsBaseAndAddsCharactersAt
   EXPECT_EQ(slots, expected);
 }
 
-// ---- inheritance --------------------------------------------------------------------------------
+// --- inheritance
 
 // A downcast from a virtual base is ill-formed.
 template <class Base, class Derived, class = void>
@@ -303,6 +315,7 @@ TEST(Inheritance, IsAsHostsWereCompiledAgainst) {
 
 TEST(Copying, IsPossibleForRecordsAndHoldersOnly) {
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnRefCount>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnRefCount>);
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnTraceLog>);
   EXPECT_FALSE(std::is_copy_assignable_v<CCmnTraceLog>);
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnIcuMessage>);
@@ -329,13 +342,100 @@ TEST(Copying, IsPossibleForRecordsAndHoldersOnly) {
   EXPECT_TRUE(std::is_copy_assignable_v<ECmnExecPipe>);
 }
 
-// ---- fields -------------------------------------------------------------------------------------
+// --- signatures
 
-// An explicit instantiation may name what is private or protected.
-template <class Tag, auto Member>
-struct Expose {
-  friend constexpr auto memberOf(Tag) { return Member; }
+template <auto function, class Type>
+constexpr bool hasSignature = std::is_same_v<decltype(function), Type>;
+
+static_assert(hasSignature<Q_sscanf, int (*)(const char*, const char*, ...)>);
+static_assert(hasSignature<Q_vfscanf, int (*)(ScanSource*, const char*, va_list)>);
+static_assert(hasSignature<__Qrefill, int (*)(ScanSource*)>);
+static_assert(hasSignature<eofread, int (*)(void*, char*, int)>);
+static_assert(hasSignature<updateFILE, void (*)(ScanSource*)>);
+static_assert(hasSignature<updateVFILE, void (*)(ScanSource*)>);
+
+static_assert(hasSignature<__Qstrtoimax, intmax_t (*)(const char*, char**, int)>);
+static_assert(hasSignature<__Qstrtoumax, uintmax_t (*)(const char*, char**, int)>);
+
+template <class Char>
+using Bounded = size_t (*)(Char*, const Char*, size_t);
+template <class Char>
+using BoundedTwice = size_t (*)(Char*, const Char*, size_t, size_t);
+
+static_assert(hasSignature<Q_strlcpy, Bounded<char>>);
+static_assert(hasSignature<Q_strlcat, Bounded<char>>);
+static_assert(hasSignature<Q_strlncpy, BoundedTwice<char>>);
+static_assert(hasSignature<Q_strlncat, BoundedTwice<char>>);
+static_assert(hasSignature<Q_wcslcpy, Bounded<wchar_t>>);
+static_assert(hasSignature<Q_wcslcat, Bounded<wchar_t>>);
+static_assert(hasSignature<Q_wcslncpy, BoundedTwice<wchar_t>>);
+static_assert(hasSignature<Q_wcslncat, BoundedTwice<wchar_t>>);
+static_assert(hasSignature<Q_strverify, int (*)(const char*, size_t, size_t*)>);
+static_assert(hasSignature<Q_wstrverify, int (*)(const wchar_t*, size_t, size_t*)>);
+static_assert(hasSignature<Q_snprintf, int (*)(char*, size_t, const char*, ...)>);
+static_assert(hasSignature<Q_vsnprintf, int (*)(char*, size_t, const char*, va_list)>);
+static_assert(hasSignature<Q_snwprintf, int (*)(wchar_t*, size_t, const wchar_t*, ...)>);
+static_assert(hasSignature<Q_vsnwprintf, int (*)(wchar_t*, size_t, const wchar_t*, va_list)>);
+static_assert(hasSignature<Q_dumb_realloc, void* (*)(void**, size_t)>);
+
+using Holder = CCmnSmartPtr<CCmnRefCount, CCmnNullAllocator<CCmnRefCount>>;
+
+static_assert(hasSignature<&Holder::operator->, CCmnRefCount* (Holder::*)() const>);
+static_assert(hasSignature<&Holder::operator*, CCmnRefCount& (Holder::*)() const>);
+static_assert(hasSignature<&Holder::get, CCmnRefCount* (Holder::*)() const>);
+static_assert(std::is_same_v<decltype(std::declval<Holder&>() = std::declval<Holder&>()), Holder&>);
+
+using Handler = CCmnSaxParseHandler;
+
+static_assert(hasSignature<&Handler::hasErrorOccurred, bool (Handler::*)() const>);
+static_assert(hasSignature<&Handler::getLastException,
+                           const xercesc::SAXParseException& (Handler::*)() const>);
+static_assert(hasSignature<&Handler::getCharacters, const std::string& (Handler::*)() const>);
+// The only characters() that the class shows: were the inherited one shown, too, a call with an int
+// would be ambiguous, and so would be this.
+static_assert(hasSignature<&Handler::characters, void (Handler::*)(const XMLCh*, unsigned int)>);
+
+using Digest = CCmnMessageDigest5;
+using DigestStep = void (Digest::*)(unsigned long&, unsigned long, unsigned long, unsigned long,
+                                    unsigned long, unsigned long, unsigned long);
+struct OpenDigest : Digest {
+  using Digest::Transform;
+  using Digest::Transform_Round1;
+  using Digest::Transform_Round2;
+  using Digest::Transform_Round3;
+  using Digest::Transform_Round4;
 };
+
+static_assert(hasSignature<&Digest::Initialize, void (Digest::*)()>);
+static_assert(hasSignature<&Digest::Update, void (Digest::*)(const unsigned char*, unsigned long)>);
+static_assert(hasSignature<&Digest::Finalize, void (Digest::*)()>);
+static_assert(hasSignature<&Digest::operator[], unsigned char (Digest::*)(unsigned long) const>);
+static_assert(hasSignature<&Digest::GetAnsiMessageDigest, const char* (Digest::*)() const>);
+static_assert(hasSignature<&Digest::GetUnicodeMessageDigest, const wchar_t* (Digest::*)() const>);
+static_assert(hasSignature<&OpenDigest::Transform, void (Digest::*)(const unsigned char*)>);
+static_assert(hasSignature<&OpenDigest::Transform_Round1, DigestStep>);
+static_assert(hasSignature<&OpenDigest::Transform_Round2, DigestStep>);
+static_assert(hasSignature<&OpenDigest::Transform_Round3, DigestStep>);
+static_assert(hasSignature<&OpenDigest::Transform_Round4, DigestStep>);
+
+TEST(Construction, IsPossibleFromWhatHostsGiveIt) {
+  EXPECT_TRUE((std::is_convertible_v<CCmnRefCount*, Holder>));
+  EXPECT_TRUE((std::is_constructible_v<bool, Holder>));
+  EXPECT_FALSE((std::is_convertible_v<Holder, bool>));
+  EXPECT_TRUE((std::is_convertible_v<const char*, Digest>));
+  EXPECT_TRUE((std::is_convertible_v<const unsigned short*, Digest>));
+  EXPECT_TRUE((std::is_constructible_v<Digest, const void*, unsigned long>));
+  EXPECT_TRUE((std::is_constructible_v<CCmnSaxParser, xercesc::DefaultHandler*>));
+  EXPECT_FALSE(std::is_default_constructible_v<CCmnSaxParser>);
+}
+
+TEST(Destruction, IsVirtualWhereHostsDeleteThroughABase) {
+  EXPECT_TRUE(std::has_virtual_destructor_v<CCmnRefCount>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<CCmnMessageCatalogFactory>);
+  EXPECT_TRUE(std::has_virtual_destructor_v<CCmnSaxParseHandler>);
+}
+
+// --- fields
 
 template <class Class, class Type>
 ptrdiff_t offsetOf(Type Class::*member) {
@@ -349,12 +449,6 @@ template <class Type, class Class, class Actual>
 constexpr bool hasType(Actual Class::*) {
   return std::is_same_v<Type, Actual>;
 }
-
-#define KELP_EXPOSE(Class, field)                    \
-  struct Class##_##field {                           \
-    friend constexpr auto memberOf(Class##_##field); \
-  };                                                 \
-  template struct Expose<Class##_##field, &Class::field>;
 
 KELP_EXPOSE(CCmnRefCount, m_count)
 KELP_EXPOSE(CCmnError, m_code)
@@ -451,7 +545,7 @@ TEST(Fields, OfRefCountAreAVolatileInt) {
 }
 
 TEST(Fields, OfTheHolderAreOnePointer) {
-  EXPECT_EQ(sizeof(CCmnSmartPtr<CCmnRefCount, CCmnNullAllocator<CCmnRefCount>>), sizeof(void*));
+  EXPECT_EQ(sizeof(Holder), sizeof(void*));
   EXPECT_TRUE(std::is_empty_v<CCmnNullAllocator<CCmnRefCount>>);
   EXPECT_TRUE(std::is_empty_v<CCmnContextSingletonAllocator<CCmnTraceLog>>);
 }
@@ -483,7 +577,7 @@ TEST(Fields, OfConfigurationAreLastErrorHeapPathsAndSection) {
                     fieldOf(memberOf(CCmnConfiguration_m_currentSection{}))});
 }
 
-TEST(Fields, OfTraceLogAreInTheStatedOrder) {
+TEST(Fields, OfTraceLogAreSettingsLevelNamesAndSwitches) {
   EXPECT_TRUE(hasType<CCmnConfiguration>(memberOf(CCmnTraceLog_m_config{})));
   EXPECT_TRUE(hasType<int>(memberOf(CCmnTraceLog_m_traceLevel{})));
   EXPECT_TRUE(hasType<tstr>(memberOf(CCmnTraceLog_m_tracePath{})));
@@ -498,8 +592,8 @@ TEST(Fields, OfTraceLogAreInTheStatedOrder) {
 }
 
 TEST(Fields, OfTraceableAreOneHolder) {
-  using Holder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
-  EXPECT_TRUE(hasType<Holder>(memberOf(CCmnTraceable_m_traceLog{})));
+  using LogHolder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
+  EXPECT_TRUE(hasType<LogHolder>(memberOf(CCmnTraceable_m_traceLog{})));
   expectInOrder(afterVirtualPointer, {fieldOf(memberOf(CCmnTraceable_m_traceLog{}))});
 }
 
@@ -622,8 +716,10 @@ TEST(Fields, OfTheSaxHandlerFollowItsBase) {
                  fieldOf(memberOf(CCmnSaxParseHandler_m_characters{}))});
 }
 
-TEST(Fields, OfTheDigestAreInTheStatedOrder) {
+TEST(Fields, OfTheDigestAreBufferStateCountsAndTexts) {
   EXPECT_TRUE(std::is_standard_layout_v<CCmnMessageDigest5>);
+  EXPECT_TRUE(std::is_trivially_copyable_v<CCmnMessageDigest5>);
+  EXPECT_EQ(sizeof(CCmnMessageDigest5), 296U);
   EXPECT_TRUE(hasType<unsigned char[64]>(memberOf(CCmnMessageDigest5_m_buffer{})));
   EXPECT_TRUE(hasType<unsigned long>(memberOf(CCmnMessageDigest5_m_bufferCount{})));
   EXPECT_TRUE(hasType<unsigned long[4]>(memberOf(CCmnMessageDigest5_m_state{})));
@@ -640,8 +736,16 @@ TEST(Fields, OfTheDigestAreInTheStatedOrder) {
                     fieldOf(memberOf(CCmnMessageDigest5_m_unicodeDigest{}))});
 }
 
-TEST(Fields, OfTheScanSourceAreInTheStatedOrder) {
+TEST(Fields, OfTheScanSourceAreTheUnreadTextItsBufferAndWhatFillsIt) {
   EXPECT_TRUE(std::is_standard_layout_v<ScanSource>);
+  EXPECT_TRUE(hasType<const char*>(&ScanSource::position));
+  EXPECT_TRUE(hasType<int>(&ScanSource::unread));
+  EXPECT_TRUE(hasType<int>(&ScanSource::flags));
+  EXPECT_TRUE(hasType<const char*>(&ScanSource::base));
+  EXPECT_TRUE(hasType<int>(&ScanSource::size));
+  EXPECT_TRUE((hasType<int (*)(void*, char*, int)>(&ScanSource::read)));
+  EXPECT_TRUE(hasType<FILE*>(&ScanSource::stream));
+  EXPECT_EQ(Q_SCAN_EOF, 0x20);
   expectInOrder(
       0, {fieldOf(&ScanSource::position), fieldOf(&ScanSource::unread), fieldOf(&ScanSource::flags),
           fieldOf(&ScanSource::base), fieldOf(&ScanSource::size), fieldOf(&ScanSource::read),
@@ -649,4 +753,3 @@ TEST(Fields, OfTheScanSourceAreInTheStatedOrder) {
 }
 
 }  // namespace
-}  // namespace kelp_cmn_4_4

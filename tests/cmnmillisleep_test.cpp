@@ -1,11 +1,9 @@
 #include "cmnmillisleep.h"
 
+#include "another_process.h"
 #include "interposed_calls.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <vector>
@@ -13,6 +11,7 @@
 namespace {
 
 using kelp_cmn_4_4::millisleep;
+using kelp_test::inAnotherProcess;
 using kelp_test::Replacements;
 using kelp_test::ScopedReplacements;
 
@@ -27,7 +26,7 @@ int nanosleepError = 0;
 
 int recordNanosleep(const timespec* duration, timespec* rest) {
   nanosleeps.push_back({duration->tv_sec, duration->tv_nsec});
-  EXPECT_EQ(nullptr, rest);
+  EXPECT_EQ(rest, nullptr);
   errno = nanosleepError;
   return nanosleepError == 0 ? 0 : -1;
 }
@@ -40,7 +39,7 @@ unsigned int recordSleep(unsigned int seconds) {
 // Sleeps that do not sleep, with the given error.
 class Recording {
  public:
-  explicit Recording(int error) : replaced_(recording()) {
+  explicit Recording(int error) : m_replaced(recording()) {
     nanosleeps.clear();
     sleeps.clear();
     nanosleepError = error;
@@ -53,7 +52,7 @@ class Recording {
     result.sleep = recordSleep;
     return result;
   }
-  ScopedReplacements replaced_;
+  ScopedReplacements m_replaced;
 };
 
 TEST(Millisleep, SplitsTheTimeIntoSecondsAndNanoseconds) {
@@ -69,9 +68,9 @@ TEST(Millisleep, SplitsTheTimeIntoSecondsAndNanoseconds) {
     SCOPED_TRACE(c.milliseconds);
     const Recording recording(0);
     millisleep(c.milliseconds);
-    ASSERT_EQ(1U, nanosleeps.size());
-    EXPECT_EQ(c.seconds, nanosleeps[0].seconds);
-    EXPECT_EQ(c.nanoseconds, nanosleeps[0].nanoseconds);
+    ASSERT_EQ(nanosleeps.size(), 1U);
+    EXPECT_EQ(nanosleeps[0].seconds, c.seconds);
+    EXPECT_EQ(nanosleeps[0].nanoseconds, c.nanoseconds);
     EXPECT_TRUE(sleeps.empty());
   }
 }
@@ -81,7 +80,7 @@ TEST(Millisleep, IsNotRepeatedAfterAnInterruptionOrAnyOtherFailure) {
     SCOPED_TRACE(error);
     const Recording recording(error);
     millisleep(250);
-    EXPECT_EQ(1U, nanosleeps.size());
+    EXPECT_EQ(nanosleeps.size(), 1U);
     EXPECT_TRUE(sleeps.empty());
   }
 }
@@ -95,29 +94,17 @@ TEST(Millisleep, ReallySleeps) {
   EXPECT_GE((after.tv_sec - before.tv_sec) * 1000000000 + after.tv_nsec - before.tv_nsec, 20000000);
 }
 
-// The fallback lasts as long as its process, so it happens in a process of its own.
-template <class Body>
-void inAnotherProcess(Body body) {
-  const pid_t child = fork();
-  if (child == 0) {
-    body();
-    _exit(testing::Test::HasFailure() ? 1 : 0);
-  }
-  int status = -1;
-  ASSERT_EQ(child, waitpid(child, &status, 0));
-  EXPECT_EQ(0, status);
-}
-
+// The fallback lasts as long as its process.
 TEST(Millisleep, FallsBackToWholeSecondsForGoodWithoutNanosleep) {
   inAnotherProcess([] {
     const Recording recording(ENOSYS);
     millisleep(1);
-    EXPECT_EQ(1U, nanosleeps.size());
-    EXPECT_EQ(std::vector<unsigned int>{1}, sleeps);
+    EXPECT_EQ(nanosleeps.size(), 1U);
+    EXPECT_EQ(sleeps, std::vector<unsigned int>{1});
     nanosleepError = 0;
     millisleep(1);
-    EXPECT_EQ(1U, nanosleeps.size());
-    EXPECT_EQ((std::vector<unsigned int>{1, 1}), sleeps);
+    EXPECT_EQ(nanosleeps.size(), 1U);
+    EXPECT_EQ(sleeps, (std::vector<unsigned int>{1, 1}));
   });
 }
 
@@ -128,8 +115,8 @@ TEST(Millisleep, FallbackAddsASecondAndCutsTheRest) {
     for (const long milliseconds : {0L, 1L, 999L, 1000L, 1001L, 1999L, 2000L, 59500L}) {
       millisleep(milliseconds);
     }
-    EXPECT_EQ((std::vector<unsigned int>{1, 1, 1, 2, 2, 2, 3, 60}), sleeps);
-    EXPECT_EQ(1U, nanosleeps.size());
+    EXPECT_EQ(sleeps, (std::vector<unsigned int>{1, 1, 1, 2, 2, 2, 3, 60}));
+    EXPECT_EQ(nanosleeps.size(), 1U);
   });
 }
 
@@ -139,8 +126,8 @@ TEST(Millisleep, OtherFailuresDoNotPreventTheFallbackLater) {
     millisleep(5);
     nanosleepError = ENOSYS;
     millisleep(5);
-    EXPECT_EQ(2U, nanosleeps.size());
-    EXPECT_EQ(std::vector<unsigned int>{1}, sleeps);
+    EXPECT_EQ(nanosleeps.size(), 2U);
+    EXPECT_EQ(sleeps, std::vector<unsigned int>{1});
   });
 }
 

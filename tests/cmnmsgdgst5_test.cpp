@@ -16,7 +16,6 @@
 #include <cstring>
 #include <random>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace {
@@ -42,35 +41,7 @@ struct OpenDigest : CCmnMessageDigest5 {
   using CCmnMessageDigest5::Transform_Round4;
 };
 
-using D = CCmnMessageDigest5;
-using Step = void (D::*)(unsigned long&, unsigned long, unsigned long, unsigned long, unsigned long,
-                         unsigned long, unsigned long);
-static_assert(std::is_same_v<decltype(&D::Initialize), void (D::*)()>);
-static_assert(
-    std::is_same_v<decltype(&D::Update), void (D::*)(const unsigned char*, unsigned long)>);
-static_assert(std::is_same_v<decltype(&D::Finalize), void (D::*)()>);
-static_assert(std::is_same_v<decltype(&D::operator[]), unsigned char (D::*)(unsigned long) const>);
-static_assert(std::is_same_v<decltype(&D::GetAnsiMessageDigest), const char* (D::*)() const>);
-static_assert(std::is_same_v<decltype(&D::GetUnicodeMessageDigest), const wchar_t* (D::*)() const>);
-static_assert(std::is_same_v<decltype(&OpenDigest::Transform), void (D::*)(const unsigned char*)>);
-static_assert(std::is_same_v<decltype(&OpenDigest::Transform_Round1), Step>);
-static_assert(std::is_same_v<decltype(&OpenDigest::Transform_Round2), Step>);
-static_assert(std::is_same_v<decltype(&OpenDigest::Transform_Round3), Step>);
-static_assert(std::is_same_v<decltype(&OpenDigest::Transform_Round4), Step>);
-static_assert(std::is_convertible_v<const char*, D>);
-static_assert(std::is_convertible_v<const unsigned short*, D>);
-static_assert(std::is_constructible_v<D, const void*, unsigned long>);
-
-static_assert(std::is_standard_layout_v<D> && !std::is_polymorphic_v<D>);
-static_assert(std::is_trivially_copyable_v<D>);
-static_assert(sizeof(D) == 296 && alignof(D) == 8);
-static_assert(offsetof(OpenDigest, m_buffer) == 0);
-static_assert(offsetof(OpenDigest, m_bufferCount) == 64);
-static_assert(offsetof(OpenDigest, m_state) == 72);
-static_assert(offsetof(OpenDigest, m_bitCount) == 104);
-static_assert(offsetof(OpenDigest, m_digest) == 112);
-static_assert(offsetof(OpenDigest, m_ansiDigest) == 128);
-static_assert(offsetof(OpenDigest, m_unicodeDigest) == 164);
+using Step = decltype(&OpenDigest::Transform_Round1);
 
 // The slow form: the whole message is padded in memory and every step looks its numbers up. With
 // words of 32 bits the shifts become rotations and the result is the well-known MD5.

@@ -1,11 +1,11 @@
 // What the look-ups ask of the system's resolver, and what they make of each of its answers.
+#include "cmnnetwork.h"
+#include "network_results.h"
 #include "scratch.h"
 #include "scripted_resolver.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include <cmnnetwork.h>
 
 #include <cstring>
 #include <string>
@@ -14,6 +14,9 @@ namespace {
 
 using kelp_cmn_4_4::CCmnHostInfo;
 using kelp_cmn_4_4::CCmnNetwork;
+using kelp_test::failed;
+using kelp_test::found;
+using kelp_test::noAddress;
 using kelp_test::ResolverNode;
 using kelp_test::ScopedLocale;
 using kelp_test::ScriptedResolver;
@@ -37,12 +40,12 @@ void tellHosts(ScriptedResolver& resolver) {
 
 class NetworkCalls : public testing::Test {
  protected:
-  NetworkCalls() { tellHosts(resolver); }
+  NetworkCalls() { tellHosts(m_resolver); }
 
   // The reverse look-ups among the calls, and the others, which only write an address.
   std::vector<std::string> nameCalls() const {
     std::vector<std::string> calls;
-    for (const std::string& call : resolver.nameInfoCalls) {
+    for (const std::string& call : m_resolver.nameInfoCalls) {
       if (call.find(": flags 0,") != std::string::npos) {
         calls.push_back(call);
       }
@@ -50,14 +53,14 @@ class NetworkCalls : public testing::Test {
     return calls;
   }
   Texts numericCalls() const {
-    Texts calls(resolver.nameInfoCalls.begin(), resolver.nameInfoCalls.end());
+    Texts calls(m_resolver.nameInfoCalls.begin(), m_resolver.nameInfoCalls.end());
     for (const std::string& call : nameCalls()) {
       calls.erase(call);
     }
     return calls;
   }
 
-  ScriptedResolver resolver;
+  ScriptedResolver m_resolver;
 };
 
 std::string asText(const CCmnHostInfo& host) {
@@ -100,121 +103,121 @@ TEST_F(NetworkCalls, ValidatesByANumericLookUp) {
   EXPECT_TRUE(CCmnNetwork::validateIPAddress("10.0.0.9"));
   EXPECT_FALSE(CCmnNetwork::validateIPAddress("multi"));
   EXPECT_FALSE(CCmnNetwork::validateIPAddress(nullptr));
-  EXPECT_THAT(resolver.addrInfoCalls,
+  EXPECT_THAT(m_resolver.addrInfoCalls,
               ElementsAre("10.0.0.9: flags 4, family 0", "multi: flags 4, family 0"));
-  EXPECT_EQ(resolver.listsGiven(), 1U);
+  EXPECT_EQ(m_resolver.listsGiven(), 1U);
 }
 
 TEST_F(NetworkCalls, LooksUpAddressesWithZeroedHints) {
   Texts addresses{"old"};
-  EXPECT_EQ(CCmnNetwork::getAddrByHost("Multi", addresses), 0);
+  EXPECT_EQ(CCmnNetwork::getAddrByHost("Multi", addresses), found);
   EXPECT_THAT(addresses, ElementsAre("10.0.0.9", "9.1.1.1"));
-  EXPECT_THAT(resolver.addrInfoCalls, ElementsAre("Multi: flags 0, family 0"));
+  EXPECT_THAT(m_resolver.addrInfoCalls, ElementsAre("Multi: flags 0, family 0"));
   EXPECT_THAT(numericCalls(),
               ElementsAre("10.0.0.9: flags 1, 256 bytes", "9.1.1.1: flags 1, 256 bytes"));
   EXPECT_THAT(nameCalls(), IsEmpty());
-  EXPECT_EQ(resolver.listsInUse(), 0U);
+  EXPECT_EQ(m_resolver.listsInUse(), 0U);
 }
 
 TEST_F(NetworkCalls, LooksUpANameByANumericLookUpFirst) {
   std::string name = "old";
-  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), 0);
+  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), found);
   EXPECT_EQ(name, "Ten.Example");
-  EXPECT_THAT(resolver.addrInfoCalls, ElementsAre("10.0.0.9: flags 4, family 0"));
+  EXPECT_THAT(m_resolver.addrInfoCalls, ElementsAre("10.0.0.9: flags 4, family 0"));
   EXPECT_THAT(nameCalls(), ElementsAre("10.0.0.9: flags 0, 256 bytes"));
-  EXPECT_EQ(resolver.listsInUse(), 0U);
+  EXPECT_EQ(m_resolver.listsInUse(), 0U);
 }
 
 TEST_F(NetworkCalls, NamesTheFirstNodeOnly) {
-  resolver.hosts["10.0.0.9"] = {{"9.1.1.1"}, {"10.0.0.9"}};
+  m_resolver.hosts["10.0.0.9"] = {{"9.1.1.1"}, {"10.0.0.9"}};
   std::string name;
-  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), 0);
+  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), found);
   EXPECT_EQ(name, "Nine.Example");
 
   // Not the next one when the first fails.
-  resolver.nameInfoFailure = {static_cast<int>(resolver.nameInfoCalls.size()) + 1};
-  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), 3);
+  m_resolver.nameInfoFailure = {static_cast<int>(m_resolver.nameInfoCalls.size()) + 1};
+  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), failed);
   EXPECT_EQ(name, "Nine.Example");
 }
 
 TEST_F(NetworkCalls, GivesTheAddressAsTheNameOfOneWithoutAName) {
   std::string name = "old";
-  EXPECT_EQ(CCmnNetwork::getHostbyAddr("fe80::1", name), 0);
+  EXPECT_EQ(CCmnNetwork::getHostbyAddr("fe80::1", name), found);
   EXPECT_EQ(name, "fe80::1");
 }
 
 TEST_F(NetworkCalls, TakesNamesOf255BytesAndNoMore) {
-  resolver.names["10.0.0.9"] = std::string(255, 'n');
+  m_resolver.names["10.0.0.9"] = std::string(255, 'n');
   std::string name;
-  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), 0);
+  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), found);
   EXPECT_EQ(name, std::string(255, 'n'));
-  resolver.names["10.0.0.9"] += 'n';
-  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), 3);
+  m_resolver.names["10.0.0.9"] += 'n';
+  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), failed);
   EXPECT_EQ(name, std::string(255, 'n'));
 }
 
 TEST_F(NetworkCalls, CollapsesTheNodesOfOneAddress) {
-  resolver.hosts["multi"] = {{"9.1.1.1"},
-                             {"9.1.1.1", AF_INET, SOCK_DGRAM, IPPROTO_UDP},
-                             {"10.0.0.9"},
-                             {"9.1.1.1", AF_INET, SOCK_RAW, 0}};
+  m_resolver.hosts["multi"] = {{"9.1.1.1"},
+                               {"9.1.1.1", AF_INET, SOCK_DGRAM, IPPROTO_UDP},
+                               {"10.0.0.9"},
+                               {"9.1.1.1", AF_INET, SOCK_RAW, 0}};
   EXPECT_THAT(CCmnNetwork::getAddressListForHost("multi"), ElementsAre("10.0.0.9", "9.1.1.1"));
 }
 
 TEST_F(NetworkCalls, SkipsAddressesWithoutText) {
-  resolver.withoutText = {"9.1.1.1"};
+  m_resolver.withoutText = {"9.1.1.1"};
   EXPECT_THAT(CCmnNetwork::getAddressListForHost("multi"), ElementsAre("10.0.0.9"));
-  resolver.withoutText = {"10.0.0.9"};
+  m_resolver.withoutText = {"10.0.0.9"};
   EXPECT_THAT(CCmnNetwork::getAddressListForHost("multi"), ElementsAre("9.1.1.1"));
 }
 
 TEST_F(NetworkCalls, FindsNothingOfAHostWhoseAddressesHaveNoText) {
-  resolver.withoutText = {"9.1.1.1", "10.0.0.9"};
+  m_resolver.withoutText = {"9.1.1.1", "10.0.0.9"};
   Texts addresses{"old"};
-  EXPECT_EQ(CCmnNetwork::getAddrByHost("multi", addresses), 0);  // a success all the same
+  EXPECT_EQ(CCmnNetwork::getAddrByHost("multi", addresses), found);  // a success all the same
   EXPECT_THAT(addresses, IsEmpty());
   std::string fqdn = "Old";
-  EXPECT_EQ(CCmnNetwork::getFQDN("multi", fqdn), -1);
+  EXPECT_EQ(CCmnNetwork::getFQDN("multi", fqdn), noAddress);
   EXPECT_EQ(fqdn, "Old");
-  resolver.addrInfoCalls.clear();
+  m_resolver.addrInfoCalls.clear();
   EXPECT_EQ(asText(CCmnNetwork::resolve("multi")), "multi||");
-  EXPECT_THAT(resolver.addrInfoCalls,
+  EXPECT_THAT(m_resolver.addrInfoCalls,
               ElementsAre("multi: flags 4, family 0", "multi: flags 0, family 0"));
 }
 
-// As long as the resolver says that it has succeeded.
+// As long as the m_resolver says that it has succeeded.
 TEST_F(NetworkCalls, TakesAnEmptyListForASuccessWithoutAddresses) {
-  resolver.hosts = {{"multi", {}}, {"10.0.0.9", {}}};
+  m_resolver.hosts = {{"multi", {}}, {"10.0.0.9", {}}};
   EXPECT_TRUE(CCmnNetwork::validateIPAddress("10.0.0.9"));
   Texts addresses{"old"};
-  EXPECT_EQ(CCmnNetwork::getAddrByHost("multi", addresses), 0);
+  EXPECT_EQ(CCmnNetwork::getAddrByHost("multi", addresses), found);
   EXPECT_THAT(addresses, IsEmpty());
   EXPECT_THAT(CCmnNetwork::getAddressListForHost("multi"), IsEmpty());
 }
 
 TEST_F(NetworkCalls, FindsNoNameInAnEmptyList) {
-  resolver.hosts = {{"multi", {}}, {"10.0.0.9", {}}};
+  m_resolver.hosts = {{"multi", {}}, {"10.0.0.9", {}}};
   std::string name = "Old";
-  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), 3);
-  EXPECT_EQ(CCmnNetwork::getFQDN("10.0.0.9", name), 3);
-  EXPECT_EQ(CCmnNetwork::getFQDN("multi", name), -1);
+  EXPECT_EQ(CCmnNetwork::getHostbyAddr("10.0.0.9", name), failed);
+  EXPECT_EQ(CCmnNetwork::getFQDN("10.0.0.9", name), failed);
+  EXPECT_EQ(CCmnNetwork::getFQDN("multi", name), noAddress);
   EXPECT_EQ(name, "Old");
   EXPECT_EQ(asText(CCmnNetwork::resolve("10.0.0.9")), "||");
   EXPECT_EQ(asText(CCmnNetwork::resolve("multi")), "multi||");
-  EXPECT_THAT(resolver.nameInfoCalls, IsEmpty());
+  EXPECT_THAT(m_resolver.nameInfoCalls, IsEmpty());
 }
 
 TEST_F(NetworkCalls, LeavesTheListsOfCallersAlone) {
-  addrinfo* const list = resolver.makeList({{"9.1.1.1"}, {"10.0.0.9"}, {"9.1.1.1"}, {"8.8.8.8"}});
-  resolver.withoutText = {"8.8.8.8"};
+  addrinfo* const list = m_resolver.makeList({{"9.1.1.1"}, {"10.0.0.9"}, {"9.1.1.1"}, {"8.8.8.8"}});
+  m_resolver.withoutText = {"8.8.8.8"};
   EXPECT_THAT(CCmnNetwork::extractIPAddress(list), ElementsAre("10.0.0.9", "9.1.1.1"));
-  EXPECT_THAT(resolver.nameInfoCalls,
+  EXPECT_THAT(m_resolver.nameInfoCalls,
               ElementsAre("9.1.1.1: flags 1, 256 bytes", "10.0.0.9: flags 1, 256 bytes",
                           "9.1.1.1: flags 1, 256 bytes", "8.8.8.8: flags 1, 256 bytes"));
   EXPECT_THAT(CCmnNetwork::addrinfoBlob(list), testing::SizeIs(4));
   EXPECT_THAT(CCmnNetwork::extractIPAddress(nullptr), IsEmpty());
   EXPECT_THAT(CCmnNetwork::addrinfoBlob(nullptr), IsEmpty());
-  EXPECT_THAT(resolver.addrInfoCalls, IsEmpty());
+  EXPECT_THAT(m_resolver.addrInfoCalls, IsEmpty());
 }
 
 TEST_F(NetworkCalls, DescribesEveryFieldOfANode) {
@@ -237,16 +240,16 @@ TEST_F(NetworkCalls, DescribesEveryFieldOfANode) {
       {{"8.8.8.8"},
        "ai_family = 2,ai_socktype = 1,ai_protocol = 6,ai_canonname = ,ai_addrlen = 16,"},
   };
-  resolver.withoutText = {"8.8.8.8"};
+  m_resolver.withoutText = {"8.8.8.8"};
   std::vector<ResolverNode> nodes;
   std::vector<std::string> lines;
   for (const auto& [node, line] : cases) {
     nodes.push_back(node);
     lines.emplace_back(line);
-    EXPECT_THAT(CCmnNetwork::addrinfoBlob(resolver.makeList({node})), ElementsAre(line));
+    EXPECT_THAT(CCmnNetwork::addrinfoBlob(m_resolver.makeList({node})), ElementsAre(line));
   }
-  resolver.nameInfoCalls.clear();
-  EXPECT_EQ(CCmnNetwork::addrinfoBlob(resolver.makeList(nodes)), lines);
+  m_resolver.nameInfoCalls.clear();
+  EXPECT_EQ(CCmnNetwork::addrinfoBlob(m_resolver.makeList(nodes)), lines);
   EXPECT_THAT(numericCalls(),
               ElementsAre("10.0.0.1: flags 1, 256 bytes", "8.8.8.8: flags 1, 256 bytes",
                           "fe80::1: flags 1, 256 bytes"));
@@ -255,59 +258,59 @@ TEST_F(NetworkCalls, DescribesEveryFieldOfANode) {
 
 TEST_F(NetworkCalls, AsksForTheFullyQualifiedNameOfTheFirstAddress) {
   std::string fqdn;
-  EXPECT_EQ(CCmnNetwork::getFQDN("MULTI", fqdn), 0);
+  EXPECT_EQ(CCmnNetwork::getFQDN("MULTI", fqdn), found);
   EXPECT_EQ(fqdn, "ten.example");
-  EXPECT_THAT(resolver.addrInfoCalls,
+  EXPECT_THAT(m_resolver.addrInfoCalls,
               ElementsAre("multi: flags 4, family 0", "multi: flags 0, family 0",
                           "10.0.0.9: flags 4, family 0"));
   EXPECT_THAT(nameCalls(), ElementsAre("10.0.0.9: flags 0, 256 bytes"));
-  EXPECT_EQ(resolver.listsGiven(), 2U);
+  EXPECT_EQ(m_resolver.listsGiven(), 2U);
 }
 
 TEST_F(NetworkCalls, AsksForTheFullyQualifiedNameOfAnAddressInLowerCase) {
   std::string fqdn;
-  EXPECT_EQ(CCmnNetwork::getFQDN("FE80::A", fqdn), 0);
+  EXPECT_EQ(CCmnNetwork::getFQDN("FE80::A", fqdn), found);
   EXPECT_EQ(fqdn, "fe80::a");
-  EXPECT_THAT(resolver.addrInfoCalls,
+  EXPECT_THAT(m_resolver.addrInfoCalls,
               ElementsAre("fe80::a: flags 4, family 0", "fe80::a: flags 4, family 0"));
 }
 
 TEST_F(NetworkCalls, AsksNothingForNothing) {
   std::string fqdn = "Old";
-  EXPECT_EQ(CCmnNetwork::getFQDN(nullptr, fqdn), 3);
-  EXPECT_EQ(CCmnNetwork::getFQDN("", fqdn), 3);
+  EXPECT_EQ(CCmnNetwork::getFQDN(nullptr, fqdn), failed);
+  EXPECT_EQ(CCmnNetwork::getFQDN("", fqdn), failed);
   EXPECT_EQ(fqdn, "Old");
   EXPECT_EQ(asText(CCmnNetwork::resolve("")), "||");
   EXPECT_FALSE(CCmnNetwork::compare(std::string(), std::string("multi")));
   EXPECT_FALSE(CCmnNetwork::compare(std::string("multi"), std::string()));
   EXPECT_FALSE(CCmnNetwork::compare(std::string(), std::string()));
-  EXPECT_THAT(resolver.addrInfoCalls, IsEmpty());
+  EXPECT_THAT(m_resolver.addrInfoCalls, IsEmpty());
 }
 
 TEST_F(NetworkCalls, TakesItsOutputForItsInput) {
   std::string text = "MULTI";
-  EXPECT_EQ(CCmnNetwork::getFQDN(text.c_str(), text), 0);
+  EXPECT_EQ(CCmnNetwork::getFQDN(text.c_str(), text), found);
   EXPECT_EQ(text, "ten.example");
   text = "10.0.0.9";
-  EXPECT_EQ(CCmnNetwork::getHostbyAddr(text, text), 0);
+  EXPECT_EQ(CCmnNetwork::getHostbyAddr(text, text), found);
   EXPECT_EQ(text, "Ten.Example");
 }
 
 TEST_F(NetworkCalls, LeavesAByteThatIsNoLetterOfTheLocale) {
-  resolver.hosts["\xc4server"] = {{"10.0.0.9"}};
-  resolver.names["10.0.0.9"] = "\xc4SERVER.Example";
+  m_resolver.hosts["\xc4server"] = {{"10.0.0.9"}};
+  m_resolver.names["10.0.0.9"] = "\xc4SERVER.Example";
   for (const char* locale : {"C", "C.utf8"}) {
     SCOPED_TRACE(locale);
     const ScopedLocale scope(locale);
     std::string fqdn;
-    EXPECT_EQ(CCmnNetwork::getFQDN("\xc4SERVER", fqdn), 0);
+    EXPECT_EQ(CCmnNetwork::getFQDN("\xc4SERVER", fqdn), found);
     EXPECT_EQ(fqdn, "\xc4server.example");
   }
 }
 
 TEST_F(NetworkCalls, ResolvesANameAsItIs) {
   EXPECT_EQ(asText(CCmnNetwork::resolve("Multi")), "Multi|10.0.0.9,9.1.1.1,|ten.example");
-  EXPECT_THAT(resolver.addrInfoCalls,
+  EXPECT_THAT(m_resolver.addrInfoCalls,
               ElementsAre("Multi: flags 4, family 0", "Multi: flags 0, family 0",
                           "10.0.0.9: flags 4, family 0", "10.0.0.9: flags 4, family 0"));
   EXPECT_THAT(nameCalls(), ElementsAre("10.0.0.9: flags 0, 256 bytes"));
@@ -316,10 +319,10 @@ TEST_F(NetworkCalls, ResolvesANameAsItIs) {
 TEST_F(NetworkCalls, ResolvesAnAddressToTheAddressesOfItsName) {
   EXPECT_EQ(asText(CCmnNetwork::resolve("10.0.0.9")),
             "Ten.Example|10.0.0.10,10.0.0.9,|Ten.Example");
-  EXPECT_THAT(resolver.addrInfoCalls,
+  EXPECT_THAT(m_resolver.addrInfoCalls,
               ElementsAre("10.0.0.9: flags 4, family 0", "10.0.0.9: flags 4, family 0",
                           "Ten.Example: flags 0, family 0"));
-  resolver.hosts["Ten.Example"] = {{"10.0.0.10"}};
+  m_resolver.hosts["Ten.Example"] = {{"10.0.0.10"}};
   EXPECT_EQ(asText(CCmnNetwork::resolve("10.0.0.9")), "Ten.Example|10.0.0.10,|Ten.Example");
   EXPECT_EQ(asText(CCmnNetwork::resolve("9.1.1.1")), "Nine.Example||Nine.Example");
   EXPECT_EQ(asText(CCmnNetwork::resolve("10.9.9.9")), "10.9.9.9|10.9.9.9,|10.9.9.9");
@@ -327,20 +330,20 @@ TEST_F(NetworkCalls, ResolvesAnAddressToTheAddressesOfItsName) {
 
 TEST_F(NetworkCalls, ResolvesBothDesignationsToCompareThem) {
   EXPECT_TRUE(CCmnNetwork::compare(std::string("multi"), std::string("10.0.0.9")));
-  EXPECT_EQ(resolver.addrInfoCalls.size(), 7U);  // as many as both take above
-  EXPECT_EQ(resolver.listsInUse(), 0U);
+  EXPECT_EQ(m_resolver.addrInfoCalls.size(), 7U);  // as many as both take above
+  EXPECT_EQ(m_resolver.listsInUse(), 0U);
 }
 
 TEST_F(NetworkCalls, ResolvesTheFirstDesignationFirst) {
   EXPECT_FALSE(CCmnNetwork::compare(std::string("nowhere"), std::string("nobody")));
-  EXPECT_THAT(resolver.addrInfoCalls,
+  EXPECT_THAT(m_resolver.addrInfoCalls,
               ElementsAre("nowhere: flags 4, family 0", "nowhere: flags 0, family 0",
                           "nobody: flags 4, family 0", "nobody: flags 0, family 0"));
 }
 
 TEST_F(NetworkCalls, FindsAnAddressUnlikeItselfWhenItsNameCannotBeFound) {
   EXPECT_TRUE(CCmnNetwork::compare(std::string("10.0.0.9"), std::string("10.0.0.9")));
-  resolver.nameInfoFailure = {static_cast<int>(resolver.nameInfoCalls.size()) + 1};
+  m_resolver.nameInfoFailure = {static_cast<int>(m_resolver.nameInfoCalls.size()) + 1};
   EXPECT_FALSE(CCmnNetwork::compare(std::string("10.0.0.9"), std::string("10.0.0.9")));
 }
 
@@ -351,39 +354,39 @@ TEST_F(NetworkCalls, ComparesWithARecordWithoutResolving) {
   EXPECT_FALSE(CCmnNetwork::compare(std::string("multi"), ten));
   EXPECT_FALSE(CCmnNetwork::compare(std::string("10.0.0.9"), multi));
   EXPECT_TRUE(CCmnNetwork::compare(std::string("10.0.0.9"), ten));
-  EXPECT_THAT(resolver.addrInfoCalls, IsEmpty());
-  EXPECT_THAT(resolver.nameInfoCalls, IsEmpty());
+  EXPECT_THAT(m_resolver.addrInfoCalls, IsEmpty());
+  EXPECT_THAT(m_resolver.nameInfoCalls, IsEmpty());
 }
 
 TEST_F(NetworkCalls, AsksAfresh) {
   EXPECT_THAT(CCmnNetwork::getAddressListForHost("multi"), ElementsAre("10.0.0.9", "9.1.1.1"));
-  resolver.hosts["multi"] = {{"8.8.8.8"}};
+  m_resolver.hosts["multi"] = {{"8.8.8.8"}};
   EXPECT_THAT(CCmnNetwork::getAddressListForHost("multi"), ElementsAre("8.8.8.8"));
   EXPECT_EQ(asText(CCmnNetwork::resolve("multi")), "multi|8.8.8.8,|8.8.8.8");
-  resolver.names["8.8.8.8"] = "Eight";
+  m_resolver.names["8.8.8.8"] = "Eight";
   EXPECT_EQ(asText(CCmnNetwork::resolve("multi")), "multi|8.8.8.8,|eight");
 }
 
 TEST_F(NetworkCalls, NamesThisMachineWithTheBufferThatItFilled) {
-  resolver.hostName = [](char* buffer, size_t size) {
+  m_resolver.hostName = [](char* buffer, size_t size) {
     EXPECT_EQ(buffer[0], '\0');  // for a call that fails without a trace
     std::memcpy(buffer, "This.Host", 10);
     return size == 254 ? 0 : -1;
   };
   EXPECT_EQ(CCmnNetwork::getComputerName(), "This.Host");
 
-  resolver.hostName = [](char* buffer, size_t size) {
+  m_resolver.hostName = [](char* buffer, size_t size) {
     std::memset(buffer, 'h', size);  // and no terminator
     return 0;
   };
   EXPECT_EQ(CCmnNetwork::getComputerName(), std::string(254, 'h'));
-  EXPECT_THAT(resolver.hostNameCalls, ElementsAre(254, 254));
+  EXPECT_THAT(m_resolver.hostNameCalls, ElementsAre(254, 254));
 }
 
 TEST_F(NetworkCalls, NamesThisMachineWithWhatAFailedCallLeft) {
-  resolver.hostName = [](char*, size_t) { return -1; };
+  m_resolver.hostName = [](char*, size_t) { return -1; };
   EXPECT_EQ(CCmnNetwork::getComputerName(), "");
-  resolver.hostName = [](char* buffer, size_t) {
+  m_resolver.hostName = [](char* buffer, size_t) {
     std::memcpy(buffer, "cut", 4);
     return -1;
   };
@@ -391,106 +394,108 @@ TEST_F(NetworkCalls, NamesThisMachineWithWhatAFailedCallLeft) {
 }
 
 TEST_F(NetworkCalls, LooksUpThisMachineByItsName) {
-  resolver.hostName = [](char* buffer, size_t) {
+  m_resolver.hostName = [](char* buffer, size_t) {
     std::memcpy(buffer, "Multi", 6);
     return 0;
   };
   std::string fqdn = "Old";
-  EXPECT_EQ(CCmnNetwork::getFQDN(fqdn), 0);
+  EXPECT_EQ(CCmnNetwork::getFQDN(fqdn), found);
   EXPECT_EQ(fqdn, "ten.example");
   EXPECT_EQ(asText(CCmnNetwork::resolve()), "Multi|10.0.0.9,9.1.1.1,|ten.example");
 
-  resolver.hosts.clear();
+  m_resolver.hosts.clear();
   fqdn = "Old";
-  EXPECT_EQ(CCmnNetwork::getFQDN(fqdn), -1);
+  EXPECT_EQ(CCmnNetwork::getFQDN(fqdn), noAddress);
   EXPECT_EQ(fqdn, "Old");
   EXPECT_EQ(asText(CCmnNetwork::resolve()), "Multi||");
 }
 
 TEST_F(NetworkCalls, LooksUpNothingForAMachineWithoutAName) {
   std::string fqdn = "Old";
-  EXPECT_EQ(CCmnNetwork::getFQDN(fqdn), 3);
+  EXPECT_EQ(CCmnNetwork::getFQDN(fqdn), failed);
   EXPECT_EQ(fqdn, "Old");
   EXPECT_EQ(asText(CCmnNetwork::resolve()), "||");
-  EXPECT_EQ(resolver.hostNameCalls.size(), 2U);
-  EXPECT_THAT(resolver.addrInfoCalls, IsEmpty());
+  EXPECT_EQ(m_resolver.hostNameCalls.size(), 2U);
+  EXPECT_THAT(m_resolver.addrInfoCalls, IsEmpty());
 }
 
 TEST_F(NetworkCalls, ReleasesItsListWhenACallIsCutShort) {
-  resolver.nameInfoThrows = true;  // as cancelling the thread in it does
-  resolver.nameInfoFailure = {1};
+  m_resolver.nameInfoThrows = true;  // as cancelling the thread in it does
+  m_resolver.nameInfoFailure = {1};
   Texts addresses{"old"};
   EXPECT_THROW(CCmnNetwork::getAddrByHost("multi", addresses), int);
   EXPECT_THAT(addresses, ElementsAre("old"));
-  EXPECT_EQ(resolver.listsInUse(), 0U);
+  EXPECT_EQ(m_resolver.listsInUse(), 0U);
 
-  resolver.nameInfoFailure = {static_cast<int>(resolver.nameInfoCalls.size()) + 1};
+  m_resolver.nameInfoFailure = {static_cast<int>(m_resolver.nameInfoCalls.size()) + 1};
   std::string name = "old";
   EXPECT_THROW(CCmnNetwork::getHostbyAddr("10.0.0.9", name), int);
   EXPECT_EQ(name, "old");
-  EXPECT_EQ(resolver.listsInUse(), 0U);
+  EXPECT_EQ(m_resolver.listsInUse(), 0U);
 }
 
 TEST(NetworkFaults, FailSimpleLookUps) {
   expectOutcomes({{0, 0, 1, "Old"}, {1, 0, 0, "Old"}},
                  [](std::string&) { return CCmnNetwork::validateIPAddress("10.0.0.9") ? 1 : 0; });
   const auto addresses = [](std::string& text) {
-    Texts found{"Old"};
-    const int result = CCmnNetwork::getAddrByHost("multi", found);
+    Texts stored{"Old"};
+    const int result = CCmnNetwork::getAddrByHost("multi", stored);
     text.clear();
-    for (const std::string& address : found) {
+    for (const std::string& address : stored) {
       text += address + ",";
     }
     return result;
   };
-  expectOutcomes({{0, 0, 0, "10.0.0.9,9.1.1.1,"},
-                  {1, 0, 3, "Old,"},
-                  {0, 1, 0, "10.0.0.9,"},
-                  {0, 2, 0, "9.1.1.1,"}},
+  expectOutcomes({{0, 0, found, "10.0.0.9,9.1.1.1,"},
+                  {1, 0, failed, "Old,"},
+                  {0, 1, found, "10.0.0.9,"},
+                  {0, 2, found, "9.1.1.1,"}},
                  addresses);
-  expectOutcomes({{0, 0, 0, "Ten.Example"}, {1, 0, 3, "Old"}, {0, 1, 3, "Old"}},
+  expectOutcomes({{0, 0, found, "Ten.Example"}, {1, 0, failed, "Old"}, {0, 1, failed, "Old"}},
                  [](std::string& name) { return CCmnNetwork::getHostbyAddr("10.0.0.9", name); });
 }
 
 TEST(NetworkFaults, ShowInTheFullyQualifiedName) {
   // A name: is it numeric, its addresses, the first one's name.
-  expectOutcomes({{0, 0, 0, "ten.example"},
-                  {1, 0, 0, "ten.example"},
-                  {2, 0, -1, "Old"},
-                  {3, 0, 3, "Old"},
-                  {0, 1, 0, "ten.example"},
-                  {0, 2, 0, "nine.example"},
-                  {0, 3, 3, "Old"}},
+  expectOutcomes({{0, 0, found, "ten.example"},
+                  {1, 0, found, "ten.example"},
+                  {2, 0, noAddress, "Old"},
+                  {3, 0, failed, "Old"},
+                  {0, 1, found, "ten.example"},
+                  {0, 2, found, "nine.example"},
+                  {0, 3, failed, "Old"}},
                  [](std::string& fqdn) { return CCmnNetwork::getFQDN("MULTI", fqdn); });
   // An address, which counts as a name if the first call fails.
-  expectOutcomes(
-      {{0, 0, 0, "ten.example"}, {1, 0, 0, "ten.example"}, {2, 0, 3, "Old"}, {0, 1, 3, "Old"}},
-      [](std::string& fqdn) { return CCmnNetwork::getFQDN("10.0.0.9", fqdn); });
+  expectOutcomes({{0, 0, found, "ten.example"},
+                  {1, 0, found, "ten.example"},
+                  {2, 0, failed, "Old"},
+                  {0, 1, failed, "Old"}},
+                 [](std::string& fqdn) { return CCmnNetwork::getFQDN("10.0.0.9", fqdn); });
 }
 
 TEST(NetworkFaults, LeavePartsOfARecordEmpty) {
   const auto resolved = [](const char* host) {
     return [host](std::string& text) {
       text = asText(CCmnNetwork::resolve(host));
-      return 0;
+      return found;
     };
   };
-  expectOutcomes({{0, 0, 0, "Multi|10.0.0.9,9.1.1.1,|ten.example"},
-                  {1, 0, 0, "Multi|10.0.0.9,9.1.1.1,|ten.example"},
-                  {2, 0, 0, "Multi||"},
-                  {3, 0, 0, "Multi|10.0.0.9,9.1.1.1,|ten.example"},
-                  {4, 0, 0, "Multi|10.0.0.9,9.1.1.1,|"},
-                  {0, 1, 0, "Multi|10.0.0.9,|ten.example"},
-                  {0, 2, 0, "Multi|9.1.1.1,|nine.example"},
-                  {0, 3, 0, "Multi|10.0.0.9,9.1.1.1,|"}},
+  expectOutcomes({{0, 0, found, "Multi|10.0.0.9,9.1.1.1,|ten.example"},
+                  {1, 0, found, "Multi|10.0.0.9,9.1.1.1,|ten.example"},
+                  {2, 0, found, "Multi||"},
+                  {3, 0, found, "Multi|10.0.0.9,9.1.1.1,|ten.example"},
+                  {4, 0, found, "Multi|10.0.0.9,9.1.1.1,|"},
+                  {0, 1, found, "Multi|10.0.0.9,|ten.example"},
+                  {0, 2, found, "Multi|9.1.1.1,|nine.example"},
+                  {0, 3, found, "Multi|10.0.0.9,9.1.1.1,|"}},
                  resolved("Multi"));
-  expectOutcomes({{0, 0, 0, "Ten.Example|10.0.0.10,10.0.0.9,|Ten.Example"},
-                  {1, 0, 0, "10.0.0.9|10.0.0.9,|ten.example"},
-                  {2, 0, 0, "||"},
-                  {3, 0, 0, "Ten.Example||Ten.Example"},
-                  {0, 1, 0, "||"},
-                  {0, 2, 0, "Ten.Example|10.0.0.10,|Ten.Example"},
-                  {0, 3, 0, "Ten.Example|10.0.0.9,|Ten.Example"}},
+  expectOutcomes({{0, 0, found, "Ten.Example|10.0.0.10,10.0.0.9,|Ten.Example"},
+                  {1, 0, found, "10.0.0.9|10.0.0.9,|ten.example"},
+                  {2, 0, found, "||"},
+                  {3, 0, found, "Ten.Example||Ten.Example"},
+                  {0, 1, found, "||"},
+                  {0, 2, found, "Ten.Example|10.0.0.10,|Ten.Example"},
+                  {0, 3, found, "Ten.Example|10.0.0.9,|Ten.Example"}},
                  resolved("10.0.0.9"));
 }
 

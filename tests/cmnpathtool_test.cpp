@@ -1,11 +1,11 @@
 #include "cmnpathtool.h"
 
 #include "install_root.h"
+#include "next_symbol.h"
 #include "scratch.h"
 
 #include <gtest/gtest.h>
 
-#include <dlfcn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,12 +25,11 @@ std::vector<std::pair<std::string, mode_t>> createdDirectories;
 
 // Stands in front of the platform's mkdir, to see what it is asked for.
 extern "C" int mkdir(const char* path, mode_t mode) noexcept {
-  static const auto next =
-      reinterpret_cast<int (*)(const char*, mode_t)>(dlsym(RTLD_NEXT, "mkdir"));
+  static const auto platforms = kelp_test::nextSymbol<decltype(mkdir)>("mkdir");
   if (recording) {
     createdDirectories.emplace_back(path, mode);
   }
-  return next(path, mode);
+  return platforms(path, mode);
 }
 
 namespace {
@@ -75,18 +74,18 @@ class PathTool : public testing::Test {
     return createdDirectories;
   }
 
-  InstallRoot root_;
+  InstallRoot m_root;
 };
 
 class ScopedUmask {
  public:
-  explicit ScopedUmask(mode_t mask) : old_(::umask(mask)) {}
-  ~ScopedUmask() { ::umask(old_); }
+  explicit ScopedUmask(mode_t mask) : m_old(::umask(mask)) {}
+  ~ScopedUmask() { ::umask(m_old); }
   ScopedUmask(const ScopedUmask&) = delete;
   ScopedUmask& operator=(const ScopedUmask&) = delete;
 
  private:
-  mode_t old_;
+  mode_t m_old;
 };
 
 mode_t modeOf(const std::string& path) {
@@ -94,7 +93,7 @@ mode_t modeOf(const std::string& path) {
   return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
-TEST(PathToolVerify, IsZeroForWhatExists) {
+TEST(PathToolVerify, SucceedsForWhatExists) {
   const kelp_test::ScratchDirectory scratch;
   const std::string file = scratch.path() + "file";
   kelp_test::writeFile(file, "");
@@ -105,7 +104,7 @@ TEST(PathToolVerify, IsZeroForWhatExists) {
   EXPECT_EQ(CCmnPathTool::verify("/dev/null"), 0);
 }
 
-TEST(PathToolVerify, IsMinusOneWithErrnoForWhatDoesNot) {
+TEST(PathToolVerify, FailsWithErrnoForWhatDoesNotExist) {
   const kelp_test::ScratchDirectory scratch;
   const std::string file = scratch.path() + "file";
   kelp_test::writeFile(file, "");

@@ -35,16 +35,20 @@ std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
   return out << "status " << outcome.status << " level " << outcome.level;
 }
 
-const Outcome noLevel{1, untouched};
-const Outcome unreadable{26, untouched};
+constexpr int found = 0;
+constexpr int notFound = 1;
+constexpr int notOpened = 26;
 
-Outcome set(int level) { return {0, level}; }
+const Outcome noLevel{notFound, untouched};
+const Outcome unreadable{notOpened, untouched};
+
+Outcome set(int level) { return {found, level}; }
 
 class QRBConfiguration : public testing::Test {
  protected:
   Outcome levelIn(const std::string& content) {
-    kelp_test::writeFile(scratch_.path() + "rk.conf", content);
-    return levelOf(scratch_.path(), "rk.conf");
+    kelp_test::writeFile(m_scratch.path() + "rk.conf", content);
+    return levelOf(m_scratch.path(), "rk.conf");
   }
 
   static Outcome levelOf(const std::string& dir, const std::string& file) {
@@ -57,7 +61,7 @@ class QRBConfiguration : public testing::Test {
     return {status, level};
   }
 
-  kelp_test::ScratchDirectory scratch_;
+  kelp_test::ScratchDirectory m_scratch;
 };
 
 TEST_F(QRBConfiguration, TheHostProductsFileHasAFixedPlace) {
@@ -224,42 +228,42 @@ TEST_F(QRBConfiguration, EveryPositionInALongLineAgreesWithThePlainForm) {
   }
 }
 
-TEST_F(QRBConfiguration, AFileThatCannotBeOpenedGives26) {
-  EXPECT_EQ(levelOf(scratch_.path(), "missing.conf"), unreadable);
-  EXPECT_EQ(levelOf(scratch_.path() + "missing/", "rk.conf"), unreadable);
+TEST_F(QRBConfiguration, AFileThatCannotBeOpenedFailsAndLeavesTheLevel) {
+  EXPECT_EQ(levelOf(m_scratch.path(), "missing.conf"), unreadable);
+  EXPECT_EQ(levelOf(m_scratch.path() + "missing/", "rk.conf"), unreadable);
   EXPECT_EQ(levelOf("", ""), unreadable);
   levelIn("VERBOSE=5\n");
-  EXPECT_EQ(levelOf(scratch_.path() + "rk.conf/", "rk.conf"), unreadable);
+  EXPECT_EQ(levelOf(m_scratch.path() + "rk.conf/", "rk.conf"), unreadable);
 }
 
-TEST_F(QRBConfiguration, AFileWithoutReadPermissionGives26) {
+TEST_F(QRBConfiguration, AFileWithoutReadPermissionFailsAndLeavesTheLevel) {
   levelIn("VERBOSE=5\n");
-  const std::string path = scratch_.path() + "rk.conf";
+  const std::string path = m_scratch.path() + "rk.conf";
   std::filesystem::permissions(path, std::filesystem::perms::none);
   const bool privileged = access(path.c_str(), R_OK) == 0;
-  EXPECT_EQ(levelOf(scratch_.path(), "rk.conf"), privileged ? set(5) : unreadable);
+  EXPECT_EQ(levelOf(m_scratch.path(), "rk.conf"), privileged ? set(5) : unreadable);
 }
 
 TEST_F(QRBConfiguration, ADirectoryInTheFilesPlaceHasNoLines) {
-  std::filesystem::create_directory(scratch_.path() + "rk.conf");
-  EXPECT_EQ(levelOf(scratch_.path(), "rk.conf"), noLevel);
+  std::filesystem::create_directory(m_scratch.path() + "rk.conf");
+  EXPECT_EQ(levelOf(m_scratch.path(), "rk.conf"), noLevel);
 }
 
 TEST_F(QRBConfiguration, DirectoryAndFileAreJoinedAsTheyAre) {
-  kelp_test::writeFile(scratch_.path() + "ab", "VERBOSE=4\n");
-  EXPECT_EQ(levelOf(scratch_.path() + "a", "b"), set(4));
-  EXPECT_EQ(levelOf("", scratch_.path() + "ab"), set(4));
-  EXPECT_EQ(levelOf(scratch_.path() + "ab", ""), set(4));
-  std::filesystem::create_directory(scratch_.path() + "dir");
-  kelp_test::writeFile(scratch_.path() + "dir/b", "VERBOSE=4\n");
-  EXPECT_EQ(levelOf(scratch_.path() + "dir", "b"), unreadable) << "no separator is added";
+  kelp_test::writeFile(m_scratch.path() + "ab", "VERBOSE=4\n");
+  EXPECT_EQ(levelOf(m_scratch.path() + "a", "b"), set(4));
+  EXPECT_EQ(levelOf("", m_scratch.path() + "ab"), set(4));
+  EXPECT_EQ(levelOf(m_scratch.path() + "ab", ""), set(4));
+  std::filesystem::create_directory(m_scratch.path() + "dir");
+  kelp_test::writeFile(m_scratch.path() + "dir/b", "VERBOSE=4\n");
+  EXPECT_EQ(levelOf(m_scratch.path() + "dir", "b"), unreadable) << "no separator is added";
 }
 
 TEST_F(QRBConfiguration, EveryCallReadsTheFileAfresh) {
   EXPECT_EQ(levelIn("VERBOSE=1\n"), set(1));
   EXPECT_EQ(levelIn("VERBOSE=2\n"), set(2));
-  std::filesystem::remove(scratch_.path() + "rk.conf");
-  EXPECT_EQ(levelOf(scratch_.path(), "rk.conf"), unreadable);
+  std::filesystem::remove(m_scratch.path() + "rk.conf");
+  EXPECT_EQ(levelOf(m_scratch.path(), "rk.conf"), unreadable);
 }
 
 }  // namespace

@@ -2,28 +2,22 @@
 
 #include <gtest/gtest.h>
 
-#include <type_traits>
-
 namespace {
 
 using kelp_cmn_4_4::CCmnRefCount;
 
-static_assert(!std::is_copy_constructible_v<CCmnRefCount>);
-static_assert(!std::is_copy_assignable_v<CCmnRefCount>);
-static_assert(std::has_virtual_destructor_v<CCmnRefCount>);
-
 class Exposed : public CCmnRefCount {
  public:
-  explicit Exposed(bool* destroyed = nullptr) : destroyed_(destroyed) {}
+  explicit Exposed(bool* destroyed = nullptr) : m_destroyed(destroyed) {}
   ~Exposed() override {
-    if (destroyed_ != nullptr) {
-      *destroyed_ = true;
+    if (m_destroyed != nullptr) {
+      *m_destroyed = true;
     }
   }
   volatile int& count() { return m_count; }
 
  private:
-  bool* destroyed_;
+  bool* m_destroyed;
 };
 
 TEST(RefCount, StartsAtZero) {

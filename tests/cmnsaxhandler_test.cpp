@@ -2,71 +2,23 @@
 
 #include "guarded_page.h"
 #include "scratch.h"
+#include "xerces_memory.h"
 
 #include <gtest/gtest.h>
-#include <xercesc/framework/MemoryManager.hpp>
 #include <xercesc/internal/VecAttributesImpl.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLString.hpp>
 
 #include <memory>
 #include <string>
-#include <type_traits>
-#include <unordered_set>
 #include <vector>
 
-namespace kelp_cmn_4_4 {
 namespace {
 
+using kelp_cmn_4_4::CCmnSaxParseHandler;
+using kelp_test::CountedXerces;
 using xercesc::SAXParseException;
 using xercesc::XMLPlatformUtils;
-
-static_assert(std::is_convertible_v<CCmnSaxParseHandler*, xercesc::DefaultHandler*>);
-static_assert(std::has_virtual_destructor_v<CCmnSaxParseHandler>);
-static_assert(!std::is_copy_constructible_v<CCmnSaxParseHandler>);
-static_assert(!std::is_copy_assignable_v<CCmnSaxParseHandler>);
-static_assert(std::is_same_v<decltype(&CCmnSaxParseHandler::hasErrorOccurred),
-                             bool (CCmnSaxParseHandler::*)() const>);
-static_assert(std::is_same_v<decltype(&CCmnSaxParseHandler::getLastException),
-                             const SAXParseException& (CCmnSaxParseHandler::*)() const>);
-static_assert(std::is_same_v<decltype(&CCmnSaxParseHandler::getCharacters),
-                             const std::string& (CCmnSaxParseHandler::*)() const>);
-
-// The only characters() that the class shows: were the inherited one shown, too, a call with an int
-// would be ambiguous, and so would be this.
-static_assert(std::is_same_v<decltype(&CCmnSaxParseHandler::characters),
-                             void (CCmnSaxParseHandler::*)(const XMLCh*, unsigned int)>);
-
-// Xerces-C with a memory manager that counts blocks and, at its own end, frees those that nobody
-// gave back.
-class CountedXerces : private xercesc::MemoryManager {
- public:
-  CountedXerces() {
-    EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr) << "somebody has initialised Xerces-C";
-    XMLPlatformUtils::Initialize(xercesc::XMLUni::fgXercescDefaultLocale, nullptr, nullptr, this);
-  }
-  ~CountedXerces() override {
-    XMLPlatformUtils::Terminate();
-    EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr) << "somebody still uses Xerces-C";
-    for (void* const block : blocks_) {
-      ::operator delete(block);
-    }
-  }
-  CountedXerces(const CountedXerces&) = delete;
-  CountedXerces& operator=(const CountedXerces&) = delete;
-
-  size_t blocks() const { return blocks_.size(); }
-
- private:
-  xercesc::MemoryManager* getExceptionMemoryManager() override { return this; }
-  void* allocate(XMLSize_t size) override { return *blocks_.insert(::operator new(size)).first; }
-  void deallocate(void* block) override {
-    EXPECT_TRUE(block == nullptr || blocks_.erase(block) == 1) << "a block of another manager";
-    ::operator delete(block);
-  }
-
-  std::unordered_set<void*> blocks_;
-};
 
 std::u16string text(const XMLCh* chars) { return chars == nullptr ? u"(null)" : chars; }
 
@@ -337,4 +289,3 @@ TEST(SaxParseHandler, OutlivesHandlersThatWereMadeLater) {
 }
 
 }  // namespace
-}  // namespace kelp_cmn_4_4

@@ -1,21 +1,20 @@
 #include "cmnsaxparser.h"
 
 #include "cmnsaxhandler.h"
+#include "exposed_members.h"
+#include "next_symbol.h"
 #include "scratch.h"
+#include "xerces_memory.h"
 
 #include <gtest/gtest.h>
 #include <xercesc/framework/MemBufInputSource.hpp>
-#include <xercesc/framework/MemoryManager.hpp>
 #include <xercesc/parsers/SAX2XMLReaderImpl.hpp>
 #include <xercesc/sax2/Attributes.hpp>
 #include <xercesc/sax2/XMLReaderFactory.hpp>
 #include <xercesc/util/BinInputStream.hpp>
-#include <xercesc/util/OutOfMemoryException.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/RuntimeException.hpp>
 #include <xercesc/util/XMLUni.hpp>
-
-#include <dlfcn.h>
 
 #include <algorithm>
 #include <functional>
@@ -23,55 +22,18 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <type_traits>
 #include <typeinfo>
-#include <unordered_set>
 #include <vector>
 
 // --- What stands in front of Xerces-C's entries and notes every call
 
 namespace {
 
+using kelp_test::XercesMemory;
+
 using Lines = std::vector<std::string>;
 
 constexpr size_t never = static_cast<size_t>(-1);
-
-// Gives memory for as long as Xerces-C is initialised, and counts what is asked of it afterwards.
-class ScriptedMemory : public xercesc::MemoryManager {
- public:
-  ~ScriptedMemory() override {
-    for (void* const block : blocks_) {
-      ::operator delete(block);
-    }
-  }
-  xercesc::MemoryManager* getExceptionMemoryManager() override { return this; }
-  void* allocate(XMLSize_t size) override {
-    lateCalls_ += ended_ ? 1 : 0;
-    if (failAfter == 0) {
-      throw xercesc::OutOfMemoryException();
-    }
-    failAfter -= failAfter == never ? 0 : 1;
-    largest = std::max<size_t>(largest, size);
-    return *blocks_.insert(::operator new(size)).first;
-  }
-  void deallocate(void* block) override {
-    lateCalls_ += ended_ ? 1 : 0;
-    EXPECT_TRUE(block == nullptr || blocks_.erase(block) == 1) << "a block of another manager";
-    ::operator delete(block);
-  }
-  void end() { ended_ = true; }
-
-  size_t failAfter = never;  // after so many allocations every one fails
-  size_t largest = 0;        // what was asked for at once
-
-  size_t blocks() const { return blocks_.size(); }
-  int lateCalls() const { return lateCalls_; }
-
- private:
-  std::unordered_set<void*> blocks_;
-  bool ended_ = false;
-  int lateCalls_ = 0;
-};
 
 class ScriptedReader;
 
@@ -79,7 +41,7 @@ struct Script {
   Lines events;
   size_t failAt = never;  // the event at which failure() is called
   std::function<void()> failure;
-  ScriptedMemory* memory = nullptr;
+  XercesMemory* memory = nullptr;
   int initialisations = 0;  // of Xerces-C, not yet terminated
   std::vector<ScriptedReader*> readers;
   bool readsDocuments = true;
@@ -166,7 +128,7 @@ template <class Function>
 Function* realFunction(const std::string& mangledNameAndArguments) {
   std::string name = std::string("_Z") + typeid(xercesc::XMLPlatformUtils).name();
   name.pop_back();  // the E that ends the nested name
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, (name + mangledNameAndArguments).c_str()));
+  return kelp_test::nextSymbol<Function>((name + mangledNameAndArguments).c_str());
 }
 
 using InitializeFunction = void(const char*, const char*, xercesc::PanicHandler*,
@@ -215,40 +177,23 @@ xercesc::SAX2XMLReader* xercesc::XMLReaderFactory::createXMLReader(MemoryManager
   return new (manager) ScriptedReader(manager, pool);
 }
 
-namespace kelp_cmn_4_4 {
 namespace {
 
+using kelp_cmn_4_4::CCmnSaxParseHandler;
+using kelp_cmn_4_4::CCmnSaxParser;
 using testing::Test;
 using xercesc::DefaultHandler;
 using xercesc::SAXParseException;
 using xercesc::XMLPlatformUtils;
 
-static_assert(!std::is_copy_constructible_v<CCmnSaxParser>);
-static_assert(!std::is_copy_assignable_v<CCmnSaxParser>);
-static_assert(std::is_constructible_v<CCmnSaxParser, DefaultHandler*>);
-static_assert(!std::is_default_constructible_v<CCmnSaxParser>);
-static_assert(!std::is_polymorphic_v<CCmnSaxParser>);
-static_assert(sizeof(CCmnSaxParser) == 2 * sizeof(void*));
+KELP_EXPOSE(CCmnSaxParser, m_handler)
+KELP_EXPOSE(CCmnSaxParser, m_reader)
 
-// The parser's fields, which nothing public shows.
-template <class Field, typename Field::Type member>
-struct Reveal {
-  friend typename Field::Type revealed(Field /*field*/) { return member; }
-};
-struct HandlerField {
-  using Type = DefaultHandler* CCmnSaxParser::*;
-  friend Type revealed(HandlerField field);
-};
-struct ReaderField {
-  using Type = xercesc::SAX2XMLReader* CCmnSaxParser::*;
-  friend Type revealed(ReaderField field);
-};
-template struct Reveal<HandlerField, &CCmnSaxParser::m_handler>;
-template struct Reveal<ReaderField, &CCmnSaxParser::m_reader>;
-
-DefaultHandler* handlerOf(const CCmnSaxParser& parser) { return parser.*revealed(HandlerField()); }
+DefaultHandler* handlerOf(const CCmnSaxParser& parser) {
+  return parser.*memberOf(CCmnSaxParser_m_handler{});
+}
 xercesc::SAX2XMLReader* readerOf(const CCmnSaxParser& parser) {
-  return parser.*revealed(ReaderField());
+  return parser.*memberOf(CCmnSaxParser_m_reader{});
 }
 
 class SaxParser : public Test {
@@ -293,15 +238,15 @@ template <class Base>
 class EventLog : public Base {
  public:
   using Base::characters;
-  const Lines& lines() const { return lines_; }
+  const Lines& lines() const { return m_lines; }
   Lines takeLines() {
     Lines lines;
-    lines.swap(lines_);
+    lines.swap(m_lines);
     return lines;
   }
 
-  void startDocument() override { lines_.push_back("startDocument"); }
-  void endDocument() override { lines_.push_back("endDocument"); }
+  void startDocument() override { m_lines.push_back("startDocument"); }
+  void endDocument() override { m_lines.push_back("endDocument"); }
   void startElement(const XMLCh* const uri, const XMLCh* const localname, const XMLCh* const qname,
                     const xercesc::Attributes& attrs) override {
     std::string line = "<" + name(uri, localname, qname);
@@ -310,36 +255,36 @@ class EventLog : public Base {
       line += " " + ascii(attrs.getURI(i)) + ascii(attrs.getQName(i)) + "=" +
               ascii(attrs.getValue(i)) + ":" + ascii(attrs.getType(i));
     }
-    lines_.push_back(line + ">");
+    m_lines.push_back(line + ">");
   }
   void endElement(const XMLCh* const uri, const XMLCh* const localname,
                   const XMLCh* const qname) override {
-    lines_.push_back("</" + name(uri, localname, qname) + ">");
+    m_lines.push_back("</" + name(uri, localname, qname) + ">");
   }
   void characters(const XMLCh* const chars, const XMLSize_t length) override {
     EXPECT_EQ(chars[length], 0);
-    lines_.push_back("'" + ascii(chars, length) + "'");
+    m_lines.push_back("'" + ascii(chars, length) + "'");
   }
   void ignorableWhitespace(const XMLCh* const chars, const XMLSize_t length) override {
-    lines_.push_back("white space '" + ascii(chars, length) + "'");
+    m_lines.push_back("white space '" + ascii(chars, length) + "'");
   }
   void processingInstruction(const XMLCh* const target, const XMLCh* const data) override {
-    lines_.push_back("<?" + ascii(target) + " " + ascii(data) + "?>");
+    m_lines.push_back("<?" + ascii(target) + " " + ascii(data) + "?>");
   }
   void startPrefixMapping(const XMLCh* const prefix, const XMLCh* const uri) override {
-    lines_.push_back("prefix " + ascii(prefix) + " of " + ascii(uri));
+    m_lines.push_back("prefix " + ascii(prefix) + " of " + ascii(uri));
   }
   void skippedEntity(const XMLCh* const entity) override {
-    lines_.push_back("skipped " + ascii(entity));
+    m_lines.push_back("skipped " + ascii(entity));
   }
   void warning(const SAXParseException& problem) override {
-    lines_.push_back("warning " + text(problem));
+    m_lines.push_back("warning " + text(problem));
   }
   void error(const SAXParseException& problem) override {
-    lines_.push_back("error " + text(problem));
+    m_lines.push_back("error " + text(problem));
   }
   void fatalError(const SAXParseException& problem) override {
-    lines_.push_back("fatal error " + text(problem));
+    m_lines.push_back("fatal error " + text(problem));
   }
 
  protected:
@@ -356,7 +301,7 @@ class EventLog : public Base {
     return (both.empty() ? "" : "{" + ascii(uri) + "}" + ascii(localname) + "=") + ascii(qname);
   }
 
-  Lines lines_;
+  Lines m_lines;
 };
 
 // The same, and records problems as its base does.
@@ -607,7 +552,7 @@ TEST_F(SaxParser, PassesOnWhatIsNoXmlExceptionDuringTheSetUp) {
 TEST_F(SaxParser, GivesUpXercesWhenItsConstructorThrows) {
   for (size_t failAt = 1; failAt < prepared.size() + 2; ++failAt) {
     SCOPED_TRACE(failAt);
-    ScriptedMemory memory;
+    XercesMemory memory;
     script = Script();
     script.memory = &memory;
     DefaultHandler handler;
@@ -621,7 +566,7 @@ TEST_F(SaxParser, GivesUpXercesWhenItsConstructorThrows) {
 }
 
 TEST_F(SaxParser, GivesUpXercesWhicheverAllocationFails) {
-  ScriptedMemory memory;
+  XercesMemory memory;
   script.memory = &memory;
   Recorder handler;  // keeps Xerces-C, whose own set-up cannot be undone
   bool isMade = false;
@@ -635,7 +580,7 @@ TEST_F(SaxParser, GivesUpXercesWhicheverAllocationFails) {
       EXPECT_EQ(script.initialisations, 1) << "allocation " << allocations;
       EXPECT_TRUE(script.readers.empty());
     }
-    memory.failAfter = never;
+    memory.failAfter = XercesMemory::never;
   }
   CCmnSaxParser parser(&handler);
   parser.parse("<a/>");
@@ -766,11 +711,11 @@ TEST_F(SaxParser, KeepsItsReaderWhenItCannotBeSetUpAgain) {
 // Changes the document that it is told of.
 class Erasing : public EventLog<CCmnSaxParseHandler> {
  public:
-  explicit Erasing(std::string& document) : document_(document) {}
-  void startDocument() override { document_.assign(document_.size(), ' '); }
+  explicit Erasing(std::string& document) : m_document(document) {}
+  void startDocument() override { m_document.assign(m_document.size(), ' '); }
 
  private:
-  std::string& document_;
+  std::string& m_document;
 };
 
 TEST_F(SaxParser, LetsTheHandlerChangeTheTextsThatWereGiven) {
@@ -790,7 +735,7 @@ TEST_F(SaxParser, LetsTheHandlerChangeTheTextsThatWereGiven) {
 }
 
 TEST_F(SaxParser, HasTheReaderNotCopyWhatItHasJoinedItself) {
-  ScriptedMemory memory;
+  XercesMemory memory;
   script.memory = &memory;
   CCmnSaxParseHandler handler;
   CCmnSaxParser parser(&handler);
@@ -801,7 +746,7 @@ TEST_F(SaxParser, HasTheReaderNotCopyWhatItHasJoinedItself) {
   parts.emplace_back("</a>");
   parser.parse(parts);
   EXPECT_FALSE(handler.hasErrorOccurred());
-  EXPECT_LT(memory.largest, 1000000U);
+  EXPECT_LT(memory.largest(), 1000000U);
 }
 
 TEST_F(SaxParser, GivesTheReaderExactlyTheBytesOfTheDocument) {
@@ -939,7 +884,7 @@ TEST_F(SaxParser, ParsesFiftyMegabytes) {
 }
 
 TEST_F(SaxParser, ReadsExternalEntities) {
-  ScriptedMemory memory;  // Xerces-C leaks what it knows of an external DTD
+  XercesMemory memory;  // Xerces-C leaks what it knows of an external DTD
   script.memory = &memory;
   const CCmnSaxParseHandler keepsXerces;
   const kelp_test::ScratchDirectory directory;
@@ -1383,19 +1328,19 @@ TEST_F(SaxParser, CollectsTheCharactersThatAHandlerPassesOn) {
     void characters(const XMLCh* const chars, const XMLSize_t length) override {
       EXPECT_EQ(std::char_traits<char16_t>::length(chars), length);
       endsInsideAPair = endsInsideAPair || (length != 0 && (chars[length - 1] & 0xfc00) == 0xd800);
-      text_.append(chars, length);
+      m_text.append(chars, length);
     }
     void endElement(const XMLCh* /*uri*/, const XMLCh* /*localname*/,
                     const XMLCh* /*qname*/) override {
-      characters(text_.c_str(), 0U);
-      text_.clear();
+      characters(m_text.c_str(), 0U);
+      m_text.clear();
     }
     bool endsInsideAPair = false;
 
    private:
-    std::basic_string<XMLCh> text_;
+    std::basic_string<XMLCh> m_text;
   };
-  ScriptedMemory memory;
+  XercesMemory memory;
   script.memory = &memory;
   const std::string longText(size_t{3} * 1024 * 1024, 'k');
   {
@@ -1490,22 +1435,22 @@ class Cast {
  public:
   void enter(char who) {
     if (isHandler(who)) {
-      handlers_[who] = std::make_unique<CCmnSaxParseHandler>();
+      m_handlers[who] = std::make_unique<CCmnSaxParseHandler>();
     } else {
-      parsers_[who] = std::make_unique<CCmnSaxParser>(nullptr);
+      m_parsers[who] = std::make_unique<CCmnSaxParser>(nullptr);
     }
   }
   void leave(char who) {
     if (isHandler(who)) {
-      handlers_.erase(who);
+      m_handlers.erase(who);
     } else {
-      parsers_.erase(who);
+      m_parsers.erase(who);
     }
   }
   // Every handler records a problem of every parser.
   void act() {
-    for (const auto& entry : handlers_) {
-      for (const auto& [who, parser] : parsers_) {
+    for (const auto& entry : m_handlers) {
+      for (const auto& [who, parser] : m_parsers) {
         parser->setHandler(entry.second.get());
         parser->parse(std::string("<") + who + ">\n</wrong>");
         EXPECT_EQ(entry.second->getLastException().getLineNumber(), 2U);
@@ -1516,8 +1461,8 @@ class Cast {
  private:
   static bool isHandler(char who) { return who < 'P'; }
 
-  std::map<char, std::unique_ptr<CCmnSaxParseHandler>> handlers_;
-  std::map<char, std::unique_ptr<CCmnSaxParser>> parsers_;
+  std::map<char, std::unique_ptr<CCmnSaxParseHandler>> m_handlers;
+  std::map<char, std::unique_ptr<CCmnSaxParser>> m_parsers;
 };
 
 TEST_F(SaxParser, HandlersAndParsersComeAndGoInAnyOrder) {
@@ -1527,7 +1472,7 @@ TEST_F(SaxParser, HandlersAndParsersComeAndGoInAnyOrder) {
       std::string exits = who;
       do {
         SCOPED_TRACE("made in the order " + entries + ", destroyed in the order " + exits);
-        ScriptedMemory memory;
+        XercesMemory memory;
         script = Script();
         script.memory = &memory;
         Cast cast;
@@ -1552,7 +1497,7 @@ TEST_F(SaxParser, HandlersAndParsersComeAndGoInAnyOrder) {
 TEST_F(SaxParser, AnExceptionNeedsSomebodyWhoStillUsesXerces) {
   for (const bool handlerStays : {true, false}) {
     SCOPED_TRACE(handlerStays);
-    ScriptedMemory memory;
+    XercesMemory memory;
     script = Script();
     script.memory = &memory;
     std::unique_ptr<CCmnSaxParseHandler> staying;
@@ -1574,4 +1519,3 @@ TEST_F(SaxParser, AnExceptionNeedsSomebodyWhoStillUsesXerces) {
 }
 
 }  // namespace
-}  // namespace kelp_cmn_4_4

@@ -29,39 +29,33 @@ using Calls = std::vector<std::string>;
 // Writes down what happens to its count and when it is destroyed.
 class Recorded : public CCmnRefCount {
  public:
-  explicit Recorded(Calls& calls, std::string name = "") : calls_(calls), name_(std::move(name)) {}
+  explicit Recorded(Calls& calls, std::string name = "")
+      : m_calls(calls), m_name(std::move(name)) {}
   ~Recorded() override {
-    calls_.push_back(name_ + "destroyed at " + std::to_string(m_count));
+    m_calls.push_back(m_name + "destroyed at " + std::to_string(m_count));
     if (whenDestroyed) {
       whenDestroyed();
     }
   }
   int increment() override {
     const int count = CCmnRefCount::increment();
-    calls_.push_back(name_ + "up to " + std::to_string(count));
+    m_calls.push_back(m_name + "up to " + std::to_string(count));
     return count;
   }
   int decrement() override {
     const int count = CCmnRefCount::decrement();
-    calls_.push_back(name_ + "down to " + std::to_string(count));
+    m_calls.push_back(m_name + "down to " + std::to_string(count));
     return count;
   }
 
   std::function<void()> whenDestroyed;
 
  private:
-  Calls& calls_;
-  std::string name_;
+  Calls& m_calls;
+  std::string m_name;
 };
 
 using Holder = CCmnSmartPtr<Recorded, CCmnNullAllocator<Recorded>>;
-
-static_assert(std::is_convertible_v<Recorded*, Holder>);
-static_assert(std::is_constructible_v<bool, Holder> && !std::is_convertible_v<Holder, bool>);
-static_assert(std::is_same_v<decltype(std::declval<const Holder&>().operator->()), Recorded*>);
-static_assert(std::is_same_v<decltype(*std::declval<const Holder&>()), Recorded&>);
-static_assert(std::is_same_v<decltype(std::declval<const Holder&>().get()), Recorded*>);
-static_assert(std::is_same_v<decltype(std::declval<Holder&>() = std::declval<Holder&>()), Holder&>);
 
 // A holder made of a raw pointer for a comparison would delete an object that nobody holds yet.
 template <class Other, class = void>
@@ -328,11 +322,11 @@ struct Right : virtual CCmnRefCount {
   virtual int right() = 0;
 };
 struct Both : Left, Right {
-  explicit Both(bool& destroyed) : destroyed_(destroyed) {}
-  ~Both() override { destroyed_ = getCount() == 1; }
+  explicit Both(bool& destroyed) : m_destroyed(destroyed) {}
+  ~Both() override { m_destroyed = getCount() == 1; }
   int left() override { return 1; }
   int right() override { return 2; }
-  bool& destroyed_;
+  bool& m_destroyed;
 };
 
 TEST(SmartPtr, HoldersOfVirtualBasesShareTheOneCount) {

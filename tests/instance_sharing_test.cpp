@@ -1,15 +1,17 @@
 // One instance per process, whoever asks for it. This program is linked without -rdynamic, as
 // programs usually are.
+#include "cmnicumessage.h"
+#include "cmnmsgcatalogmgr.h"
+#include "cmntracelog.h"
 #include "hidden_plugin.h"
 #include "host_instances.h"
 
-#include <cmnicumessage.h>
-#include <cmnmsgcatalogmgr.h>
-#include <cmntracelog.h>
-
 namespace {
 
-using namespace kelp_cmn_4_4;
+using kelp_cmn_4_4::CCmnIcuMessage;
+using kelp_cmn_4_4::CCmnMessageCatalogManager;
+using kelp_cmn_4_4::CCmnRefCount;
+using kelp_cmn_4_4::CCmnTraceLog;
 
 using Log = SharedHolder<CCmnTraceLog>;
 

@@ -51,8 +51,9 @@ class KELP_CMN_API CCmnNetwork {
    */
   static bool validateIPAddress(const char* text);
 
-  /** @return this machine's name by `gethostname`, of at most 254 bytes; if that fails, what it has
-   * left in the buffer all the same, as a rule nothing */
+  /** @return this machine's name as `gethostname` stores it, which has room for 254 bytes: Linux
+   * needs 64 at most. Whether it fails is not looked at: then the name is what it has stored all
+   * the same, or empty. */
   static std::string getComputerName();
 
   /**

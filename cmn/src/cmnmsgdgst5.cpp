@@ -178,7 +178,7 @@ const char* CCmnMessageDigest5::GetAnsiMessageDigest() const { return m_ansiDige
 
 const wchar_t* CCmnMessageDigest5::GetUnicodeMessageDigest() const { return m_unicodeDigest; }
 
-// NOLINTBEGIN(readability-convert-member-functions-to-static): the interface is fixed
+// NOLINTBEGIN(readability-convert-member-functions-to-static): hosts are compiled against members
 void CCmnMessageDigest5::Transform_Round1(unsigned long& w, unsigned long b, unsigned long c,
                                           unsigned long d, unsigned long x, unsigned long s,
                                           unsigned long t) {

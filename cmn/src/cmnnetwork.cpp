@@ -21,7 +21,7 @@ struct FreeAddrInfo {
 
 using AddrInfoList = std::unique_ptr<addrinfo, FreeAddrInfo>;
 
-// False if the resolver fails. A list that it gives may be empty, that is, null.
+// Both are false if the resolver fails. A list that it gives may be empty, that is, null.
 bool lookUp(const char* host, int flags, AddrInfoList& list) {
   addrinfo hints{};
   hints.ai_flags = flags;
@@ -34,7 +34,7 @@ bool lookUp(const char* host, int flags, AddrInfoList& list) {
   return true;
 }
 
-bool nameOf(const addrinfo& node, int flags, std::string& name) {
+bool lookUpName(const addrinfo& node, int flags, std::string& name) {
   char buffer[256];
   if (getnameinfo(node.ai_addr, node.ai_addrlen, buffer, sizeof buffer, nullptr, 0, flags) != 0) {
     return false;
@@ -50,7 +50,7 @@ std::string description(const addrinfo& node) {
        << ",ai_canonname = " << (node.ai_canonname == nullptr ? "" : node.ai_canonname)
        << ",ai_addrlen = " << node.ai_addrlen << ",";
   std::string address;
-  if (nameOf(node, NI_NUMERICHOST, address)) {
+  if (lookUpName(node, NI_NUMERICHOST, address)) {
     line << "foundName = " << address << ",";
   }
   return line.str();
@@ -73,7 +73,7 @@ std::set<std::string> CCmnNetwork::extractIPAddress(addrinfo* list) {
   std::set<std::string> addresses;
   for (const addrinfo* node = list; node != nullptr; node = node->ai_next) {
     std::string address;
-    if (nameOf(*node, NI_NUMERICHOST, address)) {
+    if (lookUpName(*node, NI_NUMERICHOST, address)) {
       addresses.insert(address);
     }
   }
@@ -106,7 +106,7 @@ std::set<std::string> CCmnNetwork::getAddressListForHost(const std::string& host
 int CCmnNetwork::getHostbyAddr(const std::string& address, std::string& name) {
   AddrInfoList list;
   const bool isFound = lookUp(address.c_str(), AI_NUMERICHOST, list) && list != nullptr;
-  return isFound && nameOf(*list, 0, name) ? ok : failed;
+  return isFound && lookUpName(*list, 0, name) ? ok : failed;
 }
 
 int CCmnNetwork::getFQDN(const char* host, std::string& fqdn) {

@@ -54,8 +54,8 @@ size_t appendAtMost(Char* dst, const Char* src, size_t n, size_t size) {
     return 0;
   }
   const size_t length = boundedLength(dst, size - 1);
-  // What is to be held may exceed what can be counted; what there is room for cannot.
   const size_t room = size - length - 1;
+  // Where n exceeds the room, length + n could exceed every size_t.
   return appendText(dst, src, n < room ? length + n + 1 : size);
 }
 

@@ -16,14 +16,14 @@ namespace kelp_test {
 class CharsetLocale {
  public:
   CharsetLocale(const std::string& charset, int longestCharacter) {
-    writeFile(scratch_.path() + "source", "LC_CTYPE\nEND LC_CTYPE\n");
-    writeFile(scratch_.path() + "charmap", asciiMap(charset, longestCharacter));
+    writeFile(m_scratch.path() + "source", "LC_CTYPE\nEND LC_CTYPE\n");
+    writeFile(m_scratch.path() + "charmap", asciiMap(charset, longestCharacter));
     const std::string command =
-        "cd " + scratch_.path() + " && localedef -c -i source -f ./charmap ./made";
+        "cd " + m_scratch.path() + " && localedef -c -i source -f ./charmap ./made";
     // It warns about the missing categories, and its status says so: only setlocale tells.
     [[maybe_unused]] const int status = std::system((command + " >/dev/null 2>&1").c_str());
-    setenv("LOCPATH", scratch_.path().c_str(), 1);
-    isSet_ = setlocale(LC_CTYPE, "made") != nullptr;
+    setenv("LOCPATH", m_scratch.path().c_str(), 1);
+    m_isSet = setlocale(LC_CTYPE, "made") != nullptr;
   }
   ~CharsetLocale() {
     setlocale(LC_CTYPE, "C");
@@ -35,7 +35,7 @@ class CharsetLocale {
   // Whether the locale is there, and its converter, which shows at a character of several bytes.
   bool converts(const char* sample, wchar_t character) const {
     wchar_t converted[2] = {};
-    return isSet_ && std::mbstowcs(converted, sample, 2) == 1 && converted[0] == character;
+    return m_isSet && std::mbstowcs(converted, sample, 2) == 1 && converted[0] == character;
   }
 
  private:
@@ -51,8 +51,8 @@ class CharsetLocale {
     return map + "END CHARMAP\n";
   }
 
-  ScratchDirectory scratch_;
-  bool isSet_ = false;
+  ScratchDirectory m_scratch;
+  bool m_isSet = false;
 };
 
 }  // namespace kelp_test

@@ -13,14 +13,14 @@ namespace kelp_test {
 class CommaLocale {
  public:
   CommaLocale() {
-    writeFile(scratch_.path() + "source",
+    writeFile(m_scratch.path() + "source",
               "LC_NUMERIC\ndecimal_point \",\"\nthousands_sep \"\"\ngrouping -1\n"
               "END LC_NUMERIC\n");
-    const std::string command = "cd " + scratch_.path() + " && localedef -c -i source ./comma";
+    const std::string command = "cd " + m_scratch.path() + " && localedef -c -i source ./comma";
     // It warns about the missing categories, and its status says so: only setlocale tells.
     [[maybe_unused]] const int status = std::system((command + " >/dev/null 2>&1").c_str());
-    setenv("LOCPATH", scratch_.path().c_str(), 1);
-    isSet_ = setlocale(LC_NUMERIC, "comma") != nullptr;
+    setenv("LOCPATH", m_scratch.path().c_str(), 1);
+    m_isSet = setlocale(LC_NUMERIC, "comma") != nullptr;
   }
   ~CommaLocale() {
     setlocale(LC_NUMERIC, "C");
@@ -28,11 +28,11 @@ class CommaLocale {
   }
   CommaLocale(const CommaLocale&) = delete;
   CommaLocale& operator=(const CommaLocale&) = delete;
-  bool isSet() const { return isSet_; }
+  bool isSet() const { return m_isSet; }
 
  private:
-  ScratchDirectory scratch_;
-  bool isSet_ = false;
+  ScratchDirectory m_scratch;
+  bool m_isSet = false;
 };
 
 }  // namespace kelp_test

@@ -17,34 +17,34 @@ class EndlessPages {
  public:
   // Further flags for mmap: MAP_POPULATE where all of it will be written.
   EndlessPages(size_t size, const std::string& unit, int flags = 0)
-      : size_((size / pieceSize + 1) * pieceSize) {
+      : m_size((size / pieceSize + 1) * pieceSize) {
     const int fd = memfd_create("pages", MFD_CLOEXEC);
-    base_ = static_cast<char*>(mmap(nullptr, size_ + pieceSize, PROT_READ | PROT_WRITE,
-                                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-    usable_ = base_ != MAP_FAILED && ftruncate(fd, pieceSize) == 0 && mapAll(fd, flags);
+    m_base = static_cast<char*>(mmap(nullptr, m_size + pieceSize, PROT_READ | PROT_WRITE,
+                                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+    m_usable = m_base != MAP_FAILED && ftruncate(fd, pieceSize) == 0 && mapAll(fd, flags);
     close(fd);
-    if (usable_) {
+    if (m_usable) {
       fill(unit);
     }
-    start_ = usable_ ? base_ + size_ - size : nullptr;
+    m_start = m_usable ? m_base + m_size - size : nullptr;
   }
   ~EndlessPages() {
-    if (base_ != MAP_FAILED) {
-      munmap(base_, size_ + pieceSize);
+    if (m_base != MAP_FAILED) {
+      munmap(m_base, m_size + pieceSize);
     }
   }
   EndlessPages(const EndlessPages&) = delete;
   EndlessPages& operator=(const EndlessPages&) = delete;
 
   // Null where so much address space cannot be had.
-  char* data() const { return start_; }
+  char* data() const { return m_start; }
 
  private:
   static constexpr size_t pieceSize = size_t{1} << 21;
 
   bool mapAll(int fd, int flags) {
-    for (size_t offset = 0; offset < size_; offset += pieceSize) {
-      if (mmap(base_ + offset, pieceSize, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED | flags,
+    for (size_t offset = 0; offset < m_size; offset += pieceSize) {
+      if (mmap(m_base + offset, pieceSize, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED | flags,
                fd, 0) == MAP_FAILED) {
         return false;
       }
@@ -54,14 +54,14 @@ class EndlessPages {
 
   void fill(const std::string& unit) {
     for (size_t offset = 0; offset < pieceSize; offset += unit.size()) {
-      std::memcpy(base_ + offset, unit.data(), unit.size());
+      std::memcpy(m_base + offset, unit.data(), unit.size());
     }
   }
 
-  size_t size_;
-  char* base_ = nullptr;
-  char* start_ = nullptr;
-  bool usable_ = false;
+  size_t m_size;
+  char* m_base = nullptr;
+  char* m_start = nullptr;
+  bool m_usable = false;
 };
 
 // A std::string that says it holds these bytes, without a copy of them. It must not be changed.
@@ -73,18 +73,18 @@ class TextOver {
       size_t length;
       size_t capacity;
     } claimed = {data, length, length};
-    std::memcpy(kept_, static_cast<void*>(&text_), sizeof kept_);
-    std::memcpy(static_cast<void*>(&text_), &claimed, sizeof claimed);
+    std::memcpy(m_kept, static_cast<void*>(&m_text), sizeof m_kept);
+    std::memcpy(static_cast<void*>(&m_text), &claimed, sizeof claimed);
   }
-  ~TextOver() { std::memcpy(static_cast<void*>(&text_), kept_, sizeof kept_); }
+  ~TextOver() { std::memcpy(static_cast<void*>(&m_text), m_kept, sizeof m_kept); }
   TextOver(const TextOver&) = delete;
   TextOver& operator=(const TextOver&) = delete;
 
-  std::string& text() { return text_; }
+  std::string& text() { return m_text; }
 
  private:
-  std::string text_;
-  char kept_[sizeof(std::string)];
+  std::string m_text;
+  char m_kept[sizeof(std::string)];
 };
 
 }  // namespace kelp_test

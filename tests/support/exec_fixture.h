@@ -36,14 +36,14 @@ class BlockedChildSignal {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGCHLD);
-    pthread_sigmask(SIG_BLOCK, &set, &old_);
+    pthread_sigmask(SIG_BLOCK, &set, &m_old);
   }
-  ~BlockedChildSignal() { pthread_sigmask(SIG_SETMASK, &old_, nullptr); }
+  ~BlockedChildSignal() { pthread_sigmask(SIG_SETMASK, &m_old, nullptr); }
   BlockedChildSignal(const BlockedChildSignal&) = delete;
   BlockedChildSignal& operator=(const BlockedChildSignal&) = delete;
 
  private:
-  sigset_t old_{};
+  sigset_t m_old{};
 };
 
 // Asks until the condition holds, for at most a minute.

@@ -16,33 +16,33 @@ template <class Char>
 class GuardedPage {
  public:
   // Room for `count` elements; the first byte after the last one faults.
-  explicit GuardedPage(size_t count) : count_(count) {
+  explicit GuardedPage(size_t count) : m_count(count) {
     const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
     const size_t bytes = count * sizeof(Char);
-    size_ = (bytes / page + 2) * page;
-    base_ = static_cast<char*>(
-        mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    if (base_ == MAP_FAILED || mprotect(base_ + size_ - page, page, PROT_NONE) != 0) {
+    m_size = (bytes / page + 2) * page;
+    m_base = static_cast<char*>(
+        mmap(nullptr, m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    if (m_base == MAP_FAILED || mprotect(m_base + m_size - page, page, PROT_NONE) != 0) {
       throw std::runtime_error("GuardedPage: no memory");
     }
-    start_ = base_ + size_ - page - bytes;
+    m_start = m_base + m_size - page - bytes;
   }
   // The same, filled with exactly these elements and no terminator.
   explicit GuardedPage(const std::basic_string<Char>& content) : GuardedPage(content.size()) {
-    std::memcpy(start_, content.data(), content.size() * sizeof(Char));
+    std::memcpy(m_start, content.data(), content.size() * sizeof(Char));
   }
-  ~GuardedPage() { munmap(base_, size_); }
+  ~GuardedPage() { munmap(m_base, m_size); }
   GuardedPage(const GuardedPage&) = delete;
   GuardedPage& operator=(const GuardedPage&) = delete;
 
-  Char* data() { return reinterpret_cast<Char*>(start_); }
-  size_t size() const { return count_; }
+  Char* data() { return reinterpret_cast<Char*>(m_start); }
+  size_t size() const { return m_count; }
 
  private:
-  size_t count_;
-  size_t size_ = 0;
-  char* base_ = nullptr;
-  char* start_ = nullptr;
+  size_t m_count;
+  size_t m_size = 0;
+  char* m_base = nullptr;
+  char* m_start = nullptr;
 };
 
 }  // namespace kelp_test

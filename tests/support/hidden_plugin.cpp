@@ -1,10 +1,9 @@
 // A host's plugin, built with hidden visibility, that asks for the process's instance of a class,
 // told by its name.
+#include "cmnicumessage.h"
+#include "cmnmsgcatalogmgr.h"
+#include "cmntracelog.h"
 #include "host_instances.h"
-
-#include <cmnicumessage.h>
-#include <cmnmsgcatalogmgr.h>
-#include <cmntracelog.h>
 
 #include <string_view>
 #include <typeinfo>

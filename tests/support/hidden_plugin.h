@@ -2,9 +2,10 @@
 #ifndef HIDDEN_PLUGIN_H
 #define HIDDEN_PLUGIN_H
 
+#include "cmnsmartptr.h"
+
 #include <gtest/gtest.h>
 
-#include <cmnsmartptr.h>
 #include <dlfcn.h>
 
 #include <typeinfo>

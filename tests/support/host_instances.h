@@ -2,7 +2,7 @@
 #ifndef HOST_INSTANCES_H
 #define HOST_INSTANCES_H
 
-#include <cmnsmartptr.h>
+#include "cmnsmartptr.h"
 
 #define HOST_API __attribute__((visibility("default")))
 

@@ -84,14 +84,14 @@ std::string describe(const std::map<int, std::string>& descriptors) {
 class Guard : public testing::EmptyTestEventListener {
   void OnTestStart(const testing::TestInfo&) override {
     expectedChanges.clear();
-    before_ = ProcessState::capture();
+    m_before = ProcessState::capture();
   }
   void OnTestEnd(const testing::TestInfo&) override {
-    for (const std::string& line : unexpectedChanges(before_, ProcessState::capture())) {
+    for (const std::string& line : unexpectedChanges(m_before, ProcessState::capture())) {
       ADD_FAILURE() << "the test left behind: " << line;
     }
   }
-  ProcessState before_;
+  ProcessState m_before;
 };
 
 }  // namespace

@@ -19,35 +19,35 @@ class ScratchDirectory {
     if (mkdtemp(pattern.data()) == nullptr) {
       throw std::runtime_error("ScratchDirectory: mkdtemp failed for " + pattern);
     }
-    path_ = pattern + "/";
+    m_path = pattern + "/";
   }
   ~ScratchDirectory() {
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(m_path, ignored);
   }
   ScratchDirectory(const ScratchDirectory&) = delete;
   ScratchDirectory& operator=(const ScratchDirectory&) = delete;
 
-  const std::string& path() const { return path_; }  // ends with "/"
+  const std::string& path() const { return m_path; }  // ends with "/"
 
  private:
-  std::string path_;
+  std::string m_path;
 };
 
 // Sets the process locale and puts the old one back.
 class ScopedLocale {
  public:
-  explicit ScopedLocale(const char* name) : old_(setlocale(LC_ALL, nullptr)) {
+  explicit ScopedLocale(const char* name) : m_old(setlocale(LC_ALL, nullptr)) {
     if (setlocale(LC_ALL, name) == nullptr) {
       throw std::runtime_error(std::string("ScopedLocale: no locale ") + name);
     }
   }
-  ~ScopedLocale() { setlocale(LC_ALL, old_.c_str()); }
+  ~ScopedLocale() { setlocale(LC_ALL, m_old.c_str()); }
   ScopedLocale(const ScopedLocale&) = delete;
   ScopedLocale& operator=(const ScopedLocale&) = delete;
 
  private:
-  std::string old_;
+  std::string m_old;
 };
 
 inline void writeFile(const std::string& path, const std::string& content) {

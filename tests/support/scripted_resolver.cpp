@@ -1,9 +1,10 @@
 #include "scripted_resolver.h"
 
+#include "next_symbol.h"
+
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -49,14 +50,6 @@ int store(const std::string& name, char* host, socklen_t size) {
   return written >= 0 && static_cast<socklen_t>(written) < size ? 0 : EAI_OVERFLOW;
 }
 
-template <class Function>
-Function* theSystems(Function*, const char* name) {
-  void* const address = dlsym(RTLD_NEXT, name);
-  Function* function = nullptr;
-  std::memcpy(&function, &address, sizeof address);
-  return function;
-}
-
 }  // namespace
 
 struct ScriptedResolver::List {
@@ -90,20 +83,20 @@ ScriptedResolver::ScriptedResolver() { current = this; }
 
 ScriptedResolver::~ScriptedResolver() {
   current = nullptr;
-  EXPECT_EQ(lists_.size(), 0U) << "lists were not released";
+  EXPECT_EQ(m_lists.size(), 0U) << "lists were not released";
 }
 
 addrinfo* ScriptedResolver::makeList(const std::vector<ResolverNode>& nodes) {
   List list(nodes);
   addrinfo* const head = &list.entries.front().info;
-  ownLists_.emplace(head, std::move(list));
+  m_ownLists.emplace(head, std::move(list));
   return head;
 }
 
-size_t ScriptedResolver::listsInUse() const { return lists_.size(); }
+size_t ScriptedResolver::listsInUse() const { return m_lists.size(); }
 
 const ResolverNode* ScriptedResolver::find(const sockaddr* address) const {
-  for (const auto* lists : {&lists_, &ownLists_}) {
+  for (const auto* lists : {&m_lists, &m_ownLists}) {
     for (const auto& [head, list] : *lists) {
       for (const List::Entry& entry : list.entries) {
         if (entry.info.ai_addr == address) {
@@ -135,8 +128,8 @@ int ScriptedResolver::getAddrInfo(const char* node, const char* service, const a
     return 0;
   }
   *list = &answer.entries.front().info;
-  lists_.emplace(*list, std::move(answer));
-  ++listsGiven_;
+  m_lists.emplace(*list, std::move(answer));
+  ++m_listsGiven;
   return 0;
 }
 
@@ -168,7 +161,7 @@ int ScriptedResolver::getNameInfo(const sockaddr* address, socklen_t length, cha
 }
 
 void ScriptedResolver::freeAddrInfo(addrinfo* list) {
-  if (lists_.erase(list) == 0) {
+  if (m_lists.erase(list) == 0) {
     ADD_FAILURE() << "freeaddrinfo of what is no list in use";
   }
 }
@@ -181,34 +174,35 @@ int ScriptedResolver::getHostName(char* buffer, size_t size) {
 }  // namespace kelp_test
 
 using kelp_test::current;
-using kelp_test::theSystems;
+using kelp_test::nextSymbol;
 
 extern "C" {
 
 int getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** list) {
-  return current != nullptr ? current->getAddrInfo(node, service, hints, list)
-                            : theSystems(getaddrinfo, "getaddrinfo")(node, service, hints, list);
+  return current != nullptr
+             ? current->getAddrInfo(node, service, hints, list)
+             : nextSymbol<decltype(getaddrinfo)>("getaddrinfo")(node, service, hints, list);
 }
 
 int getnameinfo(const sockaddr* address, socklen_t length, char* host, socklen_t hostSize,
                 char* service, socklen_t serviceSize, int flags) {
   return current != nullptr
              ? current->getNameInfo(address, length, host, hostSize, service, serviceSize, flags)
-             : theSystems(getnameinfo, "getnameinfo")(address, length, host, hostSize, service,
-                                                      serviceSize, flags);
+             : nextSymbol<decltype(getnameinfo)>("getnameinfo")(address, length, host, hostSize,
+                                                                service, serviceSize, flags);
 }
 
 void freeaddrinfo(addrinfo* list) noexcept {
   if (current != nullptr) {
     current->freeAddrInfo(list);
   } else {
-    theSystems(freeaddrinfo, "freeaddrinfo")(list);
+    nextSymbol<decltype(freeaddrinfo)>("freeaddrinfo")(list);
   }
 }
 
 int gethostname(char* buffer, size_t size) noexcept {
   return current != nullptr ? current->getHostName(buffer, size)
-                            : theSystems(gethostname, "gethostname")(buffer, size);
+                            : nextSymbol<decltype(gethostname)>("gethostname")(buffer, size);
 }
 
 }  // extern "C"

@@ -62,7 +62,7 @@ class ScriptedResolver {
   // A list of the test's own, which the script keeps until it ends.
   addrinfo* makeList(const std::vector<ResolverNode>& nodes);
 
-  size_t listsGiven() const { return listsGiven_; }
+  size_t listsGiven() const { return m_listsGiven; }
   size_t listsInUse() const;
 
   // What the calls come to.
@@ -77,9 +77,9 @@ class ScriptedResolver {
 
   const ResolverNode* find(const sockaddr* address) const;
 
-  std::map<const addrinfo*, List> lists_;
-  std::map<const addrinfo*, List> ownLists_;
-  size_t listsGiven_ = 0;
+  std::map<const addrinfo*, List> m_lists;
+  std::map<const addrinfo*, List> m_ownLists;
+  size_t m_listsGiven = 0;
 };
 
 }  // namespace kelp_test
