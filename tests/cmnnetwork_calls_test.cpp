@@ -185,7 +185,7 @@ TEST_F(NetworkCalls, FindsNothingOfAHostWhoseAddressesHaveNoText) {
               ElementsAre("multi: flags 4, family 0", "multi: flags 0, family 0"));
 }
 
-// As long as the m_resolver says that it has succeeded.
+// As long as the resolver says that it has succeeded.
 TEST_F(NetworkCalls, TakesAnEmptyListForASuccessWithoutAddresses) {
   m_resolver.hosts = {{"multi", {}}, {"10.0.0.9", {}}};
   EXPECT_TRUE(CCmnNetwork::validateIPAddress("10.0.0.9"));

@@ -132,9 +132,9 @@ TEST(HeapWatch, RefusesTheNthRequestAndNoOther) {
 
 TEST(HeapWatch, RefusesAllFromTheNthOn) {
   HeapWatch watch(2, Times::onwards, HeapCall::malloc);
-  std::vector<bool> given(4);
-  for (size_t i = 0; i < given.size(); ++i) {
-    given[i] = asks(HeapCall::malloc);
+  bool given[4];
+  for (bool& each : given) {
+    each = asks(HeapCall::malloc);
   }
   watch.end();
   EXPECT_THAT(given, ElementsAre(true, false, false, false));
@@ -305,7 +305,7 @@ TEST(HeapLender, GivesNewItsOwnBlocksAndTakesThemBack) {
   void* const other = ::operator new(sizeof ownBlock - 1);
   ::operator delete(other);
   ::operator delete[](array);
-  ::operator delete(lent, sizeof ownBlock);
+  ::operator delete(lent);
   kelp_test::setHeapLender({});
   EXPECT_EQ(lent, ownBlock);
   EXPECT_EQ(array, ownBlock);

@@ -25,6 +25,7 @@ std::string endOfAnotherProcess(Body body) {
   std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
+    // NOLINTNEXTLINE(bugprone-exception-escape): GoogleTest must not run its further tests here
     [&body]() noexcept { body(); }();
     std::fflush(nullptr);
     _exit(testing::Test::HasFailure() ? 1 : 0);
