@@ -805,43 +805,42 @@ TEST(SerializedTextReader, TakesATrailerRightBehindTheHeaderForAnArgument) {
 
 TEST(SerializedTextReader, ReadsEveryTypeByItsNumber) {
   const struct {
-    const char* type;
+    int type;
     const char* value;
     Texts expected;
   } rows[] = {
-      {"0", "1.5e+3", {"double 1500"}},
-      {"0", "", {"double 0"}},
-      {"1", "-0", {"double -0"}},
-      {"1", "0.1", {"double 0.10000000000000001"}},
-      {"1", "inf", {"double inf"}},
-      {"1", "nan", {"double nan"}},
-      {"1", " 12.5 apples", {"double 12.5"}},
-      {"1", "apples", {"double 0"}},
-      {"1", "", {"double 0"}},
-      {"2", "-2147483648", {"long -2147483648"}},
-      {"2", " +42abc", {"long 42"}},
-      {"2", "12.5", {"long 12"}},
-      {"2", "4294967297", {"long 1"}},
-      {"2", "abc", {"long 0"}},
-      {"2", "", {"long 0"}},
-      {"3", "", {"string "}},
-      {"3", " a\tb\n ", {"string  a\tb\n "}},
-      {"3", "a>b & </ARGVALUE>", {"string a>b & "}},
-      {"3",
-       "\xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80",
-       {"string \xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80"}},
-      {"3", "\xff", {"string "}},
-      {"4", "1", {}},
-      {"5", "1", {}},
-      {"6", "1", {}},
-      {"7", "1", {}},
-      {"-1", "1", {}},
-      {"10", "1", {}},
-      {"30", "1", {}},
-      {"2147483647", "1", {}},
+      {0, "1.5e+3", {"double 1500"}},
+      {0, "", {"double 0"}},
+      {1, "-0", {"double -0"}},
+      {1, "0.1", {"double 0.10000000000000001"}},
+      {1, "inf", {"double inf"}},
+      {1, "nan", {"double nan"}},
+      {1, " 12.5 apples", {"double 12.5"}},
+      {1, "apples", {"double 0"}},
+      {1, "", {"double 0"}},
+      {2, "-2147483648", {"long -2147483648"}},
+      {2, " +42abc", {"long 42"}},
+      {2, "12.5", {"long 12"}},
+      {2, "4294967297", {"long 1"}},
+      {2, "abc", {"long 0"}},
+      {2, "", {"long 0"}},
+      {3, "", {"string "}},
+      {3, " a\tb\n ", {"string  a\tb\n "}},
+      {3, "a>b & </ARGVALUE>", {"string a>b & "}},
+      {3, "\xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80", {"string \xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80"}},
+      {3, "\xff", {"string "}},
+      {4, "1", {}},
+      {5, "1", {}},
+      {6, "1", {}},
+      {7, "1", {}},
+      {-1, "1", {}},
+      {10, "1", {}},
+      {30, "1", {}},
+      {2147483647, "1", {}},
   };
   for (const auto& row : rows) {
-    expectArgumentsRead({{argumentLine("0", row.type, row.value) + trailer, row.expected}});
+    expectArgumentsRead(
+        {{argumentLine("0", std::to_string(row.type), row.value) + trailer, row.expected}});
   }
 }
 
