@@ -133,11 +133,7 @@ class Host {
   // heap's locks when a signal comes.
   void startManyChildren(int count) {
     for (int i = 0; i < count; ++i) {
-      const pid_t child = i / 100 % 5 == 0 ? fork() : vfork();
-      if (child == 0) {
-        _exit(i % 256);
-      }
-      ASSERT_GT(child, 0);
+      ASSERT_GT(startChild(i / 100 % 5 == 0, i % 256), 0);
       allocate();
     }
   }
@@ -152,6 +148,15 @@ class Host {
   int started() const { return started_; }
 
  private:
+  // Not inlined: vfork may change what its caller holds in registers.
+  [[gnu::noinline]] static pid_t startChild(bool byFork, int status) {
+    const pid_t child = byFork ? fork() : vfork();
+    if (child == 0) {
+      _exit(status);
+    }
+    return child;
+  }
+
   std::vector<std::string> blocks_;
   int started_ = 0;
 };
