@@ -1,44 +1,24 @@
 #include "charset_locale.h"
 #include "cmnstringtool.h"
+#include "heap.h"
+#include "plain_text.h"
 
 #include <gtest/gtest.h>
 
 #include <cctype>
 #include <climits>
-#include <cstdlib>
-#include <cstring>
 #include <cwchar>
 #include <random>
 #include <string>
 #include <vector>
 
-#ifdef __SANITIZE_ADDRESS__
-extern "C" void* __interceptor_malloc(size_t size);
-#else
-extern "C" void* __libc_malloc(size_t size);
-#endif
-
-namespace {
-int freshByte = -1;  // what a block from malloc is full of; whatever was there where it is negative
-}
-
-// The first calls come before the sanitizer is ready to check anything.
-extern "C" __attribute__((no_sanitize("address", "undefined"))) void* malloc(size_t size) noexcept {
-#ifdef __SANITIZE_ADDRESS__
-  void* const block = __interceptor_malloc(size);
-#else
-  void* const block = __libc_malloc(size);
-#endif
-  if (freshByte >= 0 && block != nullptr) {
-    std::memset(block, freshByte, size);
-  }
-  return block;
-}
-
 namespace {
 
-using kelp_cmn_4_4::CCmnStringTool;
+using Tool = kelp_cmn_4_4::CCmnStringTool;
 using kelp_test::CharsetLocale;
+using kelp_test::FreshBytes;
+using kelp_test::plainlyDecoded;
+using kelp_test::plainlyEncoded;
 
 struct Charset {
   const char* name;
@@ -61,56 +41,15 @@ constexpr Charset charsets[] = {
     {"TCVN5712-1", 2, "\xb8", 0xe1},          {"UTF-8", 6, "\xe2\x82\xac", 0x20ac},
     {"WINDOWS-31J", 2, "\x82\xa0", 0x3042}};
 
-std::wstring plainlyDecoded(const std::string& text) {
-  std::wstring result;
-  std::mbstate_t state{};
-  const char* next = text.c_str();
-  const char* const end = next + std::strlen(next) + 1;
-  while (true) {
-    wchar_t c = 0;
-    const size_t length = std::mbrtowc(&c, next, static_cast<size_t>(end - next), &state);
-    if (length == static_cast<size_t>(-1) || length == static_cast<size_t>(-2)) {
-      return std::wstring();
-    }
-    if (length == 0 && c == 0) {
-      return result;
-    }
-    result += c;
-    next += length;
-    if (length == 0) {  // the second of two that one sequence stands for; some converters keep it
-      state = std::mbstate_t{};
-    }
-  }
-}
-
-std::string plainlyEncoded(const std::wstring& text) {
-  const size_t budget = 2 * text.length() + 2;
-  std::string result;
-  std::mbstate_t state{};
-  char bytes[MB_LEN_MAX];
-  for (const wchar_t c : text) {
-    const std::mbstate_t before = state;
-    const size_t length = std::wcrtomb(bytes, c, &state);
-    if (length == static_cast<size_t>(-1) || result.size() + length > budget) {
-      state = before;
-      break;
-    }
-    result.append(bytes, length);
-  }
-  // Some converters hold a character back until they see that nothing combines with it.
-  const size_t rest = std::wcrtomb(bytes, L'\0', &state) - 1;
-  return result.size() + rest > budget ? result : result.append(bytes, rest);
-}
-
 // Characters that the locale has, and any others; never 0.
 class Characters {
  public:
-  explicit Characters(std::mt19937& random) : random_(random) {
+  explicit Characters(std::mt19937& random) : m_random(random) {
     for (wchar_t c = 0x80; c < 0x30000; c += static_cast<wchar_t>(1 + random() % 7)) {
       char bytes[MB_LEN_MAX];
       std::mbstate_t state{};
       if (std::wcrtomb(bytes, c, &state) != static_cast<size_t>(-1)) {
-        known_.push_back(c);
+        m_known.push_back(c);
       }
     }
   }
@@ -118,51 +57,52 @@ class Characters {
   // Shorter than `bound`; so many characters in a hundred are any at all.
   std::wstring text(size_t bound, unsigned int othersInAHundred) {
     std::wstring result;
-    for (size_t length = random_() % bound; length > 0; --length) {
-      result += random_() % 100 < othersInAHundred ? static_cast<wchar_t>(1 + random_() % 0x110000)
-                                                   : known();
+    for (size_t length = m_random() % bound; length > 0; --length) {
+      result += m_random() % 100 < othersInAHundred
+                    ? static_cast<wchar_t>(1 + m_random() % 0x110000)
+                    : known();
     }
     return result;
   }
 
  private:
   wchar_t known() {
-    return random_() % 4 == 0 ? static_cast<wchar_t>(1 + random_() % 0x7f)
-                              : known_[random_() % known_.size()];
+    return m_random() % 4 == 0 ? static_cast<wchar_t>(1 + m_random() % 0x7f)
+                               : m_known[m_random() % m_known.size()];
   }
 
-  std::mt19937& random_;
-  std::vector<wchar_t> known_;
+  std::mt19937& m_random;
+  std::vector<wchar_t> m_known;
 };
 
 class MultibyteLocale : public testing::TestWithParam<Charset> {
  protected:
   void SetUp() override {
-    if (!locale_.converts(GetParam().sample, GetParam().character)) {
+    if (!m_locale.converts(GetParam().sample, GetParam().character)) {
       GTEST_SKIP() << "localedef and the platform's converters give no locale of "
                    << GetParam().name;
     }
   }
 
   static void checkDecoding(const std::string& text) {
-    const std::wstring result = CCmnStringTool::str2wstr(text);
+    const std::wstring result = Tool::str2wstr(text);
     ASSERT_TRUE(result == plainlyDecoded(text))
         << testing::PrintToString(text) << " gave " << testing::PrintToString(result) << ", not "
         << testing::PrintToString(plainlyDecoded(text));
   }
 
   static void checkEncoding(const std::wstring& text) {
-    const std::string result = CCmnStringTool::wstr2str(text);
+    const std::string result = Tool::wstr2str(text);
     ASSERT_TRUE(result == plainlyEncoded(text))
         << testing::PrintToString(text) << " gave " << testing::PrintToString(result) << ", not "
         << testing::PrintToString(plainlyEncoded(text));
   }
 
  private:
-  CharsetLocale locale_{GetParam().name, GetParam().longestCharacter};
+  CharsetLocale m_locale{GetParam().name, GetParam().longestCharacter};
 };
 
-std::string nameOf(const testing::TestParamInfo<Charset>& info) {
+std::string testName(const testing::TestParamInfo<Charset>& info) {
   std::string name = info.param.name;
   for (char& c : name) {
     c = std::isalnum(static_cast<unsigned char>(c)) != 0 ? c : '_';
@@ -170,7 +110,7 @@ std::string nameOf(const testing::TestParamInfo<Charset>& info) {
   return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, MultibyteLocale, testing::ValuesIn(charsets), nameOf);
+INSTANTIATE_TEST_SUITE_P(Of, MultibyteLocale, testing::ValuesIn(charsets), testName);
 
 TEST_P(MultibyteLocale, DecodesEveryTextOfTwoBytesAsCharacterByCharacter) {
   for (int first = 1; first < 256; ++first) {
@@ -181,22 +121,30 @@ TEST_P(MultibyteLocale, DecodesEveryTextOfTwoBytesAsCharacterByCharacter) {
   }
 }
 
-TEST_P(MultibyteLocale, DecodesValidCutAndDamagedTextsAsCharacterByCharacter) {
+// Calls `check` with random numbers, the characters to choose from and the number of the round.
+template <class Check>
+void forManyRounds(Check check) {
   for (unsigned int seed = 1; seed <= 2; ++seed) {
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
     Characters characters(random);
     for (int round = 0; round < 3000; ++round) {
-      std::string text = plainlyEncoded(characters.text(round % 20 == 0 ? 200 : 8, 0));
-      ASSERT_NO_FATAL_FAILURE(checkDecoding(text));
-      if (!text.empty()) {
-        text.resize(random() % text.size() + 1);
-        ASSERT_NO_FATAL_FAILURE(checkDecoding(text));
-        text[random() % text.size()] = static_cast<char>(1 + random() % 255);
-        ASSERT_NO_FATAL_FAILURE(checkDecoding(text));
-      }
+      ASSERT_NO_FATAL_FAILURE(check(random, characters, round));
     }
   }
+}
+
+TEST_P(MultibyteLocale, DecodesValidCutAndDamagedTextsAsCharacterByCharacter) {
+  forManyRounds([](std::mt19937& random, Characters& characters, int round) {
+    std::string text = plainlyEncoded(characters.text(round % 20 == 0 ? 200 : 8, 0));
+    ASSERT_NO_FATAL_FAILURE(checkDecoding(text));
+    if (!text.empty()) {
+      text.resize(random() % text.size() + 1);
+      ASSERT_NO_FATAL_FAILURE(checkDecoding(text));
+      text[random() % text.size()] = static_cast<char>(1 + random() % 255);
+      ASSERT_NO_FATAL_FAILURE(checkDecoding(text));
+    }
+  });
 }
 
 TEST_P(MultibyteLocale, EncodesEveryCharacterAsByItself) {
@@ -209,15 +157,9 @@ TEST_P(MultibyteLocale, EncodesEveryCharacterAsByItself) {
 }
 
 TEST_P(MultibyteLocale, EncodesTextsAsCharacterByCharacterUpToTheBudget) {
-  for (unsigned int seed = 1; seed <= 2; ++seed) {
-    SCOPED_TRACE(seed);
-    std::mt19937 random(seed);
-    Characters characters(random);
-    for (int round = 0; round < 3000; ++round) {
-      const std::wstring text = characters.text(round % 20 == 0 ? 200 : 12, round % 2 == 0 ? 0 : 3);
-      ASSERT_NO_FATAL_FAILURE(checkEncoding(text));
-    }
-  }
+  forManyRounds([](std::mt19937& /*random*/, Characters& characters, int round) {
+    checkEncoding(characters.text(round % 20 == 0 ? 200 : 12, round % 2 == 0 ? 0 : 3));
+  });
 }
 
 // The platform counts such a text without an error, but writes no terminator.
@@ -228,9 +170,8 @@ void expectNothingOf(const Charset& charset, const std::vector<std::string>& tex
   }
   for (const std::string& text : texts) {
     for (const int byte : {0x00, 0x01, 0xa5}) {
-      freshByte = byte;
-      const std::wstring result = CCmnStringTool::str2wstr(text);
-      freshByte = -1;
+      const FreshBytes fresh(static_cast<unsigned char>(byte));
+      const std::wstring result = Tool::str2wstr(text);
       EXPECT_TRUE(result.empty()) << testing::PrintToString(text) << " gave "
                                   << testing::PrintToString(result) << " over bytes " << byte;
     }
@@ -254,7 +195,7 @@ TEST(Wstr2str, KeepsWhatTheConverterForCp949WritesOfTheCharacterThatItRefuses) {
   if (!locale.converts("\xb0\xa1", 0xac00)) {
     GTEST_SKIP() << "localedef and the platform's converters give no locale of CP949";
   }
-  EXPECT_EQ(CCmnStringTool::wstr2str(std::wstring(L"a\u327ebc")), "a\x22\x68");
+  EXPECT_EQ(Tool::wstr2str(std::wstring(L"a\u327ebc")), "a\x22\x68");
 }
 
 }  // namespace

@@ -1,26 +1,30 @@
 // Texts of gigabytes, and sizes that no machine has.
 #include "cmnstringtool.h"
 #include "endless_pages.h"
+#include "heap.h"
+#include "next_symbol.h"
+#include "plain_text.h"
+#include "text_over.h"
 
 #include <gtest/gtest.h>
 #include <unicode/ustring.h>
 
-#include <dlfcn.h>
-
 #include <climits>
+#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <new>
 #include <string>
 
 namespace {
 
-using kelp_cmn_4_4::CCmnStringTool;
+using Tool = kelp_cmn_4_4::CCmnStringTool;
 using kelp_cmn_4_4::tstr;
 using kelp_test::EndlessPages;
+using kelp_test::HeapRequest;
+using kelp_test::refused;
 using kelp_test::TextOver;
+using kelp_test::untouched;
 
 constexpr size_t largestInt = INT_MAX;
 
@@ -28,11 +32,12 @@ constexpr size_t largestInt = INT_MAX;
 std::unique_ptr<EndlessPages> hugeBlock;
 constexpr size_t hugeSize = size_t{1} << 30;
 
-void* allocated(size_t size) {
+bool isGranted(const HeapRequest& request) {
+  return request.size < hugeSize || (request.size <= PTRDIFF_MAX && hugeBlock == nullptr);
+}
+
+void* lend(size_t size) {
   if (size < hugeSize) {
-    return std::malloc(size);
-  }
-  if (size > PTRDIFF_MAX || hugeBlock != nullptr) {
     return nullptr;
   }
   // Behind the pages, which are all the same, there is room for the text's terminator.
@@ -41,34 +46,18 @@ void* allocated(size_t size) {
   return hugeBlock->data();
 }
 
-void* allocatedOrThrown(size_t size) {
-  void* const block = allocated(size);
-  if (block == nullptr) {
-    throw std::bad_alloc();
+bool takeBack(void* block) {
+  const bool isHuge = hugeBlock != nullptr && block == hugeBlock->data();
+  if (isHuge) {
+    hugeBlock.reset();
   }
-  return block;
+  return isHuge;
 }
 
-void release(void* block) {
-  if (block != nullptr && hugeBlock != nullptr && block == hugeBlock->data()) {
-    hugeBlock.reset();
-  } else {
-    std::free(block);
-  }
-}
+[[maybe_unused]] const bool heapIsRuled =
+    (kelp_test::setHeapRule(isGranted), kelp_test::setHeapLender({lend, takeBack}), true);
 
 }  // namespace
-
-void* operator new(size_t size) { return allocatedOrThrown(size); }
-void* operator new[](size_t size) { return allocatedOrThrown(size); }
-void* operator new(size_t size, const std::nothrow_t& /*tag*/) noexcept { return allocated(size); }
-void* operator new[](size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocated(size);
-}
-void operator delete(void* block) noexcept { release(block); }
-void operator delete(void* block, size_t /*size*/) noexcept { release(block); }
-void operator delete[](void* block) noexcept { release(block); }
-void operator delete[](void* block, size_t /*size*/) noexcept { release(block); }
 
 // Counts euro signs as ICU does, in an int32_t that wraps, where ICU needs seconds for gigabytes.
 extern "C" char* u_strToUTF8(char* out, int32_t capacity, int32_t* length, const UChar* units,
@@ -81,8 +70,7 @@ extern "C" char* u_strToUTF8(char* out, int32_t capacity, int32_t* length, const
   }
 #define KELP_NAME_OF(function) #function
 #define KELP_RENAMED(function) KELP_NAME_OF(function)
-  static const auto real =
-      reinterpret_cast<decltype(&u_strToUTF8)>(dlsym(RTLD_NEXT, KELP_RENAMED(u_strToUTF8)));
+  static const auto real = kelp_test::nextSymbol<decltype(u_strToUTF8)>(KELP_RENAMED(u_strToUTF8));
   return real(out, capacity, length, units, count, error);
 }
 
@@ -100,12 +88,12 @@ TEST(Str2binary, RefusesMoreDigitsThanAnIntCanHalve) {
   for (const size_t half : {largestInt + 1, 2 * largestInt + 1, 2 * largestInt + 2}) {
     for (const size_t length : {2 * half, 2 * half + 1}) {
       TextOver hex(pages.data(), length);
-      unsigned char out[] = {0xee};
+      unsigned char out[] = {untouched};
       for (const int room : {1, 0, -1, INT_MIN, INT_MAX}) {
         int size = room;
-        ASSERT_EQ(CCmnStringTool::str2binary(out, &size, hex.text()), -1) << length << ' ' << room;
+        ASSERT_EQ(Tool::str2binary(out, &size, hex.text()), refused) << length << ' ' << room;
         ASSERT_EQ(size, room);
-        ASSERT_EQ(out[0], 0xee);
+        ASSERT_EQ(out[0], untouched);
       }
     }
   }
@@ -117,11 +105,11 @@ TEST(Searchreplace, ThrowsWhereNoSizeHoldsItsResult) {
   // They are not there: nobody may look at them.
   TextOver to("", size_t{1} << 60);
   TextOver shorter("", (size_t{1} << 60) - 1);
-  EXPECT_THROW(CCmnStringTool::searchreplace(text, "a", to.text()), std::bad_alloc);  // 2^64
-  EXPECT_THROW(CCmnStringTool::searchreplace(text, "a", shorter.text()), std::bad_alloc);
+  EXPECT_THROW(Tool::searchreplace(text, "a", to.text()), std::bad_alloc);  // 2^64
+  EXPECT_THROW(Tool::searchreplace(text, "a", shorter.text()), std::bad_alloc);
   // The replacements fit into a size: with the rest of the text they do not, or not with an end.
   for (const size_t rest : {count, count - 1}) {
-    EXPECT_THROW(CCmnStringTool::searchreplace(text + std::string(rest, 'b'), "a", shorter.text()),
+    EXPECT_THROW(Tool::searchreplace(text + std::string(rest, 'b'), "a", shorter.text()),
                  std::bad_alloc);
   }
 }
@@ -132,7 +120,7 @@ TEST(Str2ustr, GivesNothingForATextThatIcuCannotCount) {
   for (const size_t length : {largestInt, 2 * largestInt + 2}) {
     const char* const start = pages.data() + (2 * largestInt + 2 - length);
     TextOver text(start, length);
-    const icu::UnicodeString result = CCmnStringTool::str2ustr(text.text());
+    const icu::UnicodeString result = Tool::str2ustr(text.text());
     EXPECT_TRUE(result.isEmpty()) << length;
     EXPECT_FALSE(result.isBogus()) << length;
   }
@@ -144,14 +132,14 @@ TEST(Str2ustr, CountsOnlyWhatStandsBeforeAZeroByte) {
   char* const zero = pages.data() + 3;
   *zero = '\0';  // and the same byte of all the pages
   TextOver text(pages.data(), largestInt + 1);
-  EXPECT_EQ(CCmnStringTool::str2ustr(text.text()), icu::UnicodeString("777"));
+  EXPECT_EQ(Tool::str2ustr(text.text()), icu::UnicodeString("777"));
 }
 
 TEST(Tstr2ustr, GivesNothingForATextThatIcuCannotCount) {
   const EndlessPages pages(largestInt, "7");
   KELP_SKIP_WITHOUT(pages);
   tstr text(pages.data(), largestInt, nullptr, false);
-  const icu::UnicodeString result = CCmnStringTool::tstr2ustr(text);
+  const icu::UnicodeString result = Tool::tstr2ustr(text);
   EXPECT_TRUE(result.isEmpty());
   EXPECT_FALSE(result.isBogus());
 }
@@ -168,7 +156,7 @@ long bytesOfEuros(int32_t count, UChar last = u'\u20ac') {
   auto* const units = reinterpret_cast<UChar*>(pages.data());
   units[count - 1] = last;
   icu::UnicodeString text(count < INT32_MAX ? UBool{1} : UBool{0}, units, count);
-  return static_cast<long>(CCmnStringTool::ustr2str(text).length());
+  return static_cast<long>(Tool::ustr2str(text).length());
 }
 
 TEST(Ustr2str, GivesNothingForATextThatIcuCannotCount) {

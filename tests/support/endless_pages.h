@@ -64,27 +64,4 @@ class EndlessPages {
   bool m_usable = false;
 };
 
-// A std::string that says it holds these bytes, without a copy of them. It must not be changed.
-class TextOver {
- public:
-  TextOver(const char* data, size_t length) {
-    const struct {
-      const char* data;
-      size_t length;
-      size_t capacity;
-    } claimed = {data, length, length};
-    std::memcpy(m_kept, static_cast<void*>(&m_text), sizeof m_kept);
-    std::memcpy(static_cast<void*>(&m_text), &claimed, sizeof claimed);
-  }
-  ~TextOver() { std::memcpy(static_cast<void*>(&m_text), m_kept, sizeof m_kept); }
-  TextOver(const TextOver&) = delete;
-  TextOver& operator=(const TextOver&) = delete;
-
-  std::string& text() { return m_text; }
-
- private:
-  std::string m_text;
-  char m_kept[sizeof(std::string)];
-};
-
 }  // namespace kelp_test

@@ -37,6 +37,7 @@ namespace {
 
 bool (*processRule)(const HeapRequest& request) = nullptr;
 HeapLender processLender;
+unsigned char fresh = freshByte;
 thread_local HeapWatch* innermost = nullptr;
 thread_local bool inside = false;  // the heap's own requests are not told
 
@@ -55,7 +56,7 @@ KELP_EARLY bool isWatched() { return !inside && (processRule != nullptr || inner
 
 KELP_EARLY void* filled(void* block, size_t size) {
   if (block != nullptr) {
-    std::memset(block, freshByte, size);
+    std::memset(block, fresh, size);
   }
   return block;
 }
@@ -141,6 +142,9 @@ struct HeapFront {
     }
   }
 };
+
+FreshBytes::FreshBytes(unsigned char byte) { fresh = byte; }
+FreshBytes::~FreshBytes() { fresh = freshByte; }
 
 HeapWatch::HeapWatch() : HeapWatch(Decision()) {}
 

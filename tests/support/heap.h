@@ -36,6 +36,15 @@ struct HeapRequest {
 // What every byte of a block holds at first that comes from malloc or new.
 constexpr unsigned char freshByte = 0xa5;
 
+// Has it hold another one, in the whole process, for as long as it lives.
+class FreshBytes {
+ public:
+  explicit FreshBytes(unsigned char byte);
+  ~FreshBytes();
+  FreshBytes(const FreshBytes&) = delete;
+  FreshBytes& operator=(const FreshBytes&) = delete;
+};
+
 // Which of the calls that count fail: the n-th, or all from the n-th on.
 enum class Times { once, onwards };
 
