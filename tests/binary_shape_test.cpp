@@ -37,6 +37,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <map>
 #include <memory>
 #include <set>
@@ -300,6 +301,7 @@ TEST(Inheritance, IsAsHostsWereCompiledAgainst) {
   EXPECT_FALSE((std::is_base_of_v<CCmnRefCount, CCmnMessageCatalogFactory>));
   EXPECT_TRUE(std::is_abstract_v<CCmnMessage>);
   EXPECT_TRUE(std::is_abstract_v<CCmnMessageCatalog>);
+  EXPECT_TRUE(std::is_abstract_v<CCmnMessageCatalogFactory>);
   EXPECT_TRUE((std::is_base_of_v<CCmnTraceable, CCmnExecPipeBase>));
   EXPECT_FALSE((IsVirtualBase<CCmnTraceable, CCmnExecPipeBase>::value));
   EXPECT_TRUE((std::is_base_of_v<CCmnExecPipeBase, CCmnExecPipePosix>));
@@ -322,6 +324,8 @@ TEST(Copying, IsPossibleForRecordsAndHoldersOnly) {
   EXPECT_FALSE(std::is_copy_assignable_v<CCmnIcuMessage>);
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnIcuMessageCatalog>);
   EXPECT_FALSE(std::is_copy_assignable_v<CCmnIcuMessageCatalog>);
+  EXPECT_FALSE(std::is_copy_constructible_v<CCmnMessageCatalog>);
+  EXPECT_FALSE(std::is_copy_assignable_v<CCmnMessageCatalog>);
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnMessageCatalogManager>);
   EXPECT_FALSE(std::is_copy_assignable_v<CCmnMessageCatalogManager>);
   EXPECT_FALSE(std::is_copy_constructible_v<CCmnConfiguration>);
@@ -384,6 +388,25 @@ static_assert(hasSignature<&Holder::operator->, CCmnRefCount* (Holder::*)() cons
 static_assert(hasSignature<&Holder::operator*, CCmnRefCount& (Holder::*)() const>);
 static_assert(hasSignature<&Holder::get, CCmnRefCount* (Holder::*)() const>);
 static_assert(std::is_same_v<decltype(std::declval<Holder&>() = std::declval<Holder&>()), Holder&>);
+
+static_assert(!std::is_base_of_v<std::exception, CCmnError>);
+static_assert(std::is_constructible_v<CCmnError, int, const tstr&, const tstr&, int, const tstr&>);
+
+static_assert(hasSignature<&CCmnMessage::serialize, SCmnMessageInfo* (CCmnMessage::*)()>);
+static_assert(
+    hasSignature<&CCmnMessage::deserialize, void (CCmnMessage::*)(const SCmnMessageInfo*)>);
+static_assert(hasSignature<&CCmnMessage::getSeverity, int (CCmnMessage::*)()>);
+static_assert(hasSignature<&CCmnMessage::getLineNumber, int (CCmnMessage::*)()>);
+static_assert(hasSignature<&CCmnMessage::getFileName, std::string (CCmnMessage::*)()>);
+static_assert(hasSignature<&CCmnMessage::getMessageId, std::string (CCmnMessage::*)()>);
+static_assert(hasSignature<&CCmnMessage::formatMessage, tstr (CCmnMessage::*)(tstr)>);
+static_assert(hasSignature<&CCmnIcuMessage::serialize, SCmnMessageInfo* (CCmnIcuMessage::*)()>);
+static_assert(
+    hasSignature<&CCmnIcuMessage::deserialize, void (CCmnIcuMessage::*)(const SCmnMessageInfo*)>);
+static_assert(hasSignature<&CCmnIcuMessage::formatMessage, tstr (CCmnIcuMessage::*)(tstr)>);
+static_assert(hasSignature<&CCmnMessageCatalog::init, int (CCmnMessageCatalog::*)()>);
+static_assert(hasSignature<&CCmnMessageCatalog::getMessage,
+                           tstr (CCmnMessageCatalog::*)(const std::string&, const char*) const>);
 
 using Handler = CCmnSaxParseHandler;
 
