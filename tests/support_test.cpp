@@ -39,12 +39,12 @@ using testing::ElementsAre;
 
 // ---- the heap
 
-// Compilers leave out pairs of allocation and release that nobody looks at.
+// Compilers know much of what malloc and new give, and leave out what nobody looks at.
 void* volatile seen = nullptr;
 
 void* look(void* block) {
   seen = block;
-  return block;
+  return seen;
 }
 
 // A request and its release. True where a block was given.
@@ -267,11 +267,11 @@ struct Large {
 TEST(Heap, GivesBlocksThatAreFilledThroughout) {
   constexpr size_t size = sizeof(Large);
   const std::unique_ptr<void, void (*)(void*)> block(std::malloc(size), std::free);
-  EXPECT_TRUE(allFresh(block.get(), size));
+  EXPECT_TRUE(allFresh(look(block.get()), size));
   const std::unique_ptr<char[]> array(new char[size]);
-  EXPECT_TRUE(allFresh(array.get(), size));
+  EXPECT_TRUE(allFresh(look(array.get()), size));
   const std::unique_ptr<Large> object(new Large);
-  EXPECT_TRUE(allFresh(object.get(), sizeof(Large)));
+  EXPECT_TRUE(allFresh(look(object.get()), sizeof(Large)));
 }
 
 bool refusesHundred(const HeapRequest& request) { return request.size != 100; }
@@ -300,9 +300,9 @@ TEST(HeapLender, GivesNewItsOwnBlocksAndTakesThemBack) {
     return block == ownBlock;
   };
   kelp_test::setHeapLender(lender);
-  void* const lent = ::operator new(sizeof ownBlock);
-  void* const array = ::operator new[](sizeof ownBlock, std::nothrow);
-  void* const other = ::operator new(sizeof ownBlock - 1);
+  void* const lent = look(::operator new(sizeof ownBlock));
+  void* const array = look(::operator new[](sizeof ownBlock, std::nothrow));
+  void* const other = look(::operator new(sizeof ownBlock - 1));
   ::operator delete(other);
   ::operator delete[](array);
   ::operator delete(lent);
