@@ -12,11 +12,9 @@
 
 namespace {
 
+using namespace kelp_test::look_up;
 using kelp_cmn_4_4::CCmnHostInfo;
 using kelp_cmn_4_4::CCmnNetwork;
-using kelp_test::failed;
-using kelp_test::found;
-using kelp_test::noAddress;
 using kelp_test::ResolverNode;
 using kelp_test::ScopedLocale;
 using kelp_test::ScriptedResolver;

@@ -17,11 +17,9 @@
 
 namespace {
 
+using namespace kelp_test::look_up;
 using kelp_cmn_4_4::CCmnHostInfo;
 using kelp_cmn_4_4::CCmnNetwork;
-using kelp_test::failed;
-using kelp_test::found;
-using kelp_test::noAddress;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
