@@ -91,6 +91,17 @@ std::string euros(size_t count) {
   return result;
 }
 
+template <class Job>
+bool throwsWithoutMemory(Job job) {
+  const HeapWatch watch(1);
+  try {
+    job();
+  } catch (const std::bad_alloc&) {
+    return true;
+  }
+  return false;
+}
+
 // ---- narrow to wide
 
 TEST(Str2wstr, ConvertsAsciiInEveryLocale) {
@@ -160,12 +171,7 @@ TEST(Str2wstr, AllocatesFourBytesPerCharacterAndTheTerminator) {
 TEST(Str2wstr, ThrowsWhenItsBufferCannotBeAllocated) {
   const ScopedLocale scope("C.utf8");
   const std::string text = euros(100);
-  EXPECT_THROW(
-      {
-        const HeapWatch watch(1);
-        Tool::str2wstr(text);
-      },
-      std::bad_alloc);
+  EXPECT_TRUE(throwsWithoutMemory([&text] { Tool::str2wstr(text); }));
 }
 
 TEST(Str2wstr, CopiesAWideTextAsItIs) {
@@ -305,12 +311,7 @@ TEST(Wstr2str, AllocatesTwoBytesPerCharacterAndTwoMore) {
 TEST(Wstr2str, ThrowsWhenItsBufferCannotBeAllocated) {
   const ScopedLocale scope("C.utf8");
   const std::wstring text(100, L'\u00e9');
-  EXPECT_THROW(
-      {
-        const HeapWatch watch(1);
-        Tool::wstr2str(text);
-      },
-      std::bad_alloc);
+  EXPECT_TRUE(throwsWithoutMemory([&text] { Tool::wstr2str(text); }));
 }
 
 TEST(Wstr2str, CopiesANarrowTextAsItIs) {
