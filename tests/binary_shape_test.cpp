@@ -20,6 +20,7 @@
 #include "cmnsaxhandler.h"
 #include "cmnsaxparser.h"
 #include "cmnsmartptr.h"
+#include "cmnstringtool.h"
 #include "cmntraceable.h"
 #include "cmntracelog.h"
 #include "exposed_members.h"
@@ -381,6 +382,40 @@ static_assert(hasSignature<Q_vsnprintf, int (*)(char*, size_t, const char*, va_l
 static_assert(hasSignature<Q_snwprintf, int (*)(wchar_t*, size_t, const wchar_t*, ...)>);
 static_assert(hasSignature<Q_vsnwprintf, int (*)(wchar_t*, size_t, const wchar_t*, va_list)>);
 static_assert(hasSignature<Q_dumb_realloc, void* (*)(void**, size_t)>);
+
+using Text = CCmnStringTool;
+using Alloc = void* (*)(unsigned long);
+using Texts = std::vector<std::string>;
+
+static_assert(!std::is_default_constructible_v<Text>);
+
+template <auto function, class Expected>
+constexpr bool isFunction = std::is_same_v<decltype(function), Expected*>;
+
+static_assert(isFunction<&Text::str2ustr, icu::UnicodeString(std::string&)>);
+static_assert(isFunction<&Text::ustr2str, std::string(icu::UnicodeString&)>);
+static_assert(isFunction<&Text::tstr2ustr, icu::UnicodeString(tstr&)>);
+static_assert(isFunction<&Text::ustr2tstr, tstr(icu::UnicodeString&)>);
+static_assert(isFunction<&Text::strdup, char*(const std::string&, Alloc)>);
+static_assert(isFunction<&Text::wstrdup, wchar_t*(const std::wstring&, Alloc)>);
+static_assert(isFunction<&Text::tstrdup, char*(const tstr&, Alloc)>);
+static_assert(isFunction<&Text::tstrduplist, char**(const std::vector<tstr>&)>);
+static_assert(isFunction<&Text::tstrfreelist, void(char**&)>);
+static_assert(
+    isFunction<&Text::find, unsigned long(const Texts&, const char*, unsigned long&, bool)>);
+static_assert(isFunction<&Text::convertToXmlSpecialCharacters, std::string(const std::string&)>);
+static_assert(isFunction<&Text::convertFromXmlSpecialCharacters, std::string(const std::string&)>);
+static_assert(isFunction<&Text::xmlBracket, std::string(std::string, bool, bool)>);
+static_assert(isFunction<&Text::xmlBracketValue, std::string(std::string, std::string)>);
+static_assert(isFunction<&Text::binary2str, std::string(unsigned char*, int)>);
+static_assert(isFunction<&Text::binary2wstr, std::wstring(unsigned char*, int)>);
+static_assert(isFunction<&Text::str2binary, int(unsigned char*, int*, const std::string&)>);
+static_assert(isFunction<&Text::wstr2binary, int(unsigned char*, int*, std::wstring, bool)>);
+static_assert(isFunction<&Text::str2uid, std::string(unsigned int, const std::string&)>);
+static_assert(isFunction<&Text::wstr2uid, std::string(unsigned int, const std::wstring&)>);
+static_assert(isFunction<&Text::binary2uid, std::wstring(unsigned int, unsigned char*, int)>);
+static_assert(isFunction<&Text::tokenize, Texts(const std::string&, const std::string&)>);
+static_assert(isFunction<&Text::isIpAddress, bool(const std::string&)>);
 
 using Holder = CCmnSmartPtr<CCmnRefCount, CCmnNullAllocator<CCmnRefCount>>;
 
