@@ -8,26 +8,57 @@
 
 namespace q_integertext {
 
-struct IntegerText {
-  const char* end;  // after the last digit; the text's start when there is no number
+// An integer as its digits come in.
+struct Integer {
   uintmax_t magnitude = 0;
   bool negative = false;
   bool overflow = false;  // the magnitude does not fit
+
+  void append(int digit, int base) {
+    constexpr uintmax_t alwaysFits = UINTMAX_MAX / 64;  // whatever the base
+    if (magnitude < alwaysFits) {
+      magnitude = magnitude * static_cast<uintmax_t>(base) + static_cast<uintmax_t>(digit);
+      return;
+    }
+    overflow = overflow ||
+               __builtin_mul_overflow(magnitude, static_cast<uintmax_t>(base), &magnitude) ||
+               __builtin_add_overflow(magnitude, static_cast<uintmax_t>(digit), &magnitude);
+  }
+};
+
+// What strtoimax and strtoumax give: where the integer does not fit, the nearest value or the
+// greatest, and ERANGE.
+inline intmax_t toSigned(const Integer& integer) {
+  const uintmax_t limit = static_cast<uintmax_t>(INTMAX_MAX) + (integer.negative ? 1U : 0U);
+  if (integer.overflow || integer.magnitude > limit) {
+    errno = ERANGE;
+    return integer.negative ? INTMAX_MIN : INTMAX_MAX;
+  }
+  return static_cast<intmax_t>(integer.negative ? 0 - integer.magnitude : integer.magnitude);
+}
+
+inline uintmax_t toUnsigned(const Integer& integer) {
+  if (integer.overflow) {
+    errno = ERANGE;
+    return UINTMAX_MAX;
+  }
+  return integer.negative ? 0 - integer.magnitude : integer.magnitude;
+}
+
+struct IntegerText {
+  const char* end;  // after the last digit; the text's start when there is no number
+  Integer value;
 };
 
 constexpr int notADigit = 36;
 
 inline int digitValue(char c) {
-  if (c >= '0' && c <= '9') {
-    return c - '0';
+  const int decimal = c - '0';
+  if (decimal >= 0 && decimal <= 9) {
+    return decimal;
   }
-  if (c >= 'a' && c <= 'z') {
-    return c - 'a' + 10;
-  }
-  if (c >= 'A' && c <= 'Z') {
-    return c - 'A' + 10;
-  }
-  return notADigit;
+  const int letter = (c | 0x20) - 'a';  // of either case
+  return letter >= 0 && letter < 26 ? letter + 10 : notADigit;
 }
 
 // A prefix counts only where a digit follows: of "0x" and "0xg" the number is the zero.
@@ -47,7 +78,7 @@ inline int effectiveBase(const char* digits, int base) {
 
 // Reads white space, sign, prefix and digits. A bad base reads as no number and sets errno.
 inline IntegerText readInteger(const char* text, int base) {
-  IntegerText result{text};
+  IntegerText result{text, {}};
   if (base < 0 || base == 1 || base > 36) {
     errno = EINVAL;
     return result;
@@ -55,7 +86,7 @@ inline IntegerText readInteger(const char* text, int base) {
   while (std::isspace(static_cast<unsigned char>(*text)) != 0) {
     ++text;
   }
-  result.negative = *text == '-';
+  result.value.negative = *text == '-';
   if (*text == '-' || *text == '+') {
     ++text;
   }
@@ -64,10 +95,7 @@ inline IntegerText readInteger(const char* text, int base) {
     text += 2;
   }
   for (int digit = digitValue(*text); digit < base; digit = digitValue(*text)) {
-    const auto value = static_cast<uintmax_t>(digit);
-    const auto factor = static_cast<uintmax_t>(base);
-    result.overflow = result.overflow || result.magnitude > (UINTMAX_MAX - value) / factor;
-    result.magnitude = result.magnitude * factor + value;
+    result.value.append(digit, base);
     result.end = ++text;
   }
   return result;

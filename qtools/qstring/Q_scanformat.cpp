@@ -16,21 +16,19 @@ int parseWidth(const char*& format) {
   return width;
 }
 
+// The second of two equal letters.
+bool parseAgain(const char*& format, char letter) {
+  const bool twice = *format == letter;
+  format += twice ? 1 : 0;
+  return twice;
+}
+
 Modifier parseModifier(const char*& format) {
-  const char first = *format;
-  if (!isOneOf(first, "hlqLjtz")) {
-    return Modifier::none;
-  }
-  ++format;
-  const bool twice = *format == first && isOneOf(first, "hl");
-  if (twice) {
-    ++format;
-  }
-  switch (first) {
+  switch (*format++) {
     case 'h':
-      return twice ? Modifier::hh : Modifier::h;
+      return parseAgain(format, 'h') ? Modifier::hh : Modifier::h;
     case 'l':
-      return twice ? Modifier::ll : Modifier::l;
+      return parseAgain(format, 'l') ? Modifier::ll : Modifier::l;
     case 'q':
       return Modifier::ll;
     case 'L':
@@ -39,14 +37,18 @@ Modifier parseModifier(const char*& format) {
       return Modifier::j;
     case 't':
       return Modifier::t;
-    default:
+    case 'z':
       return Modifier::z;
+    default:
+      --format;
+      return Modifier::none;
   }
 }
 
 // Parses the set after "[" up to its "]". The end of one range may begin the next. False when the
 // format ends first.
-bool parseScanSet(const char*& format, std::bitset<256>& set) {
+bool parseScanSet(const char*& format, ScanSet& set) {
+  set.reset();
   const bool inverted = *format == '^';
   if (inverted) {
     ++format;
@@ -74,46 +76,81 @@ bool parseScanSet(const char*& format, std::bitset<256>& set) {
   return true;
 }
 
+void setUnsigned(Conversion& conversion, int base) {
+  conversion.isUnsigned = true;
+  conversion.base = base;
+}
+
+// A letter with a fixed type, or an unknown one: a modifier before it changes nothing. Not isupper:
+// what is stored must not depend on the locale.
+void setFixedType(Conversion& conversion, char letter) {
+  const bool isLong = letter >= 'A' && letter <= 'Z';
+  conversion.modifier = isLong ? Modifier::l : Modifier::none;
+}
+
+void setKind(Conversion& conversion, char letter) {
+  switch (letter) {
+    case 'd':
+      return;
+    case 'i':
+      conversion.base = 0;
+      return;
+    case 'o':
+      return setUnsigned(conversion, 8);
+    case 'u':
+      return setUnsigned(conversion, 10);
+    case 'x':
+    case 'X':
+      return setUnsigned(conversion, 16);
+    case 'O':
+      setUnsigned(conversion, 8);
+      return setFixedType(conversion, letter);
+    case 'p':
+      conversion.kind = Kind::pointer;
+      return setUnsigned(conversion, 16);
+    case 'e':
+    case 'E':
+    case 'f':
+    case 'g':
+    case 'G':
+      conversion.kind = Kind::floating;
+      return;
+    case 'c':
+      conversion.kind = Kind::character;
+      return;
+    case 's':
+      conversion.kind = Kind::word;
+      return;
+    case '[':
+      conversion.kind = Kind::set;
+      return;
+    case 'n':
+      conversion.kind = Kind::consumed;
+      return;
+    case '%':
+      conversion.kind = Kind::percent;
+      return;
+    default:
+      return setFixedType(conversion, letter);
+  }
+}
+
 }  // namespace
 
-bool parseConversion(const char*& format, Conversion& conversion) {
+bool parseConversion(const char*& format, Conversion& conversion, ScanSet& set) {
   if (*format == '*') {
     conversion.assigns = false;
     ++format;
   }
   conversion.width = parseWidth(format);
   conversion.modifier = parseModifier(format);
-  conversion.letter = *format;
-  if (conversion.letter == '\0') {
+  const char letter = *format;
+  if (letter == '\0') {
     return false;
   }
   ++format;
-  return conversion.letter != '[' || parseScanSet(format, conversion.set);
-}
-
-Modifier integerModifier(const Conversion& conversion) {
-  if (isOneOf(conversion.letter, "dinouxX")) {
-    return conversion.modifier;
-  }
-  // Not isupper: what is stored must not depend on the locale.
-  const bool isLong = conversion.letter >= 'A' && conversion.letter <= 'Z';
-  return isLong ? Modifier::l : Modifier::none;
-}
-
-int integerBase(char letter) {
-  switch (letter) {
-    case 'i':
-      return 0;
-    case 'o':
-    case 'O':
-      return 8;
-    case 'x':
-    case 'X':
-    case 'p':
-      return 16;
-    default:
-      return 10;
-  }
+  setKind(conversion, letter);
+  return conversion.kind != Kind::set || parseScanSet(format, set);
 }
 
 }  // namespace q_scan

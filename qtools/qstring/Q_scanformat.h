@@ -6,26 +6,24 @@
 
 namespace q_scan {
 
+enum class Kind { integer, pointer, floating, character, word, set, consumed, percent };
+
 enum class Modifier { none, hh, h, l, ll, longDouble, j, t, z };
 
 struct Conversion {
+  Kind kind = Kind::integer;
   bool assigns = true;
   int width = 0;  // 0 for no limit
   Modifier modifier = Modifier::none;
-  char letter = '\0';
-  std::bitset<256> set;  // of a scan set
+  int base = 10;  // of an integer; 0 where its prefix tells
+  bool isUnsigned = false;
 };
 
-// Parses a conversion after its "%", and moves the format behind it. False when the format ends
-// inside it.
-bool parseConversion(const char*& format, Conversion& conversion);
+using ScanSet = std::bitset<256>;
 
-// The modifier that says how an integer is stored: conversions with a fixed type, unknown ones
-// among them, have their own.
-Modifier integerModifier(const Conversion& conversion);
-
-// Of a conversion to an integer: 0 where the number's prefix tells the base.
-int integerBase(char letter);
+// Parses a conversion after its "%", and moves the format behind it. Only a scan set changes `set`.
+// False when the format ends inside it.
+bool parseConversion(const char*& format, Conversion& conversion, ScanSet& set);
 
 }  // namespace q_scan
 

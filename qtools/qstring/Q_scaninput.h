@@ -1,21 +1,27 @@
-// What the scanner reads, character by character. Not installed.
+// What the scanner reads. Not installed.
 #ifndef Q_SCANINPUT_H
 #define Q_SCANINPUT_H
 
 #include "Q_vfscanf.h"
 
+#include <algorithm>
 #include <cctype>
+#include <climits>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace q_scan {
 
 constexpr int endOfInput = -1;
 
-inline bool isSpace(int c) { return std::isspace(c) != 0; }
-
-inline bool isOneOf(int c, const char* characters) {
-  return c > 0 && std::strchr(characters, c) != nullptr;
+// The locale is asked only about what locales differ in.
+inline bool isSpace(int c) {
+  const bool isPrintedAscii = c > ' ' && c < 0x7f;
+  if (isPrintedAscii) {
+    return false;
+  }
+  const bool isAsciiSpace = c == ' ' || (c >= '\t' && c <= '\r');
+  return isAsciiSpace || std::isspace(c) != 0;
 }
 
 inline bool isDigit(int c, int base) {
@@ -27,22 +33,37 @@ inline bool isDigit(int c, int base) {
 
 class Input {
  public:
-  explicit Input(ScanSource& source) : m_source(source) {}
+  // Goes on where the source stands. The source is brought up to date at the end.
+  explicit Input(ScanSource& source) : m_source(&source) { adoptSource(); }
+
+  // A text up to its terminator, which is looked for no further than the scan comes.
+  explicit Input(const char* text) : m_start(text), m_position(text), m_end(text) {}
+
+  ~Input() {
+    if (m_source != nullptr) {
+      updateSource();
+    }
+  }
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
 
   // The next character, or endOfInput.
   int peek() {
-    if (m_source.unread <= 0 && __Qrefill(&m_source) != 0) {
+    if (m_position == m_end && !refill()) {
       return endOfInput;
     }
-    return static_cast<unsigned char>(*m_source.position);
+    return static_cast<unsigned char>(*m_position);
   }
 
-  // Consumes the character that peek() gave.
-  void consume() {
-    ++m_source.position;
-    --m_source.unread;
-    ++m_consumed;
-  }
+  // What can be read without asking for more, from the character that peek() gave.
+  const char* position() const { return m_position; }
+  size_t available() const { return static_cast<size_t>(m_end - m_position); }
+
+  // Whether what can be read so is all there is.
+  bool isLast() const { return m_source == nullptr && *m_end == '\0'; }
+
+  // Consumes some of that.
+  void consume(size_t count = 1) { m_position += count; }
 
   void skipSpace() {
     while (isSpace(peek())) {
@@ -50,11 +71,19 @@ class Input {
     }
   }
 
-  intmax_t consumed() const { return m_consumed; }
+  intmax_t consumed() const { return m_consumedBefore + (m_position - m_start); }
 
  private:
-  ScanSource& m_source;
-  intmax_t m_consumed = 0;
+  bool refill();
+  void adoptSource();
+  void updateSource();
+
+  ScanSource* m_source = nullptr;
+  const char* m_start = nullptr;  // of what is at hand
+  const char* m_position = nullptr;
+  const char* m_end = nullptr;
+  intmax_t m_consumedBefore = 0;
+  size_t m_textLimit = INT_MAX;  // a longer text ends there
 };
 
 // The input that a conversion may consume: as much as its width allows.
@@ -69,10 +98,32 @@ class Field {
     ++m_consumed;
   }
 
-  // The character consumed, or 0 where another one follows.
-  int consumeOneOf(const char* characters) {
+  // Consumes the longest run of characters for which `belongs` holds. `use` gets its pieces, as
+  // they are at hand: what they begin with, and their length.
+  template <class Belongs, class Use>
+  void consumeRun(Belongs belongs, Use use) {
+    while (peek() != endOfInput) {
+      const auto* const text = reinterpret_cast<const unsigned char*>(m_input.position());
+      const size_t limit = std::min(m_input.available(), static_cast<size_t>(m_limit - m_consumed));
+      size_t length = 0;
+      while (length < limit && belongs(text[length])) {
+        ++length;
+      }
+      use(m_input.position(), length);
+      m_input.consume(length);
+      m_consumed += static_cast<intmax_t>(length);
+      if (length < limit) {
+        return;
+      }
+    }
+  }
+
+  bool consumeIf(char expected) { return consumeEither(expected, expected) != 0; }
+
+  // The character consumed, or 0 where neither of them follows.
+  int consumeEither(char first, char second) {
     const int c = peek();
-    if (!isOneOf(c, characters)) {
+    if (c != first && c != second) {
       return 0;
     }
     consume();

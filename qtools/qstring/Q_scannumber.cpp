@@ -1,8 +1,5 @@
 #include "Q_scannumber.h"
 
-#include "Q_strtoimax.h"
-#include "Q_strtoumax.h"
-
 #include <charconv>
 #include <cstdlib>
 #include <iterator>
@@ -21,13 +18,31 @@ bool isSignificant(int digit, size_t length) { return digit != '0' || length > b
 
 }  // namespace
 
-bool IntegerNumeral::consume(Field& field) {
-  if (field.consumeOneOf("+-") == '-') {
-    m_text[0] = '-';
+bool consumeShortDecimal(Input& input, q_integertext::Integer& value) {
+  constexpr ptrdiff_t fittingDigits = 18;
+  const char* const start = input.position();
+  const char* const digits = start + (*start == '-' || *start == '+' ? 1 : 0);
+  const char* const end = start + input.available();
+  const char* const limit = end - digits > fittingDigits ? digits + fittingDigits : end;
+  const char* p = digits;
+  uintmax_t magnitude = 0;
+  for (; p != limit && isDigit(*p, 10); ++p) {
+    magnitude = 10 * magnitude + static_cast<uintmax_t>(*p - '0');
   }
+  const bool isWhole = p != digits && (p != limit || (p == end && input.isLast()));
+  if (isWhole) {
+    value.magnitude = magnitude;
+    value.negative = *start == '-';
+    input.consume(static_cast<size_t>(p - start));
+  }
+  return isWhole;
+}
+
+bool IntegerNumeral::consume(Field& field) {
+  m_value.negative = field.consumeEither('+', '-') == '-';
   const bool takesPrefix = m_base == 0 || m_base == 16;
-  const bool zero = takesPrefix && field.consumeOneOf("0") != 0;
-  if (zero && field.consumeOneOf("xX") != 0) {
+  const bool zero = takesPrefix && field.consumeIf('0');
+  if (zero && field.consumeEither('x', 'X') != 0) {
     m_base = 16;
   } else if (m_base == 0) {
     m_base = zero ? 8 : 10;
@@ -37,28 +52,30 @@ bool IntegerNumeral::consume(Field& field) {
 
 bool IntegerNumeral::consumeDigits(Field& field) {
   const intmax_t before = field.consumed();
-  for (int c = field.peek(); isDigit(c, m_base); c = field.peek()) {
-    if (isSignificant(c, m_length) && m_length < beforeDigits + decisiveDigits) {
-      m_text[m_length++] = static_cast<char>(c);
+  q_integertext::Integer value = m_value;  // a copy that nothing else can change stays in registers
+  const int base = m_base;
+  const auto append = [&value, base](unsigned char c) {
+    const int digit = q_integertext::digitValue(static_cast<char>(c));
+    if (digit >= base) {
+      return false;
     }
-    field.consume();
-  }
+    value.append(digit, base);
+    return true;
+  };
+  field.consumeRun(append, [](const char*, size_t) {});
+  m_value = value;
   return field.consumed() != before;
 }
 
-intmax_t IntegerNumeral::toSigned() const { return __Qstrtoimax(m_text, nullptr, m_base); }
-
-uintmax_t IntegerNumeral::toUnsigned() const { return __Qstrtoumax(m_text, nullptr, m_base); }
-
 bool FloatNumeral::consume(Field& field) {
-  if (field.consumeOneOf("+-") == '-') {
+  if (field.consumeEither('+', '-') == '-') {
     m_text[0] = '-';
   }
   bool hasDigits = consumeDigits(field, Part::integer);
-  if (field.consumeOneOf(".") != 0) {
+  if (field.consumeIf('.')) {
     hasDigits = consumeDigits(field, Part::fraction) || hasDigits;
   }
-  if (hasDigits && field.consumeOneOf("eE") != 0) {
+  if (hasDigits && field.consumeEither('e', 'E') != 0) {
     consumeExponent(field);
   }
   return hasDigits;
@@ -88,7 +105,7 @@ void FloatNumeral::keepDigit(char digit) {
 }
 
 void FloatNumeral::consumeExponent(Field& field) {
-  const bool isNegative = field.consumeOneOf("+-") == '-';
+  const bool isNegative = field.consumeEither('+', '-') == '-';
   intmax_t exponent = 0;
   for (int c = field.peek(); isDigit(c, 10); c = field.peek()) {
     if (exponent < exponentLimit) {

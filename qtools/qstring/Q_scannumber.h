@@ -3,12 +3,17 @@
 #ifndef Q_SCANNUMBER_H
 #define Q_SCANNUMBER_H
 
+#include "Q_integertext.h"
 #include "Q_scaninput.h"
 
 #include <cstddef>
 #include <cstdint>
 
 namespace q_scan {
+
+// The usual case, without a width: a decimal integer of few digits that is at hand as a whole.
+// False, with nothing consumed, where it is not.
+bool consumeShortDecimal(Input& input, q_integertext::Integer& value);
 
 class IntegerNumeral {
  public:
@@ -18,23 +23,22 @@ class IntegerNumeral {
   // Consumes the longest text that can still become an integer. False when it is none.
   bool consume(Field& field);
 
-  // By the converters of their types, which set errno.
-  intmax_t toSigned() const;
-  uintmax_t toUnsigned() const;
+  const q_integertext::Integer& value() const { return m_value; }
 
  private:
   bool consumeDigits(Field& field);
 
-  // As many octal digits, which are the most, do not fit into 64 bits.
-  static constexpr size_t decisiveDigits = 23;
-
   int m_base;
-  size_t m_length = 2;
-  char m_text[2 + decisiveDigits + 1] = "+0";  // a sign, a zero, the significant digits
+  q_integertext::Integer m_value;
 };
 
 class FloatNumeral {
  public:
+  FloatNumeral() {
+    m_text[0] = '+';
+    m_text[1] = '0';
+  }
+
   // Consumes the longest text that can still become a floating number. False when it is none.
   bool consume(Field& field);
 
@@ -56,7 +60,7 @@ class FloatNumeral {
   intmax_t m_exponent = 0;   // of ten, for the digits that are kept
   bool m_liesAbove = false;  // a digit that is not kept is not zero
   size_t m_length = 2;
-  char m_text[2 + decisiveDigits + 1 + exponentLength + 1] = "+0";  // as above
+  char m_text[2 + decisiveDigits + 1 + exponentLength + 1];  // as above, without a terminator
 };
 
 }  // namespace q_scan

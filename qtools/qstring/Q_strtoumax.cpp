@@ -7,9 +7,5 @@ uintmax_t __Qstrtoumax(const char* text, char** end, int base) {
   if (end != nullptr) {
     *end = const_cast<char*>(number.end);
   }
-  if (number.overflow) {
-    errno = ERANGE;
-    return UINTMAX_MAX;
-  }
-  return number.negative ? 0 - number.magnitude : number.magnitude;
+  return q_integertext::toUnsigned(number.value);
 }
