@@ -1,6 +1,6 @@
 #include "cmnmsgdgst5.h"
 
-#include "Q_strings.h"
+#include "cmnhexdigits.h"
 
 #include <string.h>
 
@@ -30,19 +30,19 @@ constexpr Word sines[4][16] = {
      0xeb86d391}};
 
 struct Round1 {
-  static Word mixed(Word b, Word c, Word d) { return (b & c) | (~b & d); }
+  static Word mixed(Word b, Word c, Word d) { return d ^ (b & (c ^ d)); }
   static constexpr Word shifts[4] = {7, 12, 17, 22};
   static constexpr Word wordAt(Word step) { return step; }
 };
 
 struct Round2 {
-  static Word mixed(Word b, Word c, Word d) { return (b & d) | (c & ~d); }
+  static Word mixed(Word b, Word c, Word d) { return (b & d) + (c & ~d); }
   static constexpr Word shifts[4] = {5, 9, 14, 20};
   static constexpr Word wordAt(Word step) { return (1 + 5 * step) % 16; }
 };
 
 struct Round3 {
-  static Word mixed(Word b, Word c, Word d) { return b ^ c ^ d; }
+  static Word mixed(Word b, Word c, Word d) { return b ^ (c ^ d); }
   static constexpr Word shifts[4] = {4, 11, 16, 23};
   static constexpr Word wordAt(Word step) { return (5 + 3 * step) % 16; }
 };
@@ -55,7 +55,7 @@ struct Round4 {
 
 template <class Round>
 inline void takeStep(Word& w, Word b, Word c, Word d, Word x, Word s, Word t) {
-  const Word v = w + Round::mixed(b, c, d) + x + t;
+  const Word v = Round::mixed(b, c, d) + (w + x + t);
   // Not a rotation: what leaves the 64 bits at the top is lost, and what is above the 32 bits
   // stays.
   w = (v >> (32 - s) | v << s) + b;
@@ -164,10 +164,7 @@ void CCmnMessageDigest5::Finalize() {
   for (size_t i = 0; i < 4; ++i) {
     storeBytes(m_digest + 4 * i, m_state[i], 4);
   }
-  const unsigned char* const d = m_digest;
-  Q_snprintf(m_ansiDigest, sizeof m_ansiDigest,
-             "%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x%02x", d[0], d[1], d[2],
-             d[3], d[4], d[5], d[6], d[7], d[8], d[9], d[10], d[11], d[12], d[13], d[14], d[15]);
+  writeHexDigits(m_digest, sizeof m_digest, m_ansiDigest);
 }
 
 unsigned char CCmnMessageDigest5::operator[](unsigned long index) const {
