@@ -1,0 +1,211 @@
+// XML escaping, hexadecimal, identifiers and tokens.
+#include "cmnhexdigits.h"
+#include "cmnnumbertext.h"
+#include "cmnstringtool.h"
+#include "cmntextsearch.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <iterator>
+#include <string_view>
+
+namespace kelp_cmn_4_4 {
+namespace {
+
+constexpr char marked[] = {'&', '<', '>', '"', '\''};
+
+// Empty for a character that is written as it is.
+std::string_view entityOf(char character) {
+  switch (character) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    case '\'':
+      return "&#39;";
+    default:
+      return {};
+  }
+}
+
+// The character whose entity a text begins with; zero where it begins with none.
+char markedOf(std::string_view text) {
+  for (const char character : marked) {
+    if (text.substr(0, entityOf(character).size()) == entityOf(character)) {
+      return character;
+    }
+  }
+  return '\0';
+}
+
+// Five quick searches cost less than one look at every byte.
+bool holdsMarked(std::string_view text) {
+  return std::any_of(std::begin(marked), std::end(marked), [text](char character) {
+    return text.find(character) != std::string_view::npos;
+  });
+}
+
+constexpr unsigned char noDigit = 0xff;
+
+// The value of each byte as a hexadecimal digit.
+constexpr std::array<unsigned char, 256> hexValues() {
+  std::array<unsigned char, 256> values{};
+  for (unsigned char& value : values) {
+    value = noDigit;
+  }
+  for (unsigned char i = 0; i < 10; ++i) {
+    values['0' + i] = i;
+  }
+  for (unsigned char i = 10; i < 16; ++i) {
+    values['a' + i - 10] = values['A' + i - 10] = i;
+  }
+  return values;
+}
+constexpr std::array<unsigned char, 256> hexValueOf = hexValues();
+
+// What is no hexadecimal number is what strtol makes of it, on purpose.
+unsigned char parseHexPair(const char* pair) {
+  const unsigned char high = hexValueOf[static_cast<unsigned char>(pair[0])];
+  const unsigned char low = hexValueOf[static_cast<unsigned char>(pair[1])];
+  if ((high | low) != noDigit) {
+    return static_cast<unsigned char>(high << 4 | low);
+  }
+  const char text[] = {pair[0], pair[1], '\0'};
+  return static_cast<unsigned char>(std::strtol(text, nullptr, 16));
+}
+
+size_t countTokens(std::string_view text, const ByteSet& delimiter) {
+  size_t count = 0;
+  bool inside = false;
+  for (const char c : text) {
+    const bool wasInside = inside;
+    inside = !delimiter.holds(c);
+    count += inside && !wasInside ? 1 : 0;
+  }
+  return count;
+}
+
+}  // namespace
+
+std::string CCmnStringTool::convertToXmlSpecialCharacters(const std::string& text) {
+  const std::string_view source = text.c_str();
+  if (!holdsMarked(source)) {
+    return std::string(source);
+  }
+  std::string result;
+  result.reserve(source.size() + source.size() / 2);
+  for (const char c : source) {
+    const std::string_view entity = entityOf(c);
+    if (entity.empty()) {
+      result += c;
+    } else {
+      result += entity;
+    }
+  }
+  return result;
+}
+
+std::string CCmnStringTool::convertFromXmlSpecialCharacters(const std::string& text) {
+  std::string_view rest = text.c_str();
+  std::string result;
+  result.reserve(rest.size());
+  for (size_t next = rest.find('&'); next != std::string_view::npos; next = rest.find('&')) {
+    result += rest.substr(0, next);
+    rest.remove_prefix(next);
+    const char character = markedOf(rest);
+    result += character == '\0' ? '&' : character;
+    rest.remove_prefix(character == '\0' ? 1 : entityOf(character).size());
+  }
+  result += rest;
+  return result;
+}
+
+std::string CCmnStringTool::xmlBracket(std::string name, bool open, bool newline) {
+  return (open ? "<" : "</") + name + (newline ? ">\n" : ">");
+}
+
+std::string CCmnStringTool::xmlBracketValue(std::string name, std::string value) {
+  return "\t" + xmlBracket(name, true, false) + convertToXmlSpecialCharacters(value) +
+         xmlBracket(name, false, true);
+}
+
+// NOLINTNEXTLINE(readability-non-const-parameter): the interface is fixed
+std::string CCmnStringTool::binary2str(unsigned char* data, int count) {
+  if (count < 1) {
+    return std::string();
+  }
+  std::string result(2 * static_cast<size_t>(count), '\0');
+  writeHexDigits(data, static_cast<size_t>(count), result.data());
+  return result;
+}
+
+std::wstring CCmnStringTool::binary2wstr(unsigned char* data, int count) {
+  return str2wstr(binary2str(data, count));
+}
+
+int CCmnStringTool::str2binary(unsigned char* out, int* size, const std::string& hex) {
+  // As long, which is wide enough: as int, half of 4 GiB is negative.
+  if (*size < static_cast<long>(hex.length() / 2)) {
+    return -1;
+  }
+  if (hex.empty()) {
+    *out = 0;
+    static_cast<void>(hex.substr(2));  // throws, on purpose, with that byte stored
+  }
+  const char* const digits = hex.data();
+  const size_t count = hex.length() / 2;
+  for (size_t i = 0; i < count; ++i) {
+    out[i] = parseHexPair(digits + 2 * i);
+  }
+  *size = static_cast<int>(count);
+  return 0;
+}
+
+int CCmnStringTool::wstr2binary(unsigned char* out, int* size, std::wstring hex, bool /*ignored*/) {
+  return str2binary(out, size, wstr2str(hex));
+}
+
+std::string CCmnStringTool::str2uid(unsigned int type, const std::string& bytes) {
+  std::string result = formatted<64>("%04x", type);
+  for (const char byte : bytes) {
+    // Widened with its sign, on purpose; the unsigned bytes of binary2uid are not.
+    result += formatted<64>("%02x", static_cast<int>(static_cast<signed char>(byte)));
+  }
+  return result;
+}
+
+std::string CCmnStringTool::wstr2uid(unsigned int type, const std::wstring& bytes) {
+  return str2uid(type, wstr2str(bytes));
+}
+
+std::wstring CCmnStringTool::binary2uid(unsigned int type, unsigned char* data, int count) {
+  return str2wstr(formatted<64>("%04x", type)) + binary2wstr(data, count);
+}
+
+std::vector<std::string> CCmnStringTool::tokenize(const std::string& text,
+                                                  const std::string& delimiters) {
+  const ByteSet delimiter(delimiters.c_str());
+  const std::string_view source = text.c_str();
+  std::vector<std::string> tokens;
+  tokens.reserve(countTokens(source, delimiter));
+  std::string_view rest = source.substr(delimiter.leading(source));
+  while (!rest.empty()) {
+    const size_t length = delimiter.leadingOthers(rest);
+    tokens.emplace_back(rest.substr(0, length));
+    rest.remove_prefix(length);
+    rest.remove_prefix(delimiter.leading(rest));
+  }
+  return tokens;
+}
+
+bool CCmnStringTool::isIpAddress(const std::string& text) {
+  const std::vector<std::string> tokens = tokenize(text, ".");
+  return tokens.size() == 4 && std::all_of(tokens.begin(), tokens.end(), isDigit);
+}
+
+}  // namespace kelp_cmn_4_4
