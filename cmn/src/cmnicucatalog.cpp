@@ -64,7 +64,7 @@ tstr CCmnIcuMessageCatalog::getMessage(const std::string& id, const char* defaul
     UErrorCode status = U_ZERO_ERROR;
     icu::UnicodeString text = m_bundle->getStringEx(id.c_str(), status);
     if (U_SUCCESS(status)) {
-      return joined(m_catalogName, ": ", CCmnStringTool::ustr2tstr(text));
+      return joined(m_catalogName, ": ", CCmnStringTool::ustr2str(text).c_str());
     }
     if (status == U_MEMORY_ALLOCATION_ERROR) {
       throw std::bad_alloc();
@@ -73,7 +73,7 @@ tstr CCmnIcuMessageCatalog::getMessage(const std::string& id, const char* defaul
   if (defaultText != nullptr) {
     return copied(defaultText);
   }
-  return joined(m_catalogName, ": <", CCmnStringTool::str2tstr(id), ">");
+  return joined(m_catalogName, ": <", id.c_str(), ">");
 }
 
 CCmnIcuMessageCatalog::~CCmnIcuMessageCatalog() { delete m_bundle; }

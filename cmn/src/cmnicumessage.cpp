@@ -144,26 +144,43 @@ void cutAt(std::string_view& text, size_t position) {
   text.remove_prefix(position);
 }
 
+// The text goes on up to its terminator.
 int scanType(std::string_view text) {
-  // Up to the first ">" no conversion can go further, so the rest of the text need not be scanned.
-  const std::string tag(text.substr(0, text.find('>')));
   int index = -1;
   int type = -1;
-  Q_sscanf(tag.c_str(), "<ARGVALUE INDEX=%d TYPE=%d>", &index, static_cast<int>(sizeof index),
+  Q_sscanf(text.data(), "<ARGVALUE INDEX=%d TYPE=%d>", &index, static_cast<int>(sizeof index),
            &type, static_cast<int>(sizeof type));
   return type;
 }
+
+// Finds the next ">" of a text that is cut again and again. What was found, or that there is none,
+// holds until the text is cut behind it: so nothing is searched twice.
+class TagEnd {
+ public:
+  size_t in(std::string_view text) {
+    const char* const end = text.data() + text.size();
+    if (m_found == nullptr || m_found < text.data()) {
+      const size_t position = text.find('>');
+      m_found = position == std::string_view::npos ? end : text.data() + position;
+    }
+    return m_found == end ? std::string_view::npos : static_cast<size_t>(m_found - text.data());
+  }
+
+ private:
+  const char* m_found = nullptr;
+};
 
 // On purpose, nothing asks whether a search found anything: "not found" is the largest number, so
 // adding to it wraps around, and one behind "not found" is the start.
 std::vector<ValueText> findArguments(std::string_view text) {
   std::vector<ValueText> arguments;
+  TagEnd tagEnd;
   // On purpose, this first search finds any character of the set.
-  size_t next = text.find_first_of(argumentOpening, text.find('>'));
+  size_t next = text.find_first_of(argumentOpening, tagEnd.in(text));
   while (next != std::string_view::npos) {
     cutAt(text, next);
     const int type = scanType(text);
-    cutAt(text, text.find('>') + 1);
+    cutAt(text, tagEnd.in(text) + 1);
     const size_t valueEnd = text.find('<');
     const std::string_view value = text.substr(0, valueEnd);
     cutAt(text, valueEnd + sizeof argumentClosing - 1);

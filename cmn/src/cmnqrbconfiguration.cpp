@@ -44,7 +44,7 @@ int CCmnQRBConfiguration::getTraceConfigFileInfo(tstr& dir, tstr& file) {
 
 int CCmnQRBConfiguration::getTraceLevel(tstr& dir, tstr& file, int& level) {
   const tstr path = joined(whole(dir).c_str(), whole(file).c_str());
-  const File stream(std::fopen(path.c_str(), "r"));
+  const BriefFile stream(path.c_str(), "r");
   if (!stream) {
     return fileNotReadable;
   }

@@ -31,7 +31,7 @@ constexpr int minimumOverridingVerbosity = 9;
 constexpr size_t firstMessageSize = 1024;
 constexpr size_t timestampSize = 128;
 
-File openForAppending(const tstr& path) { return File(std::fopen(path.c_str(), "a+")); }
+constexpr char appending[] = "a+";
 
 // -1 where the host product configures none.
 int hostVerbosity() {
@@ -120,7 +120,7 @@ void currentTimestamp(char (&timestamp)[timestampSize]) {
 
 // Opened for every line, so that a file which was removed or replaced meanwhile does no harm.
 void appendLine(const tstr& path, const char* timestamp, const std::string& message) {
-  if (const File file = openForAppending(path)) {
+  if (const BriefFile file(path.c_str(), appending); file) {
     std::fprintf(file.get(), "%s %s\n", timestamp, message.c_str());
   }
 }
@@ -154,7 +154,7 @@ void CCmnTraceLog::initialize(const tstr& component, tstr dir, tstr file, int le
   m_traceDir.swap(traceDir);
   m_traceLevel = level;
   m_tracePath.swap(path);
-  if (openForAppending(m_tracePath)) {
+  if (BriefFile(m_tracePath.c_str(), appending)) {
     m_initialized = true;
   } else {
     std::printf("[CCmnTraceLog] Error: Tracefile [%s] initialization failed.[%s][%s]\n",
