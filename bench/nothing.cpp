@@ -1,0 +1,2 @@
+// Linked statically, so that starting it costs as little as a program can.
+int main() {}
