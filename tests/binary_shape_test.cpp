@@ -385,7 +385,7 @@ static_assert(hasSignature<Q_dumb_realloc, void* (*)(void**, size_t)>);
 
 using Text = CCmnStringTool;
 using Alloc = void* (*)(unsigned long);
-using Texts = std::vector<std::string>;
+using TextList = std::vector<std::string>;
 
 static_assert(!std::is_default_constructible_v<Text>);
 
@@ -402,7 +402,7 @@ static_assert(isFunction<&Text::tstrdup, char*(const tstr&, Alloc)>);
 static_assert(isFunction<&Text::tstrduplist, char**(const std::vector<tstr>&)>);
 static_assert(isFunction<&Text::tstrfreelist, void(char**&)>);
 static_assert(
-    isFunction<&Text::find, unsigned long(const Texts&, const char*, unsigned long&, bool)>);
+    isFunction<&Text::find, unsigned long(const TextList&, const char*, unsigned long&, bool)>);
 static_assert(isFunction<&Text::convertToXmlSpecialCharacters, std::string(const std::string&)>);
 static_assert(isFunction<&Text::convertFromXmlSpecialCharacters, std::string(const std::string&)>);
 static_assert(isFunction<&Text::xmlBracket, std::string(std::string, bool, bool)>);
@@ -414,7 +414,7 @@ static_assert(isFunction<&Text::wstr2binary, int(unsigned char*, int*, std::wstr
 static_assert(isFunction<&Text::str2uid, std::string(unsigned int, const std::string&)>);
 static_assert(isFunction<&Text::wstr2uid, std::string(unsigned int, const std::wstring&)>);
 static_assert(isFunction<&Text::binary2uid, std::wstring(unsigned int, unsigned char*, int)>);
-static_assert(isFunction<&Text::tokenize, Texts(const std::string&, const std::string&)>);
+static_assert(isFunction<&Text::tokenize, TextList(const std::string&, const std::string&)>);
 static_assert(isFunction<&Text::isIpAddress, bool(const std::string&)>);
 
 using Holder = CCmnSmartPtr<CCmnRefCount, CCmnNullAllocator<CCmnRefCount>>;
