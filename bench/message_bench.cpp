@@ -55,14 +55,13 @@ long scanParts() {
   int severity = 0;
   Q_sscanf("<SERIALIZED_MESSAGE MSGID=MSG_DISK_FULL SEVERITY=2>", headerFormat, id, 1024, &severity,
            4);
-  int types = 0;
   for (const char* tag :
        {"<ARGVALUE INDEX=0 TYPE=3>", "<ARGVALUE INDEX=1 TYPE=1>", "<ARGVALUE INDEX=2 TYPE=2>",
         "<ARGVALUE INDEX=3 TYPE=3>", "<ARGVALUE INDEX=4 TYPE=2>"}) {
     int index = 0;
     int type = 0;
     Q_sscanf(tag, tagFormat, &index, 4, &type, 4);
-    types += type;
+    benchmark::DoNotOptimize(type);
   }
   std::string first = "/dev/sda1";
   std::string second = "backupd";

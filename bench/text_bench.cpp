@@ -226,30 +226,33 @@ std::string digits(size_t size) { return repeated("0f", size); }
 std::string as(size_t size) { return std::string(size, 'a'); }
 
 void addTextGrowths() {
-  addTextGrowth("str2wstr", ascii, [](std::string& text) { return Tool::str2wstr(text); });
+  addTextGrowth("str2wstr", ascii, [](const std::string& text) { return Tool::str2wstr(text); });
   addTextGrowth("wstr2str", ascii,
-                [](std::string& text) { return Tool::wstr2str(Tool::str2wstr(text)); });
+                [](const std::string& text) { return Tool::wstr2str(Tool::str2wstr(text)); });
   addTextGrowth("str2ustr", greek, [](std::string& text) { return Tool::str2ustr(text); });
   addTextGrowth("trim, all blanks", blanks,
-                [](std::string& text) { return Tool::trim(text, " \n\t\r"); });
-  addTextGrowth("rtrim, none", ascii, [](std::string& text) { return Tool::rtrim(text, " \n"); });
-  addTextGrowth("searchreplace, nearly matching", as, [](std::string& text) {
+                [](const std::string& text) { return Tool::trim(text, " \n\t\r"); });
+  addTextGrowth("rtrim, none", ascii,
+                [](const std::string& text) { return Tool::rtrim(text, " \n"); });
+  addTextGrowth("searchreplace, nearly matching", as, [](const std::string& text) {
     return Tool::searchreplace(text, std::string(text.size() / 2, 'a') + "b", "c");
   });
-  addTextGrowth("find, nearly matching", as, [](std::string& text) {
+  addTextGrowth("find, nearly matching", as, [](const std::string& text) {
     unsigned long index = 0;
     const std::string pattern = std::string(text.size() / 2, 'a') + "b";
     return Tool::find({text}, pattern.c_str(), index, true);
   });
   addTextGrowth("escape, all marked", quotes,
-                [](std::string& text) { return Tool::convertToXmlSpecialCharacters(text); });
-  addTextGrowth("tokenize", commas, [](std::string& text) { return Tool::tokenize(text, ",;:"); });
-  addTextGrowth("str2binary", digits, [](std::string& text) {
+                [](const std::string& text) { return Tool::convertToXmlSpecialCharacters(text); });
+  addTextGrowth("tokenize", commas,
+                [](const std::string& text) { return Tool::tokenize(text, ",;:"); });
+  addTextGrowth("str2binary", digits, [](const std::string& text) {
     std::vector<unsigned char> out(text.size() / 2);
     int size = static_cast<int>(out.size());
     return Tool::str2binary(out.data(), &size, text);
   });
-  addTextGrowth("tostrupper", ascii, [](std::string& text) { return Tool::tostrupper(text); });
+  addTextGrowth("tostrupper", ascii,
+                [](const std::string& text) { return Tool::tostrupper(text); });
 }
 
 }  // namespace

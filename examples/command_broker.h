@@ -95,7 +95,8 @@ inline void serve(const Channel& host) {
   }
 }
 
-// The host's side. To be made first of all, while the host is small and has one thread.
+// The host's side: one command at a time, whichever thread asks. To be made first of all, while the
+// host is small and has one thread.
 class Broker {
  public:
   Broker() : Broker(connectedEnds()) {}
@@ -105,7 +106,6 @@ class Broker {
     }
   }
 
-  // One command at a time, whichever thread asks.
   Reply run(const std::string& command, const std::string& stdinFile,
             unsigned long timeoutSeconds) {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -170,6 +170,7 @@ class BrokeredPipe : public kelp_cmn_4_4::CCmnExecPipePosix {
     output.clear();
     const int code = CCmnExecPipePosix::Exec(command, output, stdinFile, timeoutSeconds, reserved,
                                              hostString1, hostString2);
+    s_call = nullptr;
     if (code != kelp_cmn_4_4::execPipeOk) {
       m_lastError = kelp_cmn_4_4::ECmnExecPipe(command, code);
     }

@@ -29,8 +29,8 @@ class StatusRing {
     size_t tail = m_tail.load(std::memory_order_relaxed);
     do {
       // Negative when other producers and the consumer have passed this tail meanwhile.
-      const auto used = static_cast<std::ptrdiff_t>(tail - m_head.load(std::memory_order_acquire));
-      if (used >= static_cast<std::ptrdiff_t>(m_capacity)) {
+      const auto ahead = static_cast<std::ptrdiff_t>(tail - m_head.load(std::memory_order_acquire));
+      if (ahead >= static_cast<std::ptrdiff_t>(m_capacity)) {
         return false;
       }
       // Releases to used(): whoever sees that this slot is taken sees what was pushed before.

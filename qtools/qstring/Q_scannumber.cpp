@@ -52,18 +52,19 @@ bool IntegerNumeral::consume(Field& field) {
 
 bool IntegerNumeral::consumeDigits(Field& field) {
   const intmax_t before = field.consumed();
-  q_integertext::Integer value = m_value;  // a copy that nothing else can change stays in registers
+  q_integertext::Integer integer =
+      m_value;  // a copy that nothing else can change stays in registers
   const int base = m_base;
-  const auto append = [&value, base](unsigned char c) {
+  const auto append = [&integer, base](unsigned char c) {
     const int digit = q_integertext::digitValue(static_cast<char>(c));
     if (digit >= base) {
       return false;
     }
-    value.append(digit, base);
+    integer.append(digit, base);
     return true;
   };
   field.consumeRun(append, [](const char*, size_t) {});
-  m_value = value;
+  m_value = integer;
   return field.consumed() != before;
 }
 
