@@ -79,7 +79,7 @@ class Witness {
     allocatedInHandler = 0;
     struct sigaction action {};
     sigaction(SIGCHLD, nullptr, &action);
-    EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, action.sa_sigaction);
+    EXPECT_EQ(action.sa_sigaction, &CCmnExecPipePosix::GetChildStatus);
     action.sa_sigaction = handler;
     sigaction(SIGCHLD, &action, nullptr);
   }
@@ -212,7 +212,7 @@ constexpr int ownChildren = 20000;
 void runChildrenWithoutTheLibrary() {
   kelp_test::expectChangeOf("SIGCHLD");
   StormPipe pipe;
-  ASSERT_EQ(0, pipe.ExecPipe("/bin/echo", ""));
+  ASSERT_EQ(pipe.ExecPipe("/bin/echo", ""), 0);
   pipe.Close(60);
   StormPipe::forgetRecords();
   const Witness witness;
@@ -224,7 +224,7 @@ void runChildrenWithoutTheLibrary() {
   pipe.CheckChildStatusMap(0, &ignored);
   EXPECT_GT(StormPipe::statuses().size(), 1000U) << "most signals come one by one";
   EXPECT_TRUE(Witness::recorded() == StormPipe::statuses());
-  EXPECT_EQ(0, allocatedInHandler);
+  EXPECT_EQ(allocatedInHandler, 0);
   StormPipe::forgetRecords();
 }
 

@@ -457,7 +457,7 @@ int inAChildOf(ChildStatusRecorder& recorder, Map& map, Check check) {
   }
   recorder.afterFork(map);
   int status = -1;
-  EXPECT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(waitpid(child, &status, 0), child);
   return status;
 }
 
@@ -482,10 +482,13 @@ TEST(ChildStatusRecorder, GoesOnOnBothSidesOfAFork) {
   Map map;
   for (const int waiting : {0, prepared + 5, prepared + queued}) {
     recordMany(recorder, map, 1, waiting);
-    EXPECT_EQ(0, inAChildOf(recorder, map, [&] {
-                recorder.prepare(map);
-                return map.size() == static_cast<size_t>(waiting) && records(recorder, map);
-              }));
+    EXPECT_EQ(inAChildOf(recorder, map,
+                         [&] {
+                           recorder.prepare(map);
+                           return map.size() == static_cast<size_t>(waiting) &&
+                                  records(recorder, map);
+                         }),
+              0);
     recorder.prepare(map);
     EXPECT_EQ(map.size(), static_cast<size_t>(waiting));
     EXPECT_TRUE(records(recorder, map));
@@ -516,7 +519,7 @@ TEST(ChildStatusRecorder, AForkAwaitsWhoeverIsInTheMap) {
     }
     somebody.letGo();
   });
-  EXPECT_EQ(0, inAChildOf(recorder, map, [&] { return records(recorder, map); }));
+  EXPECT_EQ(inAChildOf(recorder, map, [&] { return records(recorder, map); }), 0);
   lettingGo.join();
 }
 
@@ -526,7 +529,7 @@ TEST(ChildStatusRecorder, AForkAwaitsNoVisitAndLeavesItBehind) {
   Map map;
   const ChildStatusRecorder::Visit endless(recorder);
   yields = 0;
-  EXPECT_EQ(0, inAChildOf(recorder, map, [&] { return records(recorder, map) && yields == 0; }));
+  EXPECT_EQ(inAChildOf(recorder, map, [&] { return records(recorder, map) && yields == 0; }), 0);
   EXPECT_EQ(yields, 0);
 }
 
@@ -536,11 +539,13 @@ TEST(ChildStatusRecorder, IsClosedInAChildWhereSomebodyWasChangingTheMap) {
   Map map;
   recorder.record(map, 1, 9);
   const InTheMap somebody(recorder, map);
-  EXPECT_EQ(0, inAChildOf(recorder, map, [&] {
-              yields = 0;
-              int status = -1;
-              return !isOpen(recorder) && !recorder.take(map, 1, status) && yields == 0;
-            }));
+  EXPECT_EQ(inAChildOf(recorder, map,
+                       [&] {
+                         yields = 0;
+                         int status = -1;
+                         return !isOpen(recorder) && !recorder.take(map, 1, status) && yields == 0;
+                       }),
+            0);
 }
 
 #ifdef __SANITIZE_ADDRESS__
@@ -561,7 +566,7 @@ TEST(ChildStatusRecorder, GoesOnInTheChildOfAForkWhereverAHandlerHadCome) {
     const ChildStatusRecorder::Visit visit(recorder);
     kelp_test::SingleStep step(n, n, [&] {
       somebody.reset();
-      EXPECT_EQ(0, inAChildOf(recorder, map, [&] { return records(recorder, map); })) << n;
+      EXPECT_EQ(inAChildOf(recorder, map, [&] { return records(recorder, map); }), 0) << n;
     });
     reached = step.run([&] { recorder.record(map, 2, 9); });
     somebody.reset();
@@ -582,7 +587,7 @@ TEST(ChildStatusRecorder, ASignalHandlerMayForkWhileItsThreadIsInTheMap) {
         return;
       }
       come = true;
-      EXPECT_EQ(0, inAChildOf(recorder, map, [&] { return !isOpen(recorder); }));
+      EXPECT_EQ(inAChildOf(recorder, map, [&] { return !isOpen(recorder); }), 0);
       recorder.record(map, 3, 3);
       EXPECT_EQ(map.count(3), 0U) << "the thread is in the map again";
     });
@@ -613,7 +618,7 @@ TEST(ChildStatusRecorder, ForksInSeveralThreadsBesideHandlersAndLookUps) {
   });
   const auto forkMany = [&] {
     for (int i = 0; i < 30; ++i) {
-      EXPECT_EQ(0, inAChildOf(recorder, map, [&] { return records(recorder, map); }));
+      EXPECT_EQ(inAChildOf(recorder, map, [&] { return records(recorder, map); }), 0);
     }
   };
   std::thread forking(forkMany);

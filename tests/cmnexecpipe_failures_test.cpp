@@ -60,10 +60,10 @@ class ExecPipeFailures : public kelp_test::ExecTest {
   }
   void expectLastError(const std::string& command, int code) {
     const kelp_cmn_4_4::ECmnExecPipe error = pipe.getLastError();
-    EXPECT_EQ(command, error.m_command);
-    EXPECT_EQ(code, error.m_code);
-    EXPECT_EQ(L"", error.m_message) << "on purpose";
-    EXPECT_EQ(0, error.m_detail) << "on purpose";
+    EXPECT_EQ(error.m_command, command);
+    EXPECT_EQ(error.m_code, code);
+    EXPECT_EQ(error.m_message, L"") << "on purpose";
+    EXPECT_EQ(error.m_detail, 0) << "on purpose";
   }
 
   const ScopedReplacements quick{impatient()};
@@ -78,12 +78,12 @@ TEST_F(ExecPipeFailures, WithoutTheHandlerTheCommandRunsAllTheSame) {
   for (const Times times : bothTimes) {
     traceAnew();
     const ScopedFailure failure(Call::sigaction, EINVAL, 1, times);
-    EXPECT_EQ(0, run(hostile("say x")));
+    EXPECT_EQ(run(hostile("say x")), 0);
     EXPECT_THAT(output, ElementsAre("x"));
     EXPECT_THAT(
         traced(),
         ElementsAre(launching + "ERROR: sigaction could not register SIGCHLD signal handler"));
-    EXPECT_EQ(1, failure.failed());
+    EXPECT_EQ(failure.failed(), 1);
   }
 }
 
@@ -91,14 +91,14 @@ TEST_F(ExecPipeFailures, ALineThatCannotBeSplitGivesSix) {
   const ScopedFailure noPipe(Call::pipe, EMFILE);
   for (const char* command : {"", " \t", "prog 'open", "prog \"", "prog \\", "\\"}) {
     output = {"kept"};
-    EXPECT_EQ(6, run(command));
+    EXPECT_EQ(run(command), 6);
     expectLastError(command, 6);
-    EXPECT_EQ(command, pipe.m_commandLine);
-    EXPECT_EQ(-1, pipe.m_readFd);
-    EXPECT_EQ(-1, pipe.m_childPid);
+    EXPECT_EQ(pipe.m_commandLine, command);
+    EXPECT_EQ(pipe.m_readFd, -1);
+    EXPECT_EQ(pipe.m_childPid, -1);
     EXPECT_THAT(output, ElementsAre("kept"));
   }
-  EXPECT_EQ(0, noPipe.calls());
+  EXPECT_EQ(noPipe.calls(), 0);
   EXPECT_THAT(traced(), IsEmpty());
 }
 
@@ -111,26 +111,26 @@ TEST_F(ExecPipeFailures, AFileThatIsNotExecutableGivesSeven) {
   for (const std::string& command : {std::string("/no/such/program"), plain, plain + "/x",
                                      std::string("''"), std::string("sh")}) {
     output = {"kept"};
-    EXPECT_EQ(7, run(command)) << command;
+    EXPECT_EQ(run(command), 7) << command;
     expectLastError(command, 7);
     EXPECT_THAT(output, ElementsAre("kept"));
   }
-  EXPECT_EQ(0, noPipe.calls());
+  EXPECT_EQ(noPipe.calls(), 0);
   EXPECT_THAT(traced(), IsEmpty());
 }
 
 TEST_F(ExecPipeFailures, AccessFailingGivesSeven) {
   for (const int error : {EACCES, ENOENT, ELOOP, ENAMETOOLONG, ETXTBSY, EIO}) {
     const ScopedFailure failure(Call::access, error);
-    EXPECT_EQ(7, run(hostile("exit 0")));
-    EXPECT_EQ(1, failure.failed());
+    EXPECT_EQ(run(hostile("exit 0")), 7);
+    EXPECT_EQ(failure.failed(), 1);
     expectLastError(hostile("exit 0"), 7);
   }
 }
 
 // An executable directory passes the check and fails in the child.
 TEST_F(ExecPipeFailures, ADirectoryFailsInTheChild) {
-  EXPECT_EQ(11, run("/usr"));
+  EXPECT_EQ(run("/usr"), 11);
   EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: execv() failed, errno 13"));
 }
 
@@ -142,14 +142,14 @@ TEST_F(ExecPipeFailures, GrowingTheVectorFails) {
       traceAnew();
       {
         const ScopedFailure failure(Call::realloc, ENOMEM, nth, times);
-        EXPECT_EQ(6, run(command));
-        EXPECT_EQ(1, failure.failed());
+        EXPECT_EQ(run(command), 6);
+        EXPECT_EQ(failure.failed(), 1);
       }
       expectLastError(command, 6);
-      EXPECT_EQ(10 * (nth - 1), pipe.m_argc) << "the old vector stays";
-      EXPECT_EQ(10 * (nth - 1), pipe.m_argCapacity);
+      EXPECT_EQ(pipe.m_argc, 10 * (nth - 1)) << "the old vector stays";
+      EXPECT_EQ(pipe.m_argCapacity, 10 * (nth - 1));
       if (nth > 1) {
-        EXPECT_EQ("a", pipe.arguments()[0]);
+        EXPECT_EQ(pipe.arguments()[0], "a");
       }
       EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::AddArgument ERROR: realloc(" +
                                         std::to_string(80 * nth) + ") failed, errno 12"));
@@ -159,8 +159,8 @@ TEST_F(ExecPipeFailures, GrowingTheVectorFails) {
 
 TEST_F(ExecPipeFailures, GrowingForTheClosingNullFails) {
   const ScopedFailure failure(Call::realloc, ENOMEM, 2);
-  EXPECT_EQ(6, run("a b c d e f g h i j"));
-  EXPECT_EQ(10, pipe.m_argc);
+  EXPECT_EQ(run("a b c d e f g h i j"), 6);
+  EXPECT_EQ(pipe.m_argc, 10);
   EXPECT_THAT(traced(),
               ElementsAre("CCmnExecPipePosix::AddArgument ERROR: realloc(160) failed, errno 12"));
 }
@@ -170,7 +170,7 @@ TEST_F(ExecPipeFailures, AllocatingAnArgumentFails) {
   {
     const ScopedFailure failure(Call::nothrowNew, ENOMEM);
     EXPECT_FALSE(pipe.AddArgument("'second'", 8));
-    EXPECT_EQ(1, failure.failed());
+    EXPECT_EQ(failure.failed(), 1);
   }
   EXPECT_THAT(pipe.arguments(), ElementsAre("first"));
   EXPECT_THAT(traced(),
@@ -182,9 +182,9 @@ TEST_F(ExecPipeFailures, AllocatingAnyArgumentOfALineFails) {
   for (int nth = 1; nth <= 3; ++nth) {
     for (const Times times : bothTimes) {
       const ScopedFailure failure(Call::nothrowNew, ENOMEM, nth, times);
-      EXPECT_EQ(6, run("one two three"));
-      EXPECT_EQ(1, failure.failed());
-      EXPECT_EQ(nth - 1, pipe.m_argc);
+      EXPECT_EQ(run("one two three"), 6);
+      EXPECT_EQ(failure.failed(), 1);
+      EXPECT_EQ(pipe.m_argc, nth - 1);
       expectLastError("one two three", 6);
     }
   }
@@ -194,7 +194,7 @@ TEST_F(ExecPipeFailures, GrowingFailsSilentlyWithoutATraceLog) {
   pipe.registerTraceLog(Log());
   const ScopedFailure failure(Call::realloc, ENOMEM);
   EXPECT_FALSE(pipe.AddArgument("x", 1));
-  EXPECT_EQ(0, pipe.m_argCapacity);
+  EXPECT_EQ(pipe.m_argCapacity, 0);
 }
 
 long pipeAddress = 0;
@@ -212,11 +212,11 @@ TEST_F(ExecPipeFailures, PipeFailingGivesOne) {
     };
     {
       const ScopedReplacements scope(replacements);
-      EXPECT_EQ(1, run(hostile("exit 0")));
+      EXPECT_EQ(run(hostile("exit 0")), 1);
     }
     expectLastError(hostile("exit 0"), 1);
-    EXPECT_EQ(-1, pipe.m_readFd);
-    EXPECT_EQ(-1, pipe.m_childPid);
+    EXPECT_EQ(pipe.m_readFd, -1);
+    EXPECT_EQ(pipe.m_childPid, -1);
     EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: pipe(" +
                                       std::to_string(static_cast<int>(pipeAddress)) +
                                       ") failed, errno " + std::to_string(error)));
@@ -227,13 +227,13 @@ TEST_F(ExecPipeFailures, ForkFailingGivesFourAndReleasesThePipe) {
   for (const int error : {EAGAIN, ENOMEM}) {
     traceAnew();
     const ScopedFailure failure(Call::fork, error);
-    EXPECT_EQ(4, run(hostile("exit 0")));
-    EXPECT_EQ(1, failure.failed());
+    EXPECT_EQ(run(hostile("exit 0")), 4);
+    EXPECT_EQ(failure.failed(), 1);
     EXPECT_LT(pipe.m_childPid, 0);
     expectLastError(hostile("exit 0"), 4);
     EXPECT_THAT(traced(),
                 ElementsAre(launching + "ERROR: fork() failed, errno " + std::to_string(error)));
-    EXPECT_EQ(0, pipe.Close(10));
+    EXPECT_EQ(pipe.Close(10), 0);
   }
 }
 
@@ -255,10 +255,10 @@ TEST_F(ExecPipeFailures, ClosingAfterAFailedForkFailsToo) {
     {
       const ScopedFailure noFork(Call::fork, EAGAIN);
       const ScopedFailure noClose(Call::close, EIO, c.nth, c.times);
-      EXPECT_EQ(4, pipe.ExecPipe(hostile("exit 0"), ""));
-      EXPECT_EQ(2, noClose.calls());
+      EXPECT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 4);
+      EXPECT_EQ(noClose.calls(), 2);
     }
-    EXPECT_EQ(c.lines, traced());
+    EXPECT_EQ(traced(), c.lines);
     expectLastError(hostile("exit 0"), 4);
   }
 }
@@ -268,19 +268,19 @@ TEST_F(ExecPipeFailures, TheParentsCloseFailingIsOnlyTraced) {
     traceAnew();
     {
       const ScopedFailure failure(Call::close, error, 1);
-      ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
-      EXPECT_EQ(1, failure.failed());
+      ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
+      EXPECT_EQ(failure.failed(), 1);
     }
     EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: parent close(pipe[1]) failed, errno " +
                                       std::to_string(error)));
-    EXPECT_EQ(0, pipe.Close(10));
+    EXPECT_EQ(pipe.Close(10), 0);
   }
 }
 
 TEST_F(ExecPipeFailures, ReadFailingEndsTheOutputAndDropsTheLine) {
   for (const int error : {EIO, EINTR, EAGAIN, EBADF}) {
     traceAnew();
-    ASSERT_EQ(0, pipe.ExecPipe(hostile("say 'one\\npart'"), ""));
+    ASSERT_EQ(pipe.ExecPipe(hostile("say 'one\\npart'"), ""), 0);
     char line[64];
     unsigned char timedOut = 77;
     ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
@@ -288,16 +288,16 @@ TEST_F(ExecPipeFailures, ReadFailingEndsTheOutputAndDropsTheLine) {
     {
       const ScopedFailure failure(Call::read, error);
       EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
-      EXPECT_EQ(1, failure.failed());
+      EXPECT_EQ(failure.failed(), 1);
     }
-    EXPECT_EQ(0, timedOut);
-    EXPECT_EQ(std::string("part#"), std::string(line, 5)) << "no terminator, on purpose";
-    EXPECT_EQ(-1, pipe.m_bufferCount) << "kept, on purpose";
-    EXPECT_EQ(-1, pipe.m_readFd);
+    EXPECT_EQ(timedOut, 0);
+    EXPECT_EQ(std::string(line, 5), std::string("part#")) << "no terminator, on purpose";
+    EXPECT_EQ(pipe.m_bufferCount, -1) << "kept, on purpose";
+    EXPECT_EQ(pipe.m_readFd, -1);
     EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::ReadLine ERROR: read() failed, errno " +
                                       std::to_string(error)));
-    EXPECT_EQ(0, pipe.Close(10));
-    EXPECT_EQ(0, run(hostile("say next")));
+    EXPECT_EQ(pipe.Close(10), 0);
+    EXPECT_EQ(run(hostile("say next")), 0);
     EXPECT_THAT(output, ElementsAre("next")) << "nothing of it is left";
   }
 }
@@ -309,11 +309,11 @@ TEST_F(ExecPipeFailures, ReadFailingInTheMiddleOfExec) {
       traceAnew();
       {
         const ScopedFailure failure(Call::read, EIO, nth, times, Where::here);
-        EXPECT_EQ(0, run(hostile("say '" + line + line + "'"))) << nth;
-        EXPECT_EQ(1, failure.failed());
+        EXPECT_EQ(run(hostile("say '" + line + line + "'")), 0) << nth;
+        EXPECT_EQ(failure.failed(), 1);
       }
-      EXPECT_EQ(static_cast<size_t>(nth - 1), output.size());
-      EXPECT_EQ(1U, traced().size());
+      EXPECT_EQ(output.size(), static_cast<size_t>(nth - 1));
+      EXPECT_EQ(traced().size(), 1U);
     }
   }
 }
@@ -321,7 +321,7 @@ TEST_F(ExecPipeFailures, ReadFailingInTheMiddleOfExec) {
 TEST_F(ExecPipeFailures, CloseFailingAtTheEndOfTheOutputIsOnlyTraced) {
   for (const bool endOfFile : {true, false}) {
     traceAnew();
-    ASSERT_EQ(0, pipe.ExecPipe(hostile(endOfFile ? "exit 0" : "stay"), ""));
+    ASSERT_EQ(pipe.ExecPipe(hostile(endOfFile ? "exit 0" : "stay"), ""), 0);
     const std::string fd = std::to_string(pipe.m_readFd);
     char line[64];
     unsigned char timedOut = 0;
@@ -331,44 +331,44 @@ TEST_F(ExecPipeFailures, CloseFailingAtTheEndOfTheOutputIsOnlyTraced) {
     {
       const ScopedFailure failure(Call::close, EIO);
       EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, endOfFile ? 60 : 0));
-      EXPECT_EQ(1, failure.failed());
+      EXPECT_EQ(failure.failed(), 1);
     }
-    EXPECT_EQ(endOfFile ? 0 : 1, timedOut);
-    EXPECT_EQ(-1, pipe.m_readFd);
+    EXPECT_EQ(timedOut, endOfFile ? 0 : 1);
+    EXPECT_EQ(pipe.m_readFd, -1);
     // "Readline" is meant.
     EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::Readline ERROR: close(" + fd +
                                       ") failed, errno 5"));
     if (!endOfFile) {
       kill(pipe.m_childPid, SIGKILL);
     }
-    EXPECT_EQ(endOfFile ? 0 : 12, pipe.Close(10));
+    EXPECT_EQ(pipe.Close(10), endOfFile ? 0 : 12);
   }
 }
 
 TEST_F(ExecPipeFailures, CloseFailingInCloseGivesThree) {
   for (const int error : {EIO, EINTR, EBADF}) {
     traceAnew();
-    ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
+    ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
     {
       const ScopedFailure failure(Call::close, error);
-      EXPECT_EQ(3, pipe.Close(10));
-      EXPECT_EQ(1, failure.failed());
+      EXPECT_EQ(pipe.Close(10), 3);
+      EXPECT_EQ(failure.failed(), 1);
     }
-    EXPECT_EQ(-1, pipe.m_readFd);
-    EXPECT_EQ(-1, pipe.m_childPid);
+    EXPECT_EQ(pipe.m_readFd, -1);
+    EXPECT_EQ(pipe.m_childPid, -1);
     expectLastError(hostile("exit 0"), 3);
     EXPECT_THAT(traced(), IsEmpty());
-    EXPECT_EQ(0, pipe.Close(10)) << "only once";
+    EXPECT_EQ(pipe.Close(10), 0) << "only once";
   }
 }
 
 TEST_F(ExecPipeFailures, CloseFailingWithoutAChildGivesThree) {
   int ends[2];
-  ASSERT_EQ(0, ::pipe(ends));
+  ASSERT_EQ(::pipe(ends), 0);
   close(ends[1]);
   pipe.m_readFd = ends[0];
   const ScopedFailure failure(Call::close, EIO);
-  EXPECT_EQ(3, pipe.Close(10));
+  EXPECT_EQ(pipe.Close(10), 3);
   expectLastError("", 3);
 }
 
@@ -378,24 +378,24 @@ TEST_F(ExecPipeFailures, TheChildsFailureGoesBeforeThatOfClosing) {
     int code;
   } cases[] = {{"exit 3", 11}, {"die 9", 12}};
   for (const auto& c : cases) {
-    ASSERT_EQ(0, pipe.ExecPipe(hostile(c.mode), ""));
+    ASSERT_EQ(pipe.ExecPipe(hostile(c.mode), ""), 0);
     const ScopedFailure failure(Call::close, EIO);
-    EXPECT_EQ(c.code, pipe.Close(10));
+    EXPECT_EQ(pipe.Close(10), c.code);
     expectLastError(hostile(c.mode), c.code);
   }
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
-  ASSERT_EQ(pipe.m_childPid, waitpid(pipe.m_childPid, nullptr, 0));
+  ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
+  ASSERT_EQ(waitpid(pipe.m_childPid, nullptr, 0), pipe.m_childPid);
   const ScopedFailure failure(Call::close, EIO);
-  EXPECT_EQ(8, pipe.Close(10));
+  EXPECT_EQ(pipe.Close(10), 8);
   expectLastError(hostile("exit 0"), 8);
 }
 
 TEST_F(ExecPipeFailures, EveryCodeLeavesCommandAndCodeOnly) {
-  EXPECT_EQ(11, run(hostile("exit 3")));
+  EXPECT_EQ(run(hostile("exit 3")), 11);
   expectLastError(hostile("exit 3"), 11);
-  EXPECT_EQ(12, run(hostile("die 9")));
+  EXPECT_EQ(run(hostile("die 9")), 12);
   expectLastError(hostile("die 9"), 12);
-  EXPECT_EQ(0, run(hostile("exit 0")));
+  EXPECT_EQ(run(hostile("exit 0")), 0);
   expectLastError(hostile("die 9"), 12);
 }
 
@@ -437,14 +437,14 @@ TEST_F(ExecPipeFailures, InTheChildAreTracedThereAndGiveStatusOne) {
     SCOPED_TRACE(std::to_string(static_cast<int>(c.call)) + "/" + std::to_string(c.nth));
     traceAnew();
     const ScopedFailure failure(c.call, c.error, c.nth, Times::once, Where::child);
-    EXPECT_EQ(c.ends ? 11 : 0, run(hostile("say x"), c.stdinFile));
-    EXPECT_EQ(c.ends ? Lines() : Lines{"x"}, output);
-    EXPECT_EQ(1, failure.failed());
+    EXPECT_EQ(run(hostile("say x"), c.stdinFile), c.ends ? 11 : 0);
+    EXPECT_EQ(output, c.ends ? Lines() : Lines{"x"});
+    EXPECT_EQ(failure.failed(), 1);
     Lines expected;
     if (c.traced != nullptr) {
       expected.push_back(launching + c.traced + ", errno " + std::to_string(c.error));
     }
-    EXPECT_EQ(expected, traced());
+    EXPECT_EQ(traced(), expected);
   }
 }
 
@@ -455,14 +455,14 @@ TEST_F(ExecPipeFailures, InTheChildFromThenOn) {
     }
     traceAnew();
     const ScopedFailure failure(c.call, c.error, c.nth, Times::onwards, Where::child);
-    EXPECT_EQ(11, run(hostile("say x"), c.stdinFile));
-    EXPECT_EQ(1, failure.failed()) << "nothing more is tried";
-    EXPECT_EQ(1U, traced().size());
+    EXPECT_EQ(run(hostile("say x"), c.stdinFile), 11);
+    EXPECT_EQ(failure.failed(), 1) << "nothing more is tried";
+    EXPECT_EQ(traced().size(), 1U);
   }
   traceAnew();
   const ScopedFailure failure(Call::close, EIO, 1, Times::onwards, Where::child);
-  EXPECT_EQ(0, run(hostile("say x")));
-  EXPECT_EQ(3, failure.failed());
+  EXPECT_EQ(run(hostile("say x")), 0);
+  EXPECT_EQ(failure.failed(), 3);
   EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: child close(pipe[0]) failed, errno 5",
                                     launching + "ERROR: child close(pipe[1]) failed, errno 5"));
 }
@@ -470,8 +470,8 @@ TEST_F(ExecPipeFailures, InTheChildFromThenOn) {
 // The child really ends with status 1.
 TEST_F(ExecPipeFailures, InTheChildEndItWithStatusOne) {
   const ScopedFailure failure(Call::execv, EACCES, 1, Times::once, Where::child);
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
-  EXPECT_EQ(1 << 8, pipe.WaitPid(60));
+  ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
+  EXPECT_EQ(pipe.WaitPid(60), 1 << 8);
   pipe.m_childPid = -1;
 }
 
@@ -479,7 +479,7 @@ TEST_F(ExecPipeFailures, InTheChildAreSilentWithoutATraceLog) {
   pipe.registerTraceLog(Log());
   for (const ChildFailure& c : childFailures) {
     const ScopedFailure failure(c.call, c.error, c.nth, Times::once, Where::child);
-    EXPECT_EQ(c.ends ? 11 : 0, run(hostile("say x"), c.stdinFile));
+    EXPECT_EQ(run(hostile("say x"), c.stdinFile), c.ends ? 11 : 0);
   }
   EXPECT_THAT(traced(), IsEmpty());
 }
@@ -527,17 +527,17 @@ TEST_F(ExecPipeFailures, TheEnvironmentStepStopsAtItsFirstFailure) {
       SCOPED_TRACE(nth);
       traceAnew();
       const ScopedFailure failure(call, ENOMEM, nth, Times::once, Where::child);
-      EXPECT_EQ(0, run(hostile("env")));
-      EXPECT_EQ(1, failure.failed());
+      EXPECT_EQ(run(hostile("env")), 0);
+      EXPECT_EQ(failure.failed(), 1);
       if (call == Call::putenv) {
-        EXPECT_EQ(nth, failure.calls()) << "went on after the failure";
+        EXPECT_EQ(failure.calls(), nth) << "went on after the failure";
       }
       EXPECT_THAT(traced(), ElementsAre(launching + "locale modification failed, errno 12"));
       expectStoppedAt(nth, output);
     }
   }
   traceAnew();
-  EXPECT_EQ(0, run(hostile("env")));
+  EXPECT_EQ(run(hostile("env")), 0);
   expectStoppedAt(14, output);
   EXPECT_THAT(traced(), IsEmpty());
 }
@@ -547,9 +547,9 @@ TEST_F(ExecPipeFailures, WithoutAnyMemoryTheChildStillExecutes) {
   pipe.registerTraceLog(Log());
   const InheritedVariables inherited;
   const ScopedFailure failure(Call::malloc, ENOMEM, 5, Times::onwards, Where::child);
-  EXPECT_EQ(0, run(hostile("env")));
+  EXPECT_EQ(run(hostile("env")), 0);
   expectStoppedAt(5, output);
-  EXPECT_EQ(1, failure.failed());
+  EXPECT_EQ(failure.failed(), 1);
 }
 #endif
 
@@ -569,8 +569,8 @@ void inAnotherProcess(int closed, Body body) {
     _exit(body() ? 0 : 1);
   }
   int status = -1;
-  ASSERT_EQ(child, waitpid(child, &status, 0));
-  EXPECT_EQ(0, status) << closed;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0) << closed;
 }
 
 TEST_F(ExecPipeFailures, NoRoomToMoveAPipeEndLosesNoOutput) {
@@ -657,9 +657,9 @@ TEST_F(ExecPipeFailures, RunningOutOfMemoryLeavesNothingBehind) {
       }
       EXPECT_TRUE(code == -2 || code == 6 || code == 11 || !passed) << code;
       pipe.Close(60);
-      EXPECT_EQ(before, kelp_test::ProcessState::capture().descriptors);
-      EXPECT_EQ(-1, pipe.m_childPid);
-      EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << "a child is left";
+      EXPECT_EQ(kelp_test::ProcessState::capture().descriptors, before);
+      EXPECT_EQ(pipe.m_childPid, -1);
+      EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
     }
   }
 }
@@ -685,9 +685,9 @@ TEST_F(ExecPipeFailures, AnExceptionOutOfExecLeavesNeitherADescriptorNorAChild) 
         }
         passed = noMemory.failed() == 0;
       }
-      EXPECT_EQ(before, kelp_test::ProcessState::capture().descriptors);
-      EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG)) << "a child is left";
-      EXPECT_EQ(11, run(command)) << "the next run is as any other";
+      EXPECT_EQ(kelp_test::ProcessState::capture().descriptors, before);
+      EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+      EXPECT_EQ(run(command), 11) << "the next run is as any other";
     }
     EXPECT_GT(thrown, 5);
   }
@@ -725,13 +725,13 @@ TEST_F(ExecPipeFailures, NoMemoryForWaitingRecordsDoesNotKeepACommandFromStartin
   }
   EXPECT_GT(noMemory->failed(), 0);
   noMemory.reset();
-  EXPECT_EQ(0, code);
-  EXPECT_EQ(0, pipe.Close(60));
+  EXPECT_EQ(code, 0);
+  EXPECT_EQ(pipe.Close(60), 0);
   pipe.registerTraceLog(Log());
   for (int i = 0; i < 500; ++i) {
     int status = -1;
     ASSERT_TRUE(pipe.CheckChildStatusMap(fakePid + i, &status)) << i;
-    ASSERT_EQ(i % 256, status);
+    ASSERT_EQ(status, i % 256);
   }
 }
 
@@ -751,9 +751,9 @@ TEST_F(ExecPipeFailures, WithoutMemoryTheChildNeverReturnsIntoTheHost) {
     if (getpid() != self) {
       _exit(77);
     }
-    ASSERT_EQ(0, code);
-    EXPECT_EQ(c.ends ? 1 << 8 : 0, pipe.WaitPid(60));
-    EXPECT_EQ(c.traced != nullptr, noMemory.failed() > 0);
+    ASSERT_EQ(code, 0);
+    EXPECT_EQ(pipe.WaitPid(60), c.ends ? 1 << 8 : 0);
+    EXPECT_EQ(noMemory.failed() > 0, c.traced != nullptr);
     pipe.m_childPid = -1;
     pipe.Close(0);
   }
@@ -761,7 +761,7 @@ TEST_F(ExecPipeFailures, WithoutMemoryTheChildNeverReturnsIntoTheHost) {
 
 // A failure that cannot be traced is dealt with as any other.
 TEST_F(ExecPipeFailures, WithoutMemoryTheOutputStillEnds) {
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
   Replacements replacements = impatient();
   static std::unique_ptr<ScopedFailure> noMemory;
   replacements.read = [](int, void*, size_t) -> ssize_t {
@@ -777,39 +777,39 @@ TEST_F(ExecPipeFailures, WithoutMemoryTheOutputStillEnds) {
   }
   EXPECT_GT(noMemory->failed(), 0);
   noMemory.reset();
-  EXPECT_EQ(-1, pipe.m_readFd);
-  EXPECT_EQ(0, pipe.Close(60));
+  EXPECT_EQ(pipe.m_readFd, -1);
+  EXPECT_EQ(pipe.Close(60), 0);
 }
 
 // A child once reaped is not waited for again, and a closed descriptor not closed again.
 TEST_F(ExecPipeFailures, WithoutMemoryForTheRecordCloseIsDoneAllTheSame) {
   pipe.registerTraceLog(Log());
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("say 'a command too long for a short string' 3"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("say 'a command too long for a short string' 3"), ""), 0);
   {
     const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
     EXPECT_THROW(pipe.Close(60), std::bad_alloc);
   }
-  EXPECT_EQ(-1, pipe.m_readFd);
-  EXPECT_EQ(-1, pipe.m_childPid);
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 0"), ""));
+  EXPECT_EQ(pipe.m_readFd, -1);
+  EXPECT_EQ(pipe.m_childPid, -1);
+  ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
   {
     const ScopedFailure failure(Call::close, EIO);
     const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
     EXPECT_THROW(pipe.Close(60), std::bad_alloc);
   }
-  EXPECT_EQ(-1, pipe.m_readFd);
-  EXPECT_EQ(-1, pipe.m_childPid);
+  EXPECT_EQ(pipe.m_readFd, -1);
+  EXPECT_EQ(pipe.m_childPid, -1);
 }
 
 // The destructor has no caller to tell.
 TEST_F(ExecPipeFailures, WithoutMemoryTheDestructorStillReaps) {
   auto other = std::make_unique<ProbedPipe>();
-  ASSERT_EQ(0, other->ExecPipe(hostile("exit 3"), ""));
+  ASSERT_EQ(other->ExecPipe(hostile("exit 3"), ""), 0);
   const pid_t child = other->m_childPid;
   const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
   other.reset();
   EXPECT_GT(noMemory.calls(), 0);
-  EXPECT_EQ(-1, kill(child, 0));
+  EXPECT_EQ(kill(child, 0), -1);
 }
 
 }  // namespace

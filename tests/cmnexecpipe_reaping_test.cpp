@@ -87,9 +87,9 @@ TEST_F(ExecPipeHandler, ReapsAnyOneChildWithoutWaiting) {
   };
   const ScopedReplacements scope(replacements);
   tell(fakePid, 5);
-  EXPECT_EQ(1, calls);
-  EXPECT_EQ(-1, waitpidPid);
-  EXPECT_EQ(WNOHANG, waitpidOptions);
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(waitpidPid, -1);
+  EXPECT_EQ(waitpidOptions, WNOHANG);
   // The signal's number and status count, not those that waitpid gave; this is meant.
   EXPECT_THAT(ProbedPipe::m_childStatusMap, ElementsAre(std::make_pair(fakePid, 5)));
 }
@@ -104,7 +104,7 @@ TEST_F(ExecPipeHandler, RecordsNothingWhenWaitpidFails) {
   for (const int error : {ECHILD, EINTR}) {
     const ScopedFailure failure(Call::waitpid, error);
     tell(fakePid, 7);
-    EXPECT_EQ(1, failure.failed());
+    EXPECT_EQ(failure.failed(), 1);
   }
   tell(fakePid, 7);  // there are no children
   EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
@@ -117,7 +117,7 @@ TEST_F(ExecPipeHandler, RecordsNothingWithoutInformationButReaps) {
   replacements.waitpid = [](pid_t, int*, int) -> pid_t { return ++calls; };
   const ScopedReplacements scope(replacements);
   CCmnExecPipePosix::GetChildStatus(SIGCHLD, nullptr, nullptr);
-  EXPECT_EQ(1, calls);
+  EXPECT_EQ(calls, 1);
   EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
 }
 
@@ -135,12 +135,12 @@ TEST_F(ExecPipeHandler, KeepsErrno) {
     const RunningChildren running;
     errno = 4711;
     tell(fakePid, 7);
-    EXPECT_EQ(4711, errno);
+    EXPECT_EQ(errno, 4711);
   }
   const ScopedFailure failure(Call::waitpid, ECHILD);
   errno = 4712;
   tell(fakePid, 7);
-  EXPECT_EQ(4712, errno);
+  EXPECT_EQ(errno, 4712);
 }
 
 TEST_F(ExecPipeHandler, AllocatesNothing) {
@@ -150,15 +150,15 @@ TEST_F(ExecPipeHandler, AllocatesNothing) {
   for (int i = 0; i < 20000; ++i) {
     tell(fakePid + i, i);
   }
-  EXPECT_EQ(0, noNew.calls());
-  EXPECT_EQ(0, noMalloc.calls());
+  EXPECT_EQ(noNew.calls(), 0);
+  EXPECT_EQ(noMalloc.calls(), 0);
 }
 
 void expectAllFound(ProbedPipe& pipe, int count) {
   for (int i = 0; i < count; ++i) {
     int status = -1;
     ASSERT_TRUE(pipe.CheckChildStatusMap(fakePid + i, &status)) << i;
-    ASSERT_EQ(i % 256, status) << i;
+    ASSERT_EQ(status, i % 256) << i;
     ASSERT_FALSE(pipe.CheckChildStatusMap(fakePid + i, &status)) << i;
   }
   EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
@@ -202,7 +202,7 @@ TEST_F(ExecPipeHandler, ShowsPreparedRecordsInTheMapAtOnce) {
   const RunningChildren running;
   for (size_t i = 1; i <= 64; ++i) {
     tell(fakePid + static_cast<int>(i), 0);
-    EXPECT_EQ(i, ProbedPipe::m_childStatusMap.size());
+    EXPECT_EQ(ProbedPipe::m_childStatusMap.size(), i);
   }
 }
 
@@ -215,8 +215,8 @@ TEST_F(ExecPipeHandler, StartingACommandTakesWaitingRecordsIntoTheMap) {
   }
   const BlockedChildSignal blocked;
   Lines output;
-  EXPECT_EQ(0, pipe.run(hostile("exit 0"), output));
-  EXPECT_EQ(500U, ProbedPipe::m_childStatusMap.size());
+  EXPECT_EQ(pipe.run(hostile("exit 0"), output), 0);
+  EXPECT_EQ(ProbedPipe::m_childStatusMap.size(), 500U);
 }
 
 // The hook runs while the main line is in the map, as a signal may come there.
@@ -239,14 +239,14 @@ TEST_F(ExecPipeHandler, KeepsARecordThatComesWhileTheMapIsInUse) {
     EXPECT_FALSE(pipe.CheckChildStatusMap(fakePid + 2, &status));
   }
   ASSERT_TRUE(come);
-  EXPECT_EQ(0U, ProbedPipe::m_childStatusMap.count(fakePid + 1)) << "nobody else may change it";
+  EXPECT_EQ(ProbedPipe::m_childStatusMap.count(fakePid + 1), 0U) << "nobody else may change it";
   tell(fakePid + 3, 3);  // the next one takes it along
-  EXPECT_EQ(1U, ProbedPipe::m_childStatusMap.count(fakePid + 1));
-  EXPECT_EQ(1U, ProbedPipe::m_childStatusMap.count(fakePid + 3));
+  EXPECT_EQ(ProbedPipe::m_childStatusMap.count(fakePid + 1), 1U);
+  EXPECT_EQ(ProbedPipe::m_childStatusMap.count(fakePid + 3), 1U);
   EXPECT_TRUE(pipe.CheckChildStatusMap(fakePid + 1, &status));
-  EXPECT_EQ(2, status);
+  EXPECT_EQ(status, 2);
   EXPECT_TRUE(pipe.CheckChildStatusMap(fakePid, &status));
-  EXPECT_EQ(1, status);
+  EXPECT_EQ(status, 1);
 }
 
 // ---- a child that ends when the process has destroyed the library's static objects ----
@@ -291,8 +291,8 @@ TEST_F(ExecPipeHandler, DoesNothingOnceTheMapIsDestroyed) {
     std::exit(0);
   }
   int status = -1;
-  ASSERT_EQ(child, waitpid(child, &status, 0));
-  EXPECT_EQ(42 << 8, status);
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 42 << 8);
 }
 
 // A command that a late destructor of the host runs.
@@ -314,8 +314,8 @@ TEST_F(ExecPipeHandler, ACommandWaitsForNobodyOnceTheMapIsDestroyed) {
     std::exit(0);
   }
   int status = -1;
-  ASSERT_EQ(child, waitpid(child, &status, 0));
-  EXPECT_EQ(42 << 8, status);
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 42 << 8);
 }
 
 // ---- the child of a fork by a host with threads ----
@@ -346,7 +346,7 @@ int resultInAChild() {
   }
   hostHasForked = true;
   int status = -1;
-  EXPECT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(waitpid(child, &status, 0), child);
   return status;
 }
 
@@ -371,7 +371,7 @@ TEST_F(ExecPipeHandler, CommandsRunInTheChildOfAHostWhoseOtherThreadIsInTheMap) 
     ProbedPipe().CheckChildStatusMap(fakePid + 1, &status);
   });
   EXPECT_TRUE(kelp_test::eventually([] { return someoneIsInTheMap.load(); }));
-  EXPECT_EQ(0, resultInAChild());
+  EXPECT_EQ(resultInAChild(), 0);
   looking.join();
 }
 
@@ -385,7 +385,7 @@ TEST_F(ExecPipeHandler, CommandsRunInTheChildrenOfAHostThatLooksUpAllTheTime) {
     }
   });
   for (int i = 0; i < 60; ++i) {
-    EXPECT_EQ(0, resultInAChild());
+    EXPECT_EQ(resultInAChild(), 0);
   }
   done = true;
   looking.join();
@@ -393,15 +393,15 @@ TEST_F(ExecPipeHandler, CommandsRunInTheChildrenOfAHostThatLooksUpAllTheTime) {
 
 TEST_F(ExecPipeHandler, RecordsTheHostsOwnChildrenToo) {
   Lines output;
-  ASSERT_EQ(0, pipe.run(hostile("exit 0"), output));
+  ASSERT_EQ(pipe.run(hostile("exit 0"), output), 0);
   const pid_t child = fork();
   if (child == 0) {
     _exit(42);
   }
   ASSERT_TRUE(ProbedPipe::awaitRecord(child));
   const BlockedChildSignal blocked;
-  EXPECT_EQ(42, ProbedPipe::m_childStatusMap[child]);
-  EXPECT_EQ(-1, waitpid(child, nullptr, WNOHANG));
+  EXPECT_EQ(ProbedPipe::m_childStatusMap[child], 42);
+  EXPECT_EQ(waitpid(child, nullptr, WNOHANG), -1);
 }
 
 TEST_F(ExecPipeHandler, RecordsExitCodesAndSignalNumbersPlain) {
@@ -411,11 +411,11 @@ TEST_F(ExecPipeHandler, RecordsExitCodesAndSignalNumbersPlain) {
   } cases[] = {{"exit 0", 0}, {"exit 3", 3}, {"exit 255", 255}, {"die 9", 9}, {"die 15", 15}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.mode);
-    ASSERT_EQ(0, pipe.ExecPipe(hostile(c.mode), ""));
+    ASSERT_EQ(pipe.ExecPipe(hostile(c.mode), ""), 0);
     ASSERT_TRUE(ProbedPipe::awaitRecord(pipe.m_childPid));
     {
       const BlockedChildSignal blocked;
-      EXPECT_EQ(c.status, ProbedPipe::m_childStatusMap[pipe.m_childPid]);
+      EXPECT_EQ(ProbedPipe::m_childStatusMap[pipe.m_childPid], c.status);
     }
     pipe.Close(10);
   }
@@ -425,12 +425,12 @@ TEST_F(ExecPipeHandler, CheckingTakesTheRecordOutAndTracesIt) {
   ProbedPipe::m_childStatusMap = {{4711, 3}, {4712, 0}, {4713, 1}};
   int status = 77;
   EXPECT_FALSE(pipe.CheckChildStatusMap(4710, &status));
-  EXPECT_EQ(77, status);
+  EXPECT_EQ(status, 77);
   EXPECT_THAT(traced(), IsEmpty());
   EXPECT_TRUE(pipe.CheckChildStatusMap(4711, &status));
-  EXPECT_EQ(3, status);
+  EXPECT_EQ(status, 3);
   EXPECT_TRUE(pipe.CheckChildStatusMap(4712, &status));
-  EXPECT_EQ(0, status);
+  EXPECT_EQ(status, 0);
   EXPECT_FALSE(pipe.CheckChildStatusMap(4711, &status));
   EXPECT_THAT(ProbedPipe::m_childStatusMap, ElementsAre(std::make_pair(4713, 1)));
   EXPECT_THAT(
@@ -444,7 +444,7 @@ TEST_F(ExecPipeHandler, DetailsNeedTraceLevelThree) {
   pipe.registerTraceLog(openLog(2));
   ProbedPipe::m_childStatusMap = {{fakePid, 3}};
   pipe.m_childPid = fakePid;
-  EXPECT_EQ(3, pipe.WaitPid(0));
+  EXPECT_EQ(pipe.WaitPid(0), 3);
   EXPECT_THAT(traced(), IsEmpty());
   pipe.m_childPid = -1;
 }
@@ -454,7 +454,7 @@ TEST_F(ExecPipeHandler, WorksWithoutATraceLog) {
   ProbedPipe::m_childStatusMap = {{4711, 3}};
   int status = 0;
   EXPECT_TRUE(pipe.CheckChildStatusMap(4711, &status));
-  EXPECT_EQ(-1, pipe.WaitPid(0));
+  EXPECT_EQ(pipe.WaitPid(0), -1);
 }
 
 // ---- waiting, by a clock of the test's own ----
@@ -487,13 +487,13 @@ struct FakeSystem {
 } fake;
 
 time_t fakeTime(time_t* now) {
-  EXPECT_EQ(nullptr, now);
+  EXPECT_EQ(now, nullptr);
   return fake.milliseconds / 1000;
 }
 
 int fakeNanosleep(const timespec* duration, timespec*) {
-  EXPECT_EQ(0, duration->tv_sec);
-  EXPECT_EQ(100000000, duration->tv_nsec);
+  EXPECT_EQ(duration->tv_sec, 0);
+  EXPECT_EQ(duration->tv_nsec, 100000000);
   fake.milliseconds += 100;
   errno = EINTR;
   return -1;
@@ -503,8 +503,8 @@ pid_t fakeWaitpid(pid_t pid, int* status, int options) {
   if (pid == -1) {
     return 0;  // the handler's
   }
-  EXPECT_EQ(fakePid, pid);
-  EXPECT_EQ(WNOHANG, options);
+  EXPECT_EQ(pid, fakePid);
+  EXPECT_EQ(options, WNOHANG);
   fake.polls.push_back(fake.milliseconds);
   if (fake.milliseconds < fake.endsAt) {
     return 0;
@@ -565,10 +565,10 @@ Lines without(const std::string& line, Lines lines) {
 TEST_F(ExecPipeWaitPid, WithoutAChildFailsAtOnce) {
   for (const int pid : {-1, 0, -4711}) {
     pipe.m_childPid = pid;
-    EXPECT_EQ(-1, pipe.WaitPid(10));
-    EXPECT_EQ(pid, pipe.m_childPid);
+    EXPECT_EQ(pipe.WaitPid(10), -1);
+    EXPECT_EQ(pipe.m_childPid, pid);
   }
-  EXPECT_EQ(Lines(3, "CCmnExecPipePosix::WaitPid ERROR: invalid child process pid"), traced());
+  EXPECT_EQ(traced(), Lines(3, "CCmnExecPipePosix::WaitPid ERROR: invalid child process pid"));
   EXPECT_THAT(fake.polls, IsEmpty());
   EXPECT_THAT(fake.kills, IsEmpty());
 }
@@ -580,11 +580,11 @@ TEST_F(ExecPipeWaitPid, TakesTheRecordFirst) {
     fake.endsAt = 0;
     fake.status = 0x700;
     ProbedPipe::m_childStatusMap[fakePid] = status;
-    EXPECT_EQ(status, pipe.WaitPid(10));
+    EXPECT_EQ(pipe.WaitPid(10), status);
     EXPECT_THAT(fake.polls, IsEmpty());
-    ASSERT_EQ(2U, traced().size());
-    EXPECT_EQ(foundInMap(status), traced()[1]);
-    EXPECT_EQ(fakePid, pipe.m_childPid) << "which Close() changes";
+    ASSERT_EQ(traced().size(), 2U);
+    EXPECT_EQ(traced()[1], foundInMap(status));
+    EXPECT_EQ(pipe.m_childPid, fakePid) << "which Close() changes";
     EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
   }
 }
@@ -594,18 +594,18 @@ TEST_F(ExecPipeWaitPid, GivesTheRawStatusFromWaitpid) {
     fake.polls.clear();
     fake.endsAt = 0;
     fake.status = status;
-    EXPECT_EQ(status, pipe.WaitPid(10));
-    EXPECT_EQ(1U, fake.polls.size());
-    EXPECT_EQ(fakePid, pipe.m_childPid);
+    EXPECT_EQ(pipe.WaitPid(10), status);
+    EXPECT_EQ(fake.polls.size(), 1U);
+    EXPECT_EQ(pipe.m_childPid, fakePid);
   }
-  EXPECT_EQ(Lines(6, notInMap), traced());
+  EXPECT_EQ(traced(), Lines(6, notInMap));
 }
 
 TEST_F(ExecPipeWaitPid, AsksEveryHundredMilliseconds) {
   fake.endsAt = 500;
-  EXPECT_EQ(0, pipe.WaitPid(10));
+  EXPECT_EQ(pipe.WaitPid(10), 0);
   EXPECT_THAT(fake.polls, ElementsAre(0, 100, 200, 300, 400, 500));
-  EXPECT_EQ(Lines(6, notInMap), traced());
+  EXPECT_EQ(traced(), Lines(6, notInMap));
   EXPECT_THAT(fake.kills, IsEmpty());
 }
 
@@ -617,8 +617,8 @@ TEST_F(ExecPipeWaitPid, FindsARecordThatComesBetweenTwoPolls) {
     return 0;
   };
   const ScopedReplacements scope(replacements);
-  EXPECT_EQ(5, pipe.WaitPid(10));
-  EXPECT_EQ(1U, fake.polls.size());
+  EXPECT_EQ(pipe.WaitPid(10), 5);
+  EXPECT_EQ(fake.polls.size(), 1U);
 }
 
 TEST_F(ExecPipeWaitPid, ConsultsTheMapOnceMoreWhenTheHandlerCameBetween) {
@@ -628,18 +628,18 @@ TEST_F(ExecPipeWaitPid, ConsultsTheMapOnceMoreWhenTheHandlerCameBetween) {
     fake.endsAt = 0;
     fake.waitError = ECHILD;
     fake.recordOnFailure = status;
-    EXPECT_EQ(status, pipe.WaitPid(10));
-    ASSERT_EQ(3U, traced().size());
-    EXPECT_EQ(notInMap, traced()[0]);
-    EXPECT_EQ(foundInMap(status), traced()[2]);
+    EXPECT_EQ(pipe.WaitPid(10), status);
+    ASSERT_EQ(traced().size(), 3U);
+    EXPECT_EQ(traced()[0], notInMap);
+    EXPECT_EQ(traced()[2], foundInMap(status));
   }
 }
 
 TEST_F(ExecPipeWaitPid, FailsForAChildThatNobodyKnows) {
   fake.endsAt = 0;
   fake.waitError = ECHILD;
-  EXPECT_EQ(-1, pipe.WaitPid(10));
-  EXPECT_EQ(1U, fake.polls.size());
+  EXPECT_EQ(pipe.WaitPid(10), -1);
+  EXPECT_EQ(fake.polls.size(), 1U);
   EXPECT_THAT(traced(), ElementsAre(notInMap));
   EXPECT_THAT(fake.kills, IsEmpty());
 }
@@ -649,12 +649,12 @@ TEST_F(ExecPipeWaitPid, OtherFailuresAndOtherChildrenAreAskedAgain) {
   for (const int error : {EINTR, EINVAL}) {
     fake.waitError = error;
     fake.kills.clear();
-    EXPECT_EQ(-1, pipe.WaitPid(0));
-    EXPECT_EQ(2U, fake.kills.size());
+    EXPECT_EQ(pipe.WaitPid(0), -1);
+    EXPECT_EQ(fake.kills.size(), 2U);
   }
   fake.waitError = 0;
   fake.found = fakePid + 1;
-  EXPECT_EQ(-1, pipe.WaitPid(0));
+  EXPECT_EQ(pipe.WaitPid(0), -1);
 }
 
 // Only a failed waitpid has an errno: one left over from before means nothing.
@@ -666,7 +666,7 @@ TEST_F(ExecPipeWaitPid, ARunningChildIsNotTakenForAnUnknownOne) {
   };
   const ScopedReplacements scope(replacements);
   pipe.WaitPid(10);
-  EXPECT_EQ(300, fake.milliseconds);
+  EXPECT_EQ(fake.milliseconds, 300);
 }
 
 TEST_F(ExecPipeWaitPid, EscalatesFromPollingToTerminatingToKilling) {
@@ -690,19 +690,19 @@ TEST_F(ExecPipeWaitPid, EscalatesFromPollingToTerminatingToKilling) {
     SCOPED_TRACE(c.timeoutSeconds);
     fake = FakeSystem();
     fake.milliseconds = c.startsAt;
-    EXPECT_EQ(-1, pipe.WaitPid(c.timeoutSeconds));
+    EXPECT_EQ(pipe.WaitPid(c.timeoutSeconds), -1);
     EXPECT_THAT(fake.kills, ElementsAre(Kill{c.terminatedAt, fakePid, SIGTERM},
                                         Kill{c.killedAt, fakePid, SIGKILL}));
-    EXPECT_EQ(c.givenUpAt, fake.milliseconds);
-    EXPECT_EQ((c.givenUpAt - c.startsAt) / 100, static_cast<long>(fake.polls.size()));
-    EXPECT_EQ(fakePid, pipe.m_childPid);
+    EXPECT_EQ(fake.milliseconds, c.givenUpAt);
+    EXPECT_EQ(static_cast<long>(fake.polls.size()), (c.givenUpAt - c.startsAt) / 100);
+    EXPECT_EQ(pipe.m_childPid, fakePid);
   }
 }
 
 TEST_F(ExecPipeWaitPid, TracesAChildThatHangs) {
-  EXPECT_EQ(-1, pipe.WaitPid(0));
+  EXPECT_EQ(pipe.WaitPid(0), -1);
   EXPECT_THAT(without(notInMap, traced()), ElementsAre(hung));
-  EXPECT_EQ(hung, traced().back());
+  EXPECT_EQ(traced().back(), hung);
 }
 
 TEST_F(ExecPipeWaitPid, ReapsAChildThatTheSignalsEnded) {
@@ -711,9 +711,9 @@ TEST_F(ExecPipeWaitPid, ReapsAChildThatTheSignalsEnded) {
     fake = FakeSystem();
     fake.endsAt = endsAt;
     fake.status = SIGTERM;
-    EXPECT_EQ(SIGTERM, pipe.WaitPid(10));
-    EXPECT_EQ(endsAt, fake.milliseconds);
-    EXPECT_EQ(endsAt < 22000 ? 1U : 2U, fake.kills.size());
+    EXPECT_EQ(pipe.WaitPid(10), SIGTERM);
+    EXPECT_EQ(fake.milliseconds, endsAt);
+    EXPECT_EQ(fake.kills.size(), endsAt < 22000 ? 1U : 2U);
   }
 }
 
@@ -723,8 +723,8 @@ TEST_F(ExecPipeWaitPid, FailuresToSignalAreTracedAndTheEscalationGoesOn) {
     fake.killError = error;
     log = openLog(1);
     pipe.registerTraceLog(log);
-    EXPECT_EQ(-1, pipe.WaitPid(10));
-    EXPECT_EQ(2U, fake.kills.size());
+    EXPECT_EQ(pipe.WaitPid(10), -1);
+    EXPECT_EQ(fake.kills.size(), 2U);
     EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::WaitPid ERROR: kill(" + pidText +
                                           ", SIGTERM) failed, errno " + std::to_string(error),
                                       "CCmnExecPipePosix::WaitPid ERROR: kill(" + pidText +
@@ -764,13 +764,13 @@ int decoded(int status) {
 
 void expectDecoded(DecodingPipe& pipe, int status) {
   const int code = pipe.closeWith(status);
-  ASSERT_EQ(decoded(status), code) << status;
-  ASSERT_EQ(-1, pipe.m_childPid) << status;
+  ASSERT_EQ(code, decoded(status)) << status;
+  ASSERT_EQ(pipe.m_childPid, -1) << status;
   const kelp_cmn_4_4::ECmnExecPipe error = pipe.getLastError();
-  ASSERT_EQ(code == 0 ? 99 : code, error.m_code) << status;
-  ASSERT_EQ(code == 0 ? "old" : "the command", error.m_command) << status;
-  ASSERT_EQ(L"", error.m_message) << status;
-  ASSERT_EQ(0, error.m_detail) << status;
+  ASSERT_EQ(error.m_code, code == 0 ? 99 : code) << status;
+  ASSERT_EQ(error.m_command, code == 0 ? "old" : "the command") << status;
+  ASSERT_EQ(error.m_message, L"") << status;
+  ASSERT_EQ(error.m_detail, 0) << status;
 }
 
 TEST(ExecPipeClose, DecodesEveryWaitStatus) {
@@ -785,13 +785,13 @@ TEST(ExecPipeClose, DecodesEveryWaitStatus) {
 
 TEST(ExecPipeClose, NamedStatusesGiveTheirCodes) {
   DecodingPipe pipe;
-  EXPECT_EQ(0, pipe.closeWith(0));
-  EXPECT_EQ(11, pipe.closeWith(3 << 8));
-  EXPECT_EQ(11, pipe.closeWith(255 << 8));
-  EXPECT_EQ(12, pipe.closeWith(SIGTERM));
-  EXPECT_EQ(12, pipe.closeWith(SIGSEGV | 0x80));
-  EXPECT_EQ(13, pipe.closeWith(0x137f));
-  EXPECT_EQ(8, pipe.closeWith(-1));
+  EXPECT_EQ(pipe.closeWith(0), 0);
+  EXPECT_EQ(pipe.closeWith(3 << 8), 11);
+  EXPECT_EQ(pipe.closeWith(255 << 8), 11);
+  EXPECT_EQ(pipe.closeWith(SIGTERM), 12);
+  EXPECT_EQ(pipe.closeWith(SIGSEGV | 0x80), 12);
+  EXPECT_EQ(pipe.closeWith(0x137f), 13);
+  EXPECT_EQ(pipe.closeWith(-1), 8);
 }
 
 TEST(ExecPipeClose, PassesTheTimeOutToWaitPid) {
@@ -806,20 +806,20 @@ TEST(ExecPipeClose, PassesTheTimeOutToWaitPid) {
 TEST(ExecPipeClose, WithNothingOpenDoesNothing) {
   DecodingPipe pipe;
   pipe.m_lastError = kelp_cmn_4_4::ECmnExecPipe("old", 99);
-  EXPECT_EQ(0, pipe.Close(10));
-  EXPECT_EQ(0, pipe.Close(10));
+  EXPECT_EQ(pipe.Close(10), 0);
+  EXPECT_EQ(pipe.Close(10), 0);
   EXPECT_THAT(pipe.asked, IsEmpty());
-  EXPECT_EQ(99, pipe.getLastError().m_code);
+  EXPECT_EQ(pipe.getLastError().m_code, 99);
 }
 
 TEST(ExecPipeClose, ClosesTheReadEndAlsoWithoutAChild) {
   DecodingPipe pipe;
   int ends[2];
-  ASSERT_EQ(0, ::pipe(ends));
+  ASSERT_EQ(::pipe(ends), 0);
   pipe.m_readFd = ends[0];
-  EXPECT_EQ(0, pipe.Close(10));
-  EXPECT_EQ(-1, pipe.m_readFd);
-  EXPECT_EQ(-1, close(ends[0]));
+  EXPECT_EQ(pipe.Close(10), 0);
+  EXPECT_EQ(pipe.m_readFd, -1);
+  EXPECT_EQ(close(ends[0]), -1);
   close(ends[1]);
   EXPECT_THAT(pipe.asked, IsEmpty());
 }
@@ -828,9 +828,9 @@ TEST(ExecPipeClose, KeepsTheReadAhead) {
   DecodingPipe pipe;
   pipe.m_bufferCount = 5;
   pipe.m_bufferPos = 2;
-  EXPECT_EQ(0, pipe.closeWith(0));
-  EXPECT_EQ(5, pipe.m_bufferCount);
-  EXPECT_EQ(2, pipe.m_bufferPos);
+  EXPECT_EQ(pipe.closeWith(0), 0);
+  EXPECT_EQ(pipe.m_bufferCount, 5);
+  EXPECT_EQ(pipe.m_bufferPos, 2);
 }
 
 // Anything but -1 counts as a child.
@@ -838,9 +838,9 @@ TEST(ExecPipeClose, WaitsForAnInvalidChildInVain) {
   kelp_test::expectChangeOf("SIGCHLD");
   ProbedPipe pipe;
   pipe.m_childPid = 0;
-  EXPECT_EQ(8, pipe.Close(10));
-  EXPECT_EQ(-1, pipe.m_childPid);
-  EXPECT_EQ(8, pipe.getLastError().m_code);
+  EXPECT_EQ(pipe.Close(10), 8);
+  EXPECT_EQ(pipe.m_childPid, -1);
+  EXPECT_EQ(pipe.getLastError().m_code, 8);
 }
 
 class ExecPipeReaping : public ExecPipeHandler {
@@ -855,7 +855,7 @@ TEST_F(ExecPipeReaping, TheMapsExitCodesAreReadAsWaitStatuses) {
     pipe.registerTraceLog(Log());
     pipe.m_childPid = fakePid;
     const int expected = value % 128 == 0 ? 0 : value % 128 == 127 ? 13 : 12;
-    EXPECT_EQ(expected, pipe.Close(10)) << value;
+    EXPECT_EQ(pipe.Close(10), expected) << value;
   }
 }
 
@@ -868,18 +868,18 @@ TEST_F(ExecPipeReaping, AChildThatTheHandlerReapedIsReportedByItsPlainCode) {
                {"exit 128", 0}, {"exit 255", 13}, {"die 15", 12},   {"die 9", 12}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.mode);
-    EXPECT_EQ(c.code, pipe.run(hostile(c.mode), output));
+    EXPECT_EQ(pipe.run(hostile(c.mode), output), c.code);
     EXPECT_FALSE(ProbedPipe::hasRecord(pipe.m_childPid));
   }
-  EXPECT_EQ(12, pipe.getLastError().m_code);
-  EXPECT_EQ(hostile("die 9"), pipe.getLastError().m_command);
+  EXPECT_EQ(pipe.getLastError().m_code, 12);
+  EXPECT_EQ(pipe.getLastError().m_command, hostile("die 9"));
 }
 
 TEST_F(ExecPipeReaping, TheHandlersWayIsTraced) {
   pipe.handlerFirst = true;
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 3"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("exit 3"), ""), 0);
   const std::string pid = std::to_string(pipe.m_childPid);
-  EXPECT_EQ(12, pipe.Close(10));
+  EXPECT_EQ(pipe.Close(10), 12);
   EXPECT_THAT(
       traced(),
       ElementsAre(
@@ -889,33 +889,32 @@ TEST_F(ExecPipeReaping, TheHandlersWayIsTraced) {
 
 TEST_F(ExecPipeReaping, TheWaitpidWayIsTraced) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 3"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("exit 3"), ""), 0);
   const std::string pid = std::to_string(pipe.m_childPid);
-  EXPECT_EQ(11, pipe.Close(10));
+  EXPECT_EQ(pipe.Close(10), 11);
   const Lines lines = traced();
   ASSERT_FALSE(lines.empty());
-  EXPECT_EQ(Lines(lines.size(), "CCmnExecPipePosix::WaitPid: child pid " + pid +
-                                    " not in childStatusMap, calling waitpid()"),
-            lines);
+  EXPECT_EQ(lines, Lines(lines.size(), "CCmnExecPipePosix::WaitPid: child pid " + pid +
+                                           " not in childStatusMap, calling waitpid()"));
 }
 
 TEST_F(ExecPipeReaping, AChildReapedBySomebodyElseGivesEight) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("exit 3"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("exit 3"), ""), 0);
   const pid_t child = pipe.m_childPid;
-  EXPECT_EQ(child, waitpid(child, nullptr, 0));
-  EXPECT_EQ(8, pipe.Close(10));
-  EXPECT_EQ(8, pipe.getLastError().m_code);
-  EXPECT_EQ(hostile("exit 3"), pipe.getLastError().m_command);
-  EXPECT_EQ(L"", pipe.getLastError().m_message);
-  EXPECT_EQ(-1, pipe.m_childPid);
+  EXPECT_EQ(waitpid(child, nullptr, 0), child);
+  EXPECT_EQ(pipe.Close(10), 8);
+  EXPECT_EQ(pipe.getLastError().m_code, 8);
+  EXPECT_EQ(pipe.getLastError().m_command, hostile("exit 3"));
+  EXPECT_EQ(pipe.getLastError().m_message, L"");
+  EXPECT_EQ(pipe.m_childPid, -1);
 }
 
 TEST_F(ExecPipeReaping, IgnoredChildSignalsAreNotUndoneByTheLibrary) {
   // Every start installs the handler, whatever was there.
   signal(SIGCHLD, SIG_IGN);
   const BlockedChildSignal blocked;
-  EXPECT_EQ(11, pipe.run(hostile("exit 3"), output));
+  EXPECT_EQ(pipe.run(hostile("exit 3"), output), 11);
 }
 
 // A clock that runs as fast as the library sleeps, and stands still once a given signal was sent.
@@ -955,22 +954,22 @@ class FastForward {
 TEST_F(ExecPipeReaping, AChildThatClosesItsOutputAndStaysIsTerminated) {
   const BlockedChildSignal blocked;
   const FastForward clock(SIGTERM);
-  EXPECT_EQ(12, pipe.run(hostile("closeoutput"), output));
+  EXPECT_EQ(pipe.run(hostile("closeoutput"), output), 12);
   EXPECT_THAT(output, ElementsAre("closing\n"));
   EXPECT_THAT(fast.signals, ElementsAre(SIGTERM));
-  EXPECT_EQ(11000, fast.milliseconds) << "ten of the clock's seconds must pass";
+  EXPECT_EQ(fast.milliseconds, 11000) << "ten of the clock's seconds must pass";
 }
 
 TEST_F(ExecPipeReaping, AChildThatIgnoresTerminationIsKilled) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("ignoreterm"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("ignoreterm"), ""), 0);
   char line[16];
   unsigned char timedOut = 0;
   ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
   const FastForward clock(SIGKILL);
-  EXPECT_EQ(12, pipe.Close(100));
+  EXPECT_EQ(pipe.Close(100), 12);
   EXPECT_THAT(fast.signals, ElementsAre(SIGTERM, SIGKILL));
-  EXPECT_EQ(132000, fast.milliseconds);
+  EXPECT_EQ(fast.milliseconds, 132000);
 }
 
 TEST_F(ExecPipeReaping, TheDestructorEndsAChildByForceAfterTenSeconds) {
@@ -979,38 +978,38 @@ TEST_F(ExecPipeReaping, TheDestructorEndsAChildByForceAfterTenSeconds) {
   pid_t child = -1;
   {
     ProbedPipe other;
-    ASSERT_EQ(0, other.ExecPipe(hostile("ignoreterm"), ""));
+    ASSERT_EQ(other.ExecPipe(hostile("ignoreterm"), ""), 0);
     char line[16];
     unsigned char timedOut = 0;
     ASSERT_TRUE(other.ReadLine(line, sizeof line, &timedOut, 60));
     child = other.m_childPid;
   }
   EXPECT_THAT(fast.signals, ElementsAre(SIGTERM, SIGKILL));
-  EXPECT_EQ(22000, fast.milliseconds);
-  EXPECT_EQ(-1, realCalls().kill(child, 0));
+  EXPECT_EQ(fast.milliseconds, 22000);
+  EXPECT_EQ(realCalls().kill(child, 0), -1);
 }
 
 TEST_F(ExecPipeReaping, AStoppedChildIsKilled) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("stop"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("stop"), ""), 0);
   char line[16];
   unsigned char timedOut = 0;
   ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
   siginfo_t info{};
-  ASSERT_EQ(0, waitid(P_PID, static_cast<id_t>(pipe.m_childPid), &info, WSTOPPED | WNOWAIT));
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(pipe.m_childPid), &info, WSTOPPED | WNOWAIT), 0);
   const FastForward clock(SIGKILL);  // a stopped process does not take SIGTERM
-  EXPECT_EQ(12, pipe.Close(0));
+  EXPECT_EQ(pipe.Close(0), 12);
   EXPECT_THAT(fast.signals, ElementsAre(SIGTERM, SIGKILL));
 }
 
 TEST_F(ExecPipeReaping, ReallyPollsUntilTheClocksSecondChanges) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("stay"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("stay"), ""), 0);
   char line[16];
   unsigned char timedOut = 0;
   ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
   const time_t before = time(nullptr);
-  EXPECT_EQ(12, pipe.Close(0));
+  EXPECT_EQ(pipe.Close(0), 12);
   EXPECT_GT(time(nullptr), before);
 }
 

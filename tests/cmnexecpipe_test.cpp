@@ -65,19 +65,19 @@ static_assert(std::is_same_v<decltype(ProbedPipe::m_act), struct sigaction>);
 static_assert(std::is_same_v<decltype(ProbedPipe::m_childStatusMap), std::map<int, int>>);
 
 void expectFresh(const ProbedPipe& pipe) {
-  EXPECT_EQ(-1, pipe.m_childPid);
-  EXPECT_EQ(0, pipe.m_bufferCount);
-  EXPECT_EQ(0, pipe.m_bufferPos);
-  EXPECT_EQ(-1, pipe.m_readFd);
-  EXPECT_EQ(0, pipe.m_argc);
-  EXPECT_EQ(0, pipe.m_argCapacity);
-  EXPECT_EQ(nullptr, pipe.m_argv);
+  EXPECT_EQ(pipe.m_childPid, -1);
+  EXPECT_EQ(pipe.m_bufferCount, 0);
+  EXPECT_EQ(pipe.m_bufferPos, 0);
+  EXPECT_EQ(pipe.m_readFd, -1);
+  EXPECT_EQ(pipe.m_argc, 0);
+  EXPECT_EQ(pipe.m_argCapacity, 0);
+  EXPECT_EQ(pipe.m_argv, nullptr);
 }
 
 TEST(ExecPipeObject, StartsWithoutChild) {
   const ProbedPipe pipe;
   expectFresh(pipe);
-  EXPECT_EQ("", pipe.m_commandLine);
+  EXPECT_EQ(pipe.m_commandLine, "");
   EXPECT_TRUE(pipe.m_hostList.empty());
 }
 
@@ -94,7 +94,7 @@ TEST(ExecPipeObject, InitForgetsWithoutReleasing) {
   ASSERT_TRUE(pipe.ParseCommand("one two"));
   char** const arguments = pipe.m_argv;
   int ends[2];
-  ASSERT_EQ(0, ::pipe(ends));
+  ASSERT_EQ(::pipe(ends), 0);
   pipe.m_readFd = ends[0];
   pipe.m_childPid = 4711;
   pipe.m_bufferCount = 3;
@@ -102,9 +102,9 @@ TEST(ExecPipeObject, InitForgetsWithoutReleasing) {
   pipe.m_commandLine = "kept";
   pipe.Init();
   expectFresh(pipe);
-  EXPECT_EQ("kept", pipe.m_commandLine);
+  EXPECT_EQ(pipe.m_commandLine, "kept");
   EXPECT_STREQ("two", arguments[1]);
-  EXPECT_EQ(0, close(ends[0])) << "was still open";
+  EXPECT_EQ(close(ends[0]), 0) << "was still open";
   close(ends[1]);
   delete[] arguments[0];
   delete[] arguments[1];
@@ -204,12 +204,12 @@ TEST(ExecPipeParse, FollowsTheQuotingRules) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.line);
     ProbedPipe pipe;
-    ASSERT_EQ(!c.words.empty(), pipe.ParseCommand(c.line));
+    ASSERT_EQ(pipe.ParseCommand(c.line), !c.words.empty());
     if (!c.words.empty()) {
-      EXPECT_EQ(c.words, pipe.arguments());
-      EXPECT_EQ(nullptr, pipe.m_argv[pipe.m_argc]);
+      EXPECT_EQ(pipe.arguments(), c.words);
+      EXPECT_EQ(pipe.m_argv[pipe.m_argc], nullptr);
     }
-    EXPECT_EQ(c.words.empty(), !plainSplit(c.line).ok) << "the plain form errs";
+    EXPECT_EQ(!plainSplit(c.line).ok, c.words.empty()) << "the plain form errs";
   }
 }
 
@@ -226,8 +226,8 @@ TEST(ExecPipeParse, AgreesWithThePlainFormOnAllShortLines) {
       pipe.ClearArgsList();
       const bool ok = pipe.ParseCommand(line.c_str());
       const Split expected = plainSplit(line);
-      ASSERT_EQ(expected.ok, ok) << "[" << line << "]";
-      ASSERT_EQ(expected.words, pipe.arguments()) << "[" << line << "]";
+      ASSERT_EQ(ok, expected.ok) << "[" << line << "]";
+      ASSERT_EQ(pipe.arguments(), expected.words) << "[" << line << "]";
       size_t place = 0;
       while (place < length && ++digits[place] == alphabet.size()) {
         digits[place++] = 0;
@@ -263,7 +263,7 @@ TEST(ExecPipeParse, GivesBackAnyWordsThatStandInSingleQuotes) {
     }
     ProbedPipe pipe;
     ASSERT_TRUE(pipe.ParseCommand(line.c_str())) << "[" << line << "] of seed " << seed;
-    ASSERT_EQ(words, pipe.arguments()) << "[" << line << "] of seed " << seed;
+    ASSERT_EQ(pipe.arguments(), words) << "[" << line << "] of seed " << seed;
   }
 }
 
@@ -271,7 +271,7 @@ TEST(ExecPipeParse, ReadsNothingBehindTheLine) {
   for (const char* line : {"a", "a ", "'a b'", "a\\ b", "a\\", "'a", "", " "}) {
     kelp_test::GuardedPage<char> page(std::string(line, std::strlen(line) + 1));
     ProbedPipe pipe;
-    EXPECT_EQ(plainSplit(line).ok, pipe.ParseCommand(page.data()));
+    EXPECT_EQ(pipe.ParseCommand(page.data()), plainSplit(line).ok);
   }
 }
 
@@ -284,10 +284,10 @@ TEST(ExecPipeParse, GrowsByTenSlotsTheClosingNullIncluded) {
     }
     ProbedPipe pipe;
     ASSERT_TRUE(pipe.ParseCommand(line.c_str()));
-    EXPECT_EQ(count, pipe.m_argc);
-    EXPECT_EQ((count / 10 + 1) * 10, pipe.m_argCapacity);
-    EXPECT_EQ("w" + std::to_string(count - 1), pipe.arguments().back());
-    EXPECT_EQ(nullptr, pipe.m_argv[count]);
+    EXPECT_EQ(pipe.m_argc, count);
+    EXPECT_EQ(pipe.m_argCapacity, (count / 10 + 1) * 10);
+    EXPECT_EQ(pipe.arguments().back(), "w" + std::to_string(count - 1));
+    EXPECT_EQ(pipe.m_argv[count], nullptr);
   }
 }
 
@@ -295,22 +295,22 @@ TEST(ExecPipeParse, TheEleventhArgumentGrowsTheVector) {
   ProbedPipe pipe;
   for (int i = 0; i < 10; ++i) {
     ASSERT_TRUE(pipe.AddArgument("x", 1));
-    EXPECT_EQ(10, pipe.m_argCapacity);
+    EXPECT_EQ(pipe.m_argCapacity, 10);
   }
   ASSERT_TRUE(pipe.AddArgument("y", 1));
-  EXPECT_EQ(20, pipe.m_argCapacity);
-  EXPECT_EQ(11, pipe.m_argc);
+  EXPECT_EQ(pipe.m_argCapacity, 20);
+  EXPECT_EQ(pipe.m_argc, 11);
   EXPECT_STREQ("y", pipe.m_argv[10]);
 }
 
 TEST(ExecPipeAddArgument, LengthZeroStoresTheClosingNullWithoutCounting) {
   ProbedPipe pipe;
   EXPECT_TRUE(pipe.AddArgument(nullptr, 0));
-  EXPECT_EQ(0, pipe.m_argc);
-  EXPECT_EQ(10, pipe.m_argCapacity);
-  EXPECT_EQ(nullptr, pipe.m_argv[0]);
+  EXPECT_EQ(pipe.m_argc, 0);
+  EXPECT_EQ(pipe.m_argCapacity, 10);
+  EXPECT_EQ(pipe.m_argv[0], nullptr);
   EXPECT_TRUE(pipe.AddArgument("text", 0));
-  EXPECT_EQ(0, pipe.m_argc);
+  EXPECT_EQ(pipe.m_argc, 0);
   EXPECT_TRUE(pipe.AddArgument("text", 4));
   EXPECT_THAT(pipe.arguments(), ElementsAre("text"));
 }
@@ -342,18 +342,18 @@ TEST(ExecPipeAddArgument, AllocatesAByteMoreThanTheUndecodedText) {
   replacements.operatorNew = [](size_t size) { lastArraySize = size; };
   const ScopedReplacements scope(replacements);
   EXPECT_TRUE(pipe.AddArgument("'abc'", 5));
-  EXPECT_EQ(6U, lastArraySize);
+  EXPECT_EQ(lastArraySize, 6U);
 }
 
 // Stored, counted and not terminated on purpose.
 TEST(ExecPipeAddArgument, KeepsAnUnterminatedArgumentThatEndsInABackslash) {
   ProbedPipe pipe;
   EXPECT_FALSE(pipe.AddArgument("ab\\", 3));
-  ASSERT_EQ(1, pipe.m_argc);
-  EXPECT_EQ('a', pipe.m_argv[0][0]);
-  EXPECT_EQ('b', pipe.m_argv[0][1]);
-  EXPECT_EQ(kelp_test::freshByte, static_cast<unsigned char>(pipe.m_argv[0][2]));
-  EXPECT_EQ(kelp_test::freshByte, static_cast<unsigned char>(pipe.m_argv[0][3]));
+  ASSERT_EQ(pipe.m_argc, 1);
+  EXPECT_EQ(pipe.m_argv[0][0], 'a');
+  EXPECT_EQ(pipe.m_argv[0][1], 'b');
+  EXPECT_EQ(static_cast<unsigned char>(pipe.m_argv[0][2]), kelp_test::freshByte);
+  EXPECT_EQ(static_cast<unsigned char>(pipe.m_argv[0][3]), kelp_test::freshByte);
   EXPECT_FALSE(pipe.AddArgument("x\\y", 2)) << "the byte behind does not count";
 }
 
@@ -368,7 +368,7 @@ TEST(ExecPipeClearArgsList, ReleasesAndResets) {
   }
   pipe.m_argc = 3;  // without a vector nothing is touched
   pipe.ClearArgsList();
-  EXPECT_EQ(3, pipe.m_argc);
+  EXPECT_EQ(pipe.m_argc, 3);
   pipe.m_argc = 0;
 }
 
@@ -389,8 +389,8 @@ struct Hook {
 int tellContext() { return hook.context; }
 
 int execInHook(const char* command, char** output, int* length) {
-  EXPECT_EQ(nullptr, *output);
-  EXPECT_EQ(0, *length);
+  EXPECT_EQ(*output, nullptr);
+  EXPECT_EQ(*length, 0);
   hook.command = command;
   *output = hook.withoutBuffer ? nullptr : hook.text.data();
   *length = hook.length;
@@ -420,11 +420,11 @@ class HookedPipe : public ProbedPipe {
 
 TEST(ExecPipeHooks, ChildContextIsTheHooksAnswerOrZero) {
   ProbedPipe pipe;
-  EXPECT_EQ(0, pipe.IsChildContext());
+  EXPECT_EQ(pipe.IsChildContext(), 0);
   pipe.m_pfnIsChildContext = tellContext;
   for (const int answer : {0, 1, -5}) {
     hook.context = answer;
-    EXPECT_EQ(answer, pipe.IsChildContext());
+    EXPECT_EQ(pipe.IsChildContext(), answer);
   }
 }
 
@@ -433,9 +433,9 @@ TEST(ExecPipeHooks, WithoutARunnerTheResultIsOne) {
   pipe.m_pfnFreeOutput = freeInHook;
   hook = Hook();
   Lines output{"kept"};
-  EXPECT_EQ(1, pipe.ExecCommandInChildContext("cmd", output));
+  EXPECT_EQ(pipe.ExecCommandInChildContext("cmd", output), 1);
   EXPECT_THAT(output, ElementsAre("kept"));
-  EXPECT_EQ(0, hook.freed);
+  EXPECT_EQ(hook.freed, 0);
 }
 
 TEST(ExecPipeHooks, SplitIntoLinesAndDropWhatFollowsTheLastLineEnd) {
@@ -454,14 +454,14 @@ TEST(ExecPipeHooks, SplitIntoLinesAndDropWhatFollowsTheLastLineEnd) {
     HookedPipe pipe(c.text);
     hook.result = 42;
     Lines output{"kept"};
-    EXPECT_EQ(42, pipe.ExecCommandInChildContext("the command", output));
-    EXPECT_EQ("the command", hook.command);
+    EXPECT_EQ(pipe.ExecCommandInChildContext("the command", output), 42);
+    EXPECT_EQ(hook.command, "the command");
     Lines expected{"kept"};
     expected.insert(expected.end(), c.lines.begin(), c.lines.end());
-    EXPECT_EQ(expected, output);
-    EXPECT_EQ(1, hook.freed);
-    EXPECT_EQ(hook.text.data(), hook.freedText);
-    EXPECT_EQ(static_cast<int>(std::strlen(c.text)), hook.freedLength);
+    EXPECT_EQ(output, expected);
+    EXPECT_EQ(hook.freed, 1);
+    EXPECT_EQ(hook.freedText, hook.text.data());
+    EXPECT_EQ(hook.freedLength, static_cast<int>(std::strlen(c.text)));
   }
 }
 
@@ -481,10 +481,10 @@ TEST(ExecPipeHooks, StopWhenTheCountReachesTheLength) {
     SCOPED_TRACE(c.length);
     HookedPipe pipe("ab\ncd\nef\n", c.length);
     Lines output;
-    EXPECT_EQ(0, pipe.ExecCommandInChildContext("c", output));
-    EXPECT_EQ(c.lines, output);
-    EXPECT_EQ(1, hook.freed);
-    EXPECT_EQ(c.length, hook.freedLength);
+    EXPECT_EQ(pipe.ExecCommandInChildContext("c", output), 0);
+    EXPECT_EQ(output, c.lines);
+    EXPECT_EQ(hook.freed, 1);
+    EXPECT_EQ(hook.freedLength, c.length);
   }
 }
 
@@ -492,27 +492,27 @@ TEST(ExecPipeHooks, SplitTheBufferInPlace) {
   HookedPipe pipe("ab\ncd\nef");
   Lines output;
   pipe.ExecCommandInChildContext("c", output);
-  EXPECT_EQ(std::string("ab\0cd\0ef", 8), std::string(hook.text.data(), 8));
+  EXPECT_EQ(std::string(hook.text.data(), 8), std::string("ab\0cd\0ef", 8));
 }
 
 TEST(ExecPipeHooks, LengthZeroFreesNothing) {
   HookedPipe pipe("one\n", 0);
   hook.result = 5;
   Lines output;
-  EXPECT_EQ(5, pipe.ExecCommandInChildContext("c", output));
+  EXPECT_EQ(pipe.ExecCommandInChildContext("c", output), 5);
   EXPECT_THAT(output, IsEmpty());
-  EXPECT_EQ(0, hook.freed);
+  EXPECT_EQ(hook.freed, 0);
 }
 
 TEST(ExecPipeHooks, NegativeLengthOnlyFrees) {
   HookedPipe pipe("one\n", -1);
   hook.result = 5;
   Lines output;
-  EXPECT_EQ(5, pipe.ExecCommandInChildContext("c", output));
+  EXPECT_EQ(pipe.ExecCommandInChildContext("c", output), 5);
   EXPECT_THAT(output, IsEmpty());
-  EXPECT_EQ(1, hook.freed);
-  EXPECT_EQ(hook.text.data(), hook.freedText);
-  EXPECT_EQ(-1, hook.freedLength);
+  EXPECT_EQ(hook.freed, 1);
+  EXPECT_EQ(hook.freedText, hook.text.data());
+  EXPECT_EQ(hook.freedLength, -1);
   EXPECT_STREQ("one\n", hook.text.data());
 }
 
@@ -520,11 +520,11 @@ TEST(ExecPipeHooks, NullBufferIsNoTextAndIsFreedAsAnyOther) {
   HookedPipe pipe("", 7);
   hook.withoutBuffer = true;
   Lines output;
-  EXPECT_EQ(0, pipe.ExecCommandInChildContext("c", output));
+  EXPECT_EQ(pipe.ExecCommandInChildContext("c", output), 0);
   EXPECT_THAT(output, IsEmpty());
-  EXPECT_EQ(1, hook.freed);
-  EXPECT_EQ(nullptr, hook.freedText);
-  EXPECT_EQ(7, hook.freedLength);
+  EXPECT_EQ(hook.freed, 1);
+  EXPECT_EQ(hook.freedText, nullptr);
+  EXPECT_EQ(hook.freedLength, 7);
 }
 
 TEST(ExecPipeHooks, WithoutAFreeHookNothingIsFreed) {
@@ -532,9 +532,9 @@ TEST(ExecPipeHooks, WithoutAFreeHookNothingIsFreed) {
     HookedPipe pipe("one\n", length);
     pipe.m_pfnFreeOutput = nullptr;
     Lines output;
-    EXPECT_EQ(0, pipe.ExecCommandInChildContext("c", output));
-    EXPECT_EQ(length < 0 ? 0U : 1U, output.size());
-    EXPECT_EQ(0, hook.freed);
+    EXPECT_EQ(pipe.ExecCommandInChildContext("c", output), 0);
+    EXPECT_EQ(output.size(), length < 0 ? 0U : 1U);
+    EXPECT_EQ(hook.freed, 0);
   }
 }
 
@@ -543,11 +543,11 @@ TEST(ExecPipeHooks, RunTheCommandInsteadOfAProcess) {
   hook.context = 1;
   hook.result = 9;
   Lines output{"kept"};
-  EXPECT_EQ(9, pipe.Exec("whatever 'it is", output, "in", 1, "", "", ""));
-  EXPECT_EQ("whatever 'it is", hook.command);
+  EXPECT_EQ(pipe.Exec("whatever 'it is", output, "in", 1, "", "", ""), 9);
+  EXPECT_EQ(hook.command, "whatever 'it is");
   EXPECT_THAT(output, ElementsAre("kept", "line"));
   expectFresh(pipe);
-  EXPECT_EQ(0, pipe.getLastError().m_code);
+  EXPECT_EQ(pipe.getLastError().m_code, 0);
 }
 
 // ---- reading lines ----
@@ -571,7 +571,7 @@ class FedPipe : public ProbedPipe {
   FedPipe& operator=(const FedPipe&) = delete;
 
   void feed(const std::string& text) const {
-    EXPECT_EQ(static_cast<ssize_t>(text.size()), write(writeEnd_, text.data(), text.size()));
+    EXPECT_EQ(write(writeEnd_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
   }
   void end() {
     if (writeEnd_ >= 0) {
@@ -585,7 +585,7 @@ class FedPipe : public ProbedPipe {
     std::vector<char> buffer(static_cast<size_t>(std::max(size, 1)) + 1, '#');
     timedOut = 77;
     const bool stored = ReadLine(buffer.data(), size, &timedOut, timeoutSeconds);
-    EXPECT_EQ('#', buffer.back()) << "wrote behind the buffer";
+    EXPECT_EQ(buffer.back(), '#') << "wrote behind the buffer";
     if (!stored) {
       untouched = buffer[0] == '#';
       return std::nullopt;
@@ -605,32 +605,32 @@ bool isOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }
 TEST(ExecPipeReadLine, KeepsLineEndsAndGivesTheLastFragment) {
   FedPipe pipe("one\n\ntwo");
   const int fd = pipe.m_readFd;
-  EXPECT_EQ("one\n", pipe.next(100));
-  EXPECT_EQ(0, pipe.timedOut);
-  EXPECT_EQ("\n", pipe.next(100));
+  EXPECT_EQ(pipe.next(100), "one\n");
+  EXPECT_EQ(pipe.timedOut, 0);
+  EXPECT_EQ(pipe.next(100), "\n");
   EXPECT_TRUE(isOpen(fd));
-  EXPECT_EQ("two", pipe.next(100));
-  EXPECT_EQ(0, pipe.timedOut);
+  EXPECT_EQ(pipe.next(100), "two");
+  EXPECT_EQ(pipe.timedOut, 0);
   EXPECT_FALSE(isOpen(fd));
-  EXPECT_EQ(-1, pipe.m_readFd);
-  EXPECT_EQ(std::nullopt, pipe.next(100));
-  EXPECT_EQ(0, pipe.timedOut);
+  EXPECT_EQ(pipe.m_readFd, -1);
+  EXPECT_EQ(pipe.next(100), std::nullopt);
+  EXPECT_EQ(pipe.timedOut, 0);
 }
 
 TEST(ExecPipeReadLine, EndsAfterALineEnd) {
   FedPipe pipe("one\n");
-  EXPECT_EQ("one\n", pipe.next(100));
-  EXPECT_EQ(std::nullopt, pipe.next(100));
+  EXPECT_EQ(pipe.next(100), "one\n");
+  EXPECT_EQ(pipe.next(100), std::nullopt);
   EXPECT_TRUE(pipe.untouched);
-  EXPECT_EQ(0, pipe.timedOut);
-  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(pipe.timedOut, 0);
+  EXPECT_EQ(pipe.m_readFd, -1);
 }
 
 TEST(ExecPipeReadLine, EmptyOutputIsTheEndAtOnce) {
   FedPipe pipe("");
-  EXPECT_EQ(std::nullopt, pipe.next(100));
-  EXPECT_EQ(0, pipe.timedOut);
-  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(pipe.next(100), std::nullopt);
+  EXPECT_EQ(pipe.timedOut, 0);
+  EXPECT_EQ(pipe.m_readFd, -1);
 }
 
 TEST(ExecPipeReadLine, SizesBelowTwoReadNothing) {
@@ -639,17 +639,17 @@ TEST(ExecPipeReadLine, SizesBelowTwoReadNothing) {
     char buffer = '#';
     unsigned char timedOut = 77;
     EXPECT_FALSE(pipe.ReadLine(&buffer, size, &timedOut, 60)) << size;
-    EXPECT_EQ('#', buffer);
-    EXPECT_EQ(0, timedOut);
-    EXPECT_NE(-1, pipe.m_readFd);
+    EXPECT_EQ(buffer, '#');
+    EXPECT_EQ(timedOut, 0);
+    EXPECT_NE(pipe.m_readFd, -1);
   }
-  EXPECT_EQ("one\n", pipe.next(100)) << "nothing was lost";
+  EXPECT_EQ(pipe.next(100), "one\n") << "nothing was lost";
 }
 
 size_t mostBytes = 0;
 
 ssize_t readPiece(int fd, void* buffer, size_t size) {
-  EXPECT_EQ(512U, size);
+  EXPECT_EQ(size, 512U);
   return realCalls().read(fd, buffer, std::min(size, mostBytes));
 }
 
@@ -685,7 +685,7 @@ TEST(ExecPipeReadLine, PiecesDoNotDependOnHowTheOutputArrives) {
       while (const auto line = pipe.next(size)) {
         lines.push_back(*line);
       }
-      EXPECT_EQ(plainPieces(text, static_cast<size_t>(size)), lines);
+      EXPECT_EQ(lines, plainPieces(text, static_cast<size_t>(size)));
     }
   }
 }
@@ -696,57 +696,57 @@ TEST(ExecPipeReadLine, ZeroBytesAreBytes) {
   unsigned char timedOut = 0;
   std::memset(buffer, '#', sizeof buffer);
   EXPECT_TRUE(pipe.ReadLine(buffer, sizeof buffer, &timedOut, 60));
-  EXPECT_EQ(std::string("a\0b\n\0#", 6), std::string(buffer, 6));
+  EXPECT_EQ(std::string(buffer, 6), std::string("a\0b\n\0#", 6));
   EXPECT_TRUE(pipe.ReadLine(buffer, sizeof buffer, &timedOut, 60));
-  EXPECT_EQ(std::string("c\0\0", 3), std::string(buffer, 3));
+  EXPECT_EQ(std::string(buffer, 3), std::string("c\0\0", 3));
 }
 
 TEST(ExecPipeReadLine, ReadsAheadBlocksOf512) {
   FedPipe pipe(std::string(10, 'a') + "\n" + std::string(1000, 'b'));
   pipe.next(4096);
-  EXPECT_EQ(512, pipe.m_bufferCount);
-  EXPECT_EQ(11, pipe.m_bufferPos);
+  EXPECT_EQ(pipe.m_bufferCount, 512);
+  EXPECT_EQ(pipe.m_bufferPos, 11);
 }
 
 // The rest of a line that fits exactly comes with no further read.
 TEST(ExecPipeReadLine, AFullBufferIsHandedOutWithoutReadingOn) {
   FedPipe pipe;
   pipe.feed("abc");
-  EXPECT_EQ("abc", pipe.next(4, 0));
-  EXPECT_EQ(0, pipe.timedOut);
-  EXPECT_NE(-1, pipe.m_readFd);
+  EXPECT_EQ(pipe.next(4, 0), "abc");
+  EXPECT_EQ(pipe.timedOut, 0);
+  EXPECT_NE(pipe.m_readFd, -1);
 }
 
 TEST(ExecPipeReadLine, TimeOutEndsTheReadingForGood) {
   for (const long limit : {0L, -1L, static_cast<long>(LONG_MIN)}) {
     FedPipe pipe;
     const int fd = pipe.m_readFd;
-    EXPECT_EQ(std::nullopt, pipe.next(100, limit));
-    EXPECT_EQ(1, pipe.timedOut);
+    EXPECT_EQ(pipe.next(100, limit), std::nullopt);
+    EXPECT_EQ(pipe.timedOut, 1);
     EXPECT_TRUE(pipe.untouched);
     EXPECT_FALSE(isOpen(fd));
-    EXPECT_EQ(-1, pipe.m_readFd);
-    EXPECT_EQ(std::nullopt, pipe.next(100, 60));
-    EXPECT_EQ(0, pipe.timedOut);
+    EXPECT_EQ(pipe.m_readFd, -1);
+    EXPECT_EQ(pipe.next(100, 60), std::nullopt);
+    EXPECT_EQ(pipe.timedOut, 0);
   }
 }
 
 TEST(ExecPipeReadLine, TimeOutHandsOutWhatCameOfTheLine) {
   FedPipe pipe;
   pipe.feed("one\npart");
-  EXPECT_EQ("one\n", pipe.next(100, 0));
-  EXPECT_EQ(0, pipe.timedOut);
-  EXPECT_EQ("part", pipe.next(100, 0));
-  EXPECT_EQ(1, pipe.timedOut);
-  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(pipe.next(100, 0), "one\n");
+  EXPECT_EQ(pipe.timedOut, 0);
+  EXPECT_EQ(pipe.next(100, 0), "part");
+  EXPECT_EQ(pipe.timedOut, 1);
+  EXPECT_EQ(pipe.m_readFd, -1);
 }
 
 TEST(ExecPipeReadLine, WaitsForTheWholeTimeOut) {
   FedPipe pipe;
   const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(std::nullopt, pipe.next(100, 1));
+  EXPECT_EQ(pipe.next(100, 1), std::nullopt);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-  EXPECT_EQ(1, pipe.timedOut);
+  EXPECT_EQ(pipe.timedOut, 1);
 }
 
 // A select that looks at its arguments and follows a script.
@@ -761,15 +761,15 @@ time_t clockNow = 0;
 
 int scriptedSelect(int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
                    timeval* limit) {
-  EXPECT_EQ(expectedFd + 1, count);
-  EXPECT_EQ(nullptr, writable);
-  EXPECT_EQ(nullptr, exceptional);
-  EXPECT_EQ(0, limit->tv_usec);
+  EXPECT_EQ(count, expectedFd + 1);
+  EXPECT_EQ(writable, nullptr);
+  EXPECT_EQ(exceptional, nullptr);
+  EXPECT_EQ(limit->tv_usec, 0);
   limits.push_back(limit->tv_sec);
   unsigned char set[1024];
   std::memcpy(set, readable, sizeof set);
   for (int bit = 0; bit < 8192; ++bit) {
-    EXPECT_EQ(bit == expectedFd, (set[bit / 8] >> (bit % 8) & 1) == 1) << bit;
+    EXPECT_EQ((set[bit / 8] >> (bit % 8) & 1) == 1, bit == expectedFd) << bit;
   }
   std::memset(static_cast<void*>(readable), 0xff, sizeof set);
   limit->tv_sec = 12345;
@@ -808,7 +808,7 @@ class ExecPipeWaiting : public testing::Test {
 TEST_F(ExecPipeWaiting, AsksForTheDescriptorAlone) {
   waits = {{1, 0}};
   pipe.feed("x\n");
-  EXPECT_EQ("x\n", pipe.next(10, 42));
+  EXPECT_EQ(pipe.next(10, 42), "x\n");
   EXPECT_THAT(limits, ElementsAre(42));
 }
 
@@ -817,24 +817,24 @@ TEST_F(ExecPipeWaiting, InterruptionsGoOnWithTheRemainingTime) {
     limits.clear();
     waits = {{-error, 3}, {-error, 0}, {-error, 6}, {1, 0}};
     pipe.feed("x\n");
-    EXPECT_EQ("x\n", pipe.next(10, 10));
+    EXPECT_EQ(pipe.next(10, 10), "x\n");
     EXPECT_THAT(limits, ElementsAre(10, 7, 7, 1));
-    EXPECT_EQ(0, pipe.timedOut);
+    EXPECT_EQ(pipe.timedOut, 0);
   }
 }
 
 TEST_F(ExecPipeWaiting, FailingUntilTheTimeIsSpentIsATimeOut) {
   waits = {{-EINTR, 4}, {-EINTR, 6}};
-  EXPECT_EQ(std::nullopt, pipe.next(10, 10));
-  EXPECT_EQ(1, pipe.timedOut);
+  EXPECT_EQ(pipe.next(10, 10), std::nullopt);
+  EXPECT_EQ(pipe.timedOut, 1);
   EXPECT_THAT(limits, ElementsAre(10, 6));
-  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(pipe.m_readFd, -1);
 }
 
 TEST_F(ExecPipeWaiting, FailingWithNoTimeGivenIsATimeOutAtOnce) {
   waits = {{-EINTR, 0}};
-  EXPECT_EQ(std::nullopt, pipe.next(10, 0));
-  EXPECT_EQ(1, pipe.timedOut);
+  EXPECT_EQ(pipe.next(10, 0), std::nullopt);
+  EXPECT_EQ(pipe.timedOut, 1);
 }
 
 TEST_F(ExecPipeWaiting, AnythingButOneReadyDescriptorIsATimeOut) {
@@ -844,8 +844,8 @@ TEST_F(ExecPipeWaiting, AnythingButOneReadyDescriptorIsATimeOut) {
     limits.clear();
     waits = {{ready, 0}};
     other.feed("x\n");
-    EXPECT_EQ(std::nullopt, other.next(10, 10));
-    EXPECT_EQ(1, other.timedOut);
+    EXPECT_EQ(other.next(10, 10), std::nullopt);
+    EXPECT_EQ(other.timedOut, 1);
   }
 }
 
@@ -857,36 +857,36 @@ TEST_F(ExecPipeWaiting, EachBlockHasItsOwnTime) {
   const ScopedReplacements scope(replacements);
   waits = {{1, 9}, {1, 9}, {1, 9}};
   pipe.feed("ab\n");
-  EXPECT_EQ("ab\n", pipe.next(10, 10));
+  EXPECT_EQ(pipe.next(10, 10), "ab\n");
   EXPECT_THAT(limits, ElementsAre(10, 10, 10));
 }
 
 TEST(ExecPipeReadLine, WorksWithHighDescriptors) {
   rlimit old{};
-  ASSERT_EQ(0, getrlimit(RLIMIT_NOFILE, &old));
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &old), 0);
   rlimit raised = old;
   raised.rlim_cur = std::min<rlim_t>(old.rlim_max, 20001);
-  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &raised));
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &raised), 0);
   for (const int high : {1023, 1024, 4095, 8191, 8192, 8255, 8256, 20000}) {
     if (static_cast<rlim_t>(high) >= raised.rlim_cur) {
       continue;
     }
     SCOPED_TRACE(high);
     FedPipe pipe("x\n");
-    ASSERT_EQ(high, dup2(pipe.m_readFd, high));
+    ASSERT_EQ(dup2(pipe.m_readFd, high), high);
     close(pipe.m_readFd);
     pipe.m_readFd = high;
-    EXPECT_EQ("x\n", pipe.next(10));
-    EXPECT_EQ(std::nullopt, pipe.next(10));
+    EXPECT_EQ(pipe.next(10), "x\n");
+    EXPECT_EQ(pipe.next(10), std::nullopt);
     EXPECT_FALSE(isOpen(high));
     FedPipe silent;
-    ASSERT_EQ(high, dup2(silent.m_readFd, high));
+    ASSERT_EQ(dup2(silent.m_readFd, high), high);
     close(silent.m_readFd);
     silent.m_readFd = high;
-    EXPECT_EQ(std::nullopt, silent.next(10, 0));
-    EXPECT_EQ(1, silent.timedOut);
+    EXPECT_EQ(silent.next(10, 0), std::nullopt);
+    EXPECT_EQ(silent.timedOut, 1);
   }
-  ASSERT_EQ(0, setrlimit(RLIMIT_NOFILE, &old));
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &old), 0);
 }
 
 // ---- running commands ----
@@ -904,34 +904,34 @@ class ExecPipeRun : public kelp_test::ExecTest {
 };
 
 TEST_F(ExecPipeRun, PassesTheArguments) {
-  EXPECT_EQ(0, run(hostile("args 'a b' c \"d'e\" '' \\  $HOME *")));
+  EXPECT_EQ(run(hostile("args 'a b' c \"d'e\" '' \\  $HOME *")), 0);
   EXPECT_THAT(output, ElementsAre("a b\n", "c\n", "d'e\n", "\n", " \n", "$HOME\n", "*\n"));
-  EXPECT_EQ(hostile("args 'a b' c \"d'e\" '' \\  $HOME *"), pipe.m_commandLine);
+  EXPECT_EQ(pipe.m_commandLine, hostile("args 'a b' c \"d'e\" '' \\  $HOME *"));
 }
 
 TEST_F(ExecPipeRun, TheFirstWordIsThePathAndTheZerothArgument) {
-  EXPECT_EQ(0, run("/bin/sh -c 'echo \"$0\"'"));
+  EXPECT_EQ(run("/bin/sh -c 'echo \"$0\"'"), 0);
   EXPECT_THAT(output, ElementsAre("/bin/sh\n"));
 }
 
 TEST_F(ExecPipeRun, SearchesNoPath) {
-  EXPECT_EQ(7, run("sh -c true"));
-  EXPECT_EQ(7, pipe.getLastError().m_code);
+  EXPECT_EQ(run("sh -c true"), 7);
+  EXPECT_EQ(pipe.getLastError().m_code, 7);
 }
 
 TEST_F(ExecPipeRun, JoinsBothOutputsInTheirOrder) {
-  EXPECT_EQ(0, run(hostile("both")));
+  EXPECT_EQ(run(hostile("both")), 0);
   EXPECT_THAT(output,
               ElementsAre("out 0\n", "err 0\n", "out 1\n", "err 1\n", "out 2\n", "err 2\n"));
 }
 
 TEST_F(ExecPipeRun, ReportsTheExitStatusWhenWaitpidReaps) {
   for (const int status : {1, 2, 126, 127, 128, 255}) {
-    EXPECT_EQ(11, run(hostile("exit " + std::to_string(status)))) << status;
-    EXPECT_EQ(11, pipe.getLastError().m_code);
-    EXPECT_EQ(hostile("exit " + std::to_string(status)), pipe.getLastError().m_command);
+    EXPECT_EQ(run(hostile("exit " + std::to_string(status))), 11) << status;
+    EXPECT_EQ(pipe.getLastError().m_code, 11);
+    EXPECT_EQ(pipe.getLastError().m_command, hostile("exit " + std::to_string(status)));
   }
-  EXPECT_EQ(12, run(hostile("die 15")));
+  EXPECT_EQ(run(hostile("die 15")), 12);
 }
 
 TEST_F(ExecPipeRun, DeliversLongLinesInPieces) {
@@ -942,7 +942,7 @@ TEST_F(ExecPipeRun, DeliversLongLinesInPieces) {
     }
     return result;
   };
-  EXPECT_EQ(0, run(hostile("lines 8188 8189 8190 8191 20000")));
+  EXPECT_EQ(run(hostile("lines 8188 8189 8190 8191 20000")), 0);
   Lines expected;
   for (const size_t length :
        {size_t{8188}, size_t{8189}, size_t{8190}, size_t{8191}, size_t{20000}}) {
@@ -950,50 +950,50 @@ TEST_F(ExecPipeRun, DeliversLongLinesInPieces) {
       expected.push_back(piece);
     }
   }
-  EXPECT_EQ(expected, output);
-  EXPECT_EQ(8190U, output[1].size()) << "with its line end it just fits";
-  EXPECT_EQ("\n", output[3]);
+  EXPECT_EQ(output, expected);
+  EXPECT_EQ(output[1].size(), 8190U) << "with its line end it just fits";
+  EXPECT_EQ(output[3], "\n");
 }
 
 TEST_F(ExecPipeRun, TakesAMegabyteWithoutALineEnd) {
-  EXPECT_EQ(0, run(hostile("bytes 1048576")));
-  ASSERT_EQ(1048576U / 8190 + 1, output.size());
+  EXPECT_EQ(run(hostile("bytes 1048576")), 0);
+  ASSERT_EQ(output.size(), 1048576U / 8190 + 1);
   std::string all;
   for (const std::string& piece : output) {
     all += piece;
   }
-  ASSERT_EQ(1048576U, all.size());
+  ASSERT_EQ(all.size(), 1048576U);
   for (size_t i = 0; i < all.size(); ++i) {
-    ASSERT_EQ('a' + static_cast<int>(i % 26), all[i]) << i;
+    ASSERT_EQ(all[i], 'a' + static_cast<int>(i % 26)) << i;
   }
 }
 
 TEST_F(ExecPipeRun, TakesExactlyOneBlock) {
   for (const size_t count : {size_t{511}, size_t{512}, size_t{513}}) {
-    EXPECT_EQ(0, run(hostile("bytes " + std::to_string(count))));
-    ASSERT_EQ(1U, output.size());
-    EXPECT_EQ(count, output[0].size());
+    EXPECT_EQ(run(hostile("bytes " + std::to_string(count))), 0);
+    ASSERT_EQ(output.size(), 1U);
+    EXPECT_EQ(output[0].size(), count);
   }
 }
 
 TEST_F(ExecPipeRun, GivesALastLineWithoutLineEnd) {
-  EXPECT_EQ(0, run(hostile("say x")));
+  EXPECT_EQ(run(hostile("say x")), 0);
   EXPECT_THAT(output, ElementsAre("x"));
-  EXPECT_EQ(0, run(hostile("say 'a\\nb'")));
+  EXPECT_EQ(run(hostile("say 'a\\nb'")), 0);
   EXPECT_THAT(output, ElementsAre("a\n", "b"));
-  EXPECT_EQ(0, run(hostile("say ''")));
+  EXPECT_EQ(run(hostile("say ''")), 0);
   EXPECT_THAT(output, IsEmpty());
 }
 
 TEST_F(ExecPipeRun, AZeroByteEndsAnElement) {
-  EXPECT_EQ(0, run(hostile("say 'a\\0b\\n\\0\\nc'")));
+  EXPECT_EQ(run(hostile("say 'a\\0b\\n\\0\\nc'")), 0);
   EXPECT_THAT(output, ElementsAre("a", "", "c"));
 }
 
 class Fifo {
  public:
   Fifo() : path_(directory_.path() + "fifo") {
-    EXPECT_EQ(0, mkfifo(path_.c_str(), 0600));
+    EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
     fd_ = open(path_.c_str(), O_RDWR | O_CLOEXEC);
     EXPECT_GE(fd_, 0);
   }
@@ -1001,7 +1001,7 @@ class Fifo {
   Fifo(const Fifo&) = delete;
   Fifo& operator=(const Fifo&) = delete;
   const std::string& path() const { return path_; }
-  void give() const { EXPECT_EQ(1, write(fd_, "x", 1)); }
+  void give() const { EXPECT_EQ(write(fd_, "x", 1), 1); }
 
  private:
   kelp_test::ScratchDirectory directory_;
@@ -1027,26 +1027,26 @@ TEST_F(ExecPipeRun, TakesAByteAtATime) {
     return count;
   };
   const ScopedReplacements scope(replacements);
-  EXPECT_EQ(0, run(hostile("dribble 'ab\\nc'"), fifo.path()));
+  EXPECT_EQ(run(hostile("dribble 'ab\\nc'"), fifo.path()), 0);
   EXPECT_THAT(output, ElementsAre("ab\n", "c"));
-  EXPECT_EQ(4, bytesSeen);
+  EXPECT_EQ(bytesSeen, 4);
 }
 
 TEST_F(ExecPipeRun, ReadsStandardInputFromTheFileOrFromNothing) {
   const kelp_test::ScratchDirectory scratch;
   const std::string file = scratch.path() + "in put";
   kelp_test::writeFile(file, "from the file\nrest");
-  EXPECT_EQ(0, run(hostile("echo"), file));
+  EXPECT_EQ(run(hostile("echo"), file), 0);
   EXPECT_THAT(output, ElementsAre("from the file\n", "rest"));
-  EXPECT_EQ(file, pipe.m_stdinFile);
-  EXPECT_EQ(0, run(hostile("echo")));
+  EXPECT_EQ(pipe.m_stdinFile, file);
+  EXPECT_EQ(run(hostile("echo")), 0);
   EXPECT_THAT(output, IsEmpty());
-  EXPECT_EQ("", pipe.m_stdinFile);
+  EXPECT_EQ(pipe.m_stdinFile, "");
 }
 
 TEST_F(ExecPipeRun, AnUnreadableInputFileEndsTheChildWithStatusOne) {
   pipe.registerTraceLog(log);
-  EXPECT_EQ(11, run(hostile("say x"), "/no/such/file"));
+  EXPECT_EQ(run(hostile("say x"), "/no/such/file"), 11);
   EXPECT_THAT(output, IsEmpty());
   EXPECT_THAT(traced(), Contains("CCmnExecPipePosix::ExecPipe ERROR: Could not open '/no/such/file'"
                                  " for reading, errno 2"));
@@ -1089,7 +1089,7 @@ TEST_F(ExecPipeRun, ResetsThirteenVariablesAndInheritsTheRest) {
   for (const char* name : {"CDPATH", "EDITOR", "ENV", "FPATH", "IFS"}) {
     expected[name] = std::string(name) + "=";
   }
-  EXPECT_EQ(0, run(hostile("env")));
+  EXPECT_EQ(run(hostile("env")), 0);
   Lines sorted;
   for (const auto& variable : expected) {
     if (variable.second.size() < 8190 && variable.second.find('\n') == std::string::npos) {
@@ -1098,7 +1098,7 @@ TEST_F(ExecPipeRun, ResetsThirteenVariablesAndInheritsTheRest) {
   }
   std::sort(sorted.begin(), sorted.end());
   std::sort(output.begin(), output.end());
-  EXPECT_EQ(sorted, output);
+  EXPECT_EQ(output, sorted);
 }
 
 TEST_F(ExecPipeRun, TheChildHasThePipeAndEveryOtherDescriptor) {
@@ -1112,26 +1112,26 @@ TEST_F(ExecPipeRun, TheChildHasThePipeAndEveryOtherDescriptor) {
       expected[fd] = target;
     }
   }
-  EXPECT_EQ(0, run(hostile("fds")));
+  EXPECT_EQ(run(hostile("fds")), 0);
   close(shared);
   std::map<int, std::string> seen;
   for (const std::string& line : output) {
     seen[std::stoi(line)] = line.substr(line.find(' ') + 1, line.size() - line.find(' ') - 2);
   }
-  EXPECT_EQ("/dev/null", seen[0]);
-  EXPECT_EQ(0U, seen[1].find("pipe:"));
-  EXPECT_EQ(seen[1], seen[2]);
-  EXPECT_EQ(path, seen[shared]);
+  EXPECT_EQ(seen[0], "/dev/null");
+  EXPECT_EQ(seen[1].find("pipe:"), 0U);
+  EXPECT_EQ(seen[2], seen[1]);
+  EXPECT_EQ(seen[shared], path);
   for (int fd = 0; fd < 3; ++fd) {
     seen.erase(fd);
     expected.erase(fd);
   }
-  EXPECT_EQ(expected, seen);
+  EXPECT_EQ(seen, expected);
 }
 
 TEST_F(ExecPipeRun, TheChildKeepsTheHostsSignalMaskAndIgnoredSignals) {
   const auto old = signal(SIGUSR2, SIG_IGN);
-  EXPECT_EQ(0, run(hostile("signals")));
+  EXPECT_EQ(run(hostile("signals")), 0);
   signal(SIGUSR2, old);
   EXPECT_THAT(output, Contains("blocked " + std::to_string(SIGCHLD) + "\n"));
   EXPECT_THAT(output, Contains("ignored " + std::to_string(SIGUSR2) + "\n"));
@@ -1148,7 +1148,7 @@ int runWithClosed(int closed) {
   const pid_t child = fork();
   if (child != 0) {
     int status = -1;
-    EXPECT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_EQ(waitpid(child, &status, 0), child);
     return status;
   }
   for (int fd = 0; fd < 3; ++fd) {
@@ -1187,7 +1187,7 @@ int runWithClosed(int closed) {
 
 TEST_F(ExecPipeRun, LosesNothingWhenTheHostHasClosedStandardDescriptors) {
   for (int closed = 0; closed < 8; ++closed) {
-    EXPECT_EQ(0, runWithClosed(closed)) << "closed: " << closed;
+    EXPECT_EQ(runWithClosed(closed), 0) << "closed: " << closed;
   }
 }
 
@@ -1207,8 +1207,8 @@ TEST_F(ExecPipeRun, FindsRoomForTheInputWhereTheHostHasClosedItsOwn) {
     _exit(ran && lines.size() == 3 && lines[0] == "0 /dev/null\n" ? 0 : 1);
   }
   int status = -1;
-  EXPECT_EQ(child, waitpid(child, &status, 0));
-  EXPECT_EQ(0, status);
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
 }
 
 // ---- many runs, one object ----
@@ -1217,14 +1217,14 @@ TEST_F(ExecPipeRun, LeavesNothingBehindInThousandsOfRuns) {
   const auto before = kelp_test::ProcessState::capture();
   for (int i = 0; i < 2000; ++i) {
     const std::string text = "run " + std::to_string(i);
-    ASSERT_EQ(0, pipe.run(hostile("say '" + text + "'"), output)) << i;
+    ASSERT_EQ(pipe.run(hostile("say '" + text + "'"), output), 0) << i;
     ASSERT_THAT(output, ElementsAre(text));
-    ASSERT_EQ(-1, pipe.m_readFd);
-    ASSERT_EQ(-1, pipe.m_childPid);
+    ASSERT_EQ(pipe.m_readFd, -1);
+    ASSERT_EQ(pipe.m_childPid, -1);
   }
   const BlockedChildSignal blocked;
   const auto after = kelp_test::ProcessState::capture();
-  EXPECT_EQ(before.descriptors, after.descriptors);
+  EXPECT_EQ(after.descriptors, before.descriptors);
   EXPECT_FALSE(after.hasChildren);
 }
 
@@ -1233,8 +1233,8 @@ TEST_F(ExecPipeRun, TwoObjectsRunAtTheSameTime) {
   ProbedPipe other;
   const Fifo fifo;
   other.m_stdinFile = pipe.m_stdinFile = fifo.path();
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("waitbyte 0"), ""));
-  ASSERT_EQ(0, other.ExecPipe(hostile("waitbyte 0"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("waitbyte 0"), ""), 0);
+  ASSERT_EQ(other.ExecPipe(hostile("waitbyte 0"), ""), 0);
   char line[64];
   unsigned char timedOut = 0;
   ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
@@ -1244,23 +1244,23 @@ TEST_F(ExecPipeRun, TwoObjectsRunAtTheSameTime) {
   // The first child's write end is inherited by nobody: both outputs end.
   EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
   EXPECT_FALSE(other.ReadLine(line, sizeof line, &timedOut, 60));
-  EXPECT_EQ(0, other.Close(10));
-  EXPECT_EQ(0, pipe.Close(10));
+  EXPECT_EQ(other.Close(10), 0);
+  EXPECT_EQ(pipe.Close(10), 0);
 }
 
 TEST_F(ExecPipeRun, KeepsTheArgumentsUntilTheNextRun) {
-  EXPECT_EQ(0, run(hostile("args first second")));
+  EXPECT_EQ(run(hostile("args first second")), 0);
   EXPECT_THAT(pipe.arguments(), ElementsAre(HOSTILE_CHILD_PATH, "args", "first", "second"));
-  EXPECT_EQ(0, run(hostile("args third")));
+  EXPECT_EQ(run(hostile("args third")), 0);
   EXPECT_THAT(pipe.arguments(), ElementsAre(HOSTILE_CHILD_PATH, "args", "third"));
 }
 
 TEST_F(ExecPipeRun, ReservedIsNotUsed) {
   const BlockedChildSignal blocked;
-  EXPECT_EQ(0, pipe.Exec(hostile("args x"), output, "", 60, "reserved", "one", "two"));
+  EXPECT_EQ(pipe.Exec(hostile("args x"), output, "", 60, "reserved", "one", "two"), 0);
   EXPECT_THAT(output, ElementsAre("x\n"));
-  EXPECT_EQ("one", pipe.m_hostString1);
-  EXPECT_EQ("two", pipe.m_hostString2);
+  EXPECT_EQ(pipe.m_hostString1, "one");
+  EXPECT_EQ(pipe.m_hostString2, "two");
 }
 
 // ---- the child-exit handler's installation ----
@@ -1268,19 +1268,19 @@ TEST_F(ExecPipeRun, ReservedIsNotUsed) {
 TEST_F(ExecPipeRun, InstallsTheHandlerWithItsFlags) {
   signal(SIGCHLD, SIG_DFL);
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(0, run(hostile("exit 0")));
+    EXPECT_EQ(run(hostile("exit 0")), 0);
     struct sigaction action {};
-    ASSERT_EQ(0, sigaction(SIGCHLD, nullptr, &action));
-    EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, action.sa_sigaction);
+    ASSERT_EQ(sigaction(SIGCHLD, nullptr, &action), 0);
+    EXPECT_EQ(action.sa_sigaction, &CCmnExecPipePosix::GetChildStatus);
     constexpr auto known = static_cast<int>(SA_SIGINFO | SA_NOCLDSTOP | SA_NOCLDWAIT | SA_NODEFER |
                                             SA_ONSTACK | SA_RESETHAND | SA_RESTART);
-    EXPECT_EQ(SA_SIGINFO | SA_NOCLDSTOP, action.sa_flags & known);
+    EXPECT_EQ(action.sa_flags & known, SA_SIGINFO | SA_NOCLDSTOP);
     for (int number = 1; number < SIGRTMIN; ++number) {
-      EXPECT_EQ(0, sigismember(&action.sa_mask, number)) << number;
+      EXPECT_EQ(sigismember(&action.sa_mask, number), 0) << number;
     }
-    EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, ProbedPipe::m_act.sa_sigaction);
-    EXPECT_EQ(SA_SIGINFO | SA_NOCLDSTOP, ProbedPipe::m_act.sa_flags);
-    EXPECT_EQ(nullptr, ProbedPipe::m_act.sa_restorer) << "cleared first";
+    EXPECT_EQ(ProbedPipe::m_act.sa_sigaction, &CCmnExecPipePosix::GetChildStatus);
+    EXPECT_EQ(ProbedPipe::m_act.sa_flags, SA_SIGINFO | SA_NOCLDSTOP);
+    EXPECT_EQ(ProbedPipe::m_act.sa_restorer, nullptr) << "cleared first";
     std::memset(static_cast<void*>(&ProbedPipe::m_act), 0x5a, sizeof ProbedPipe::m_act);
   }
 }
@@ -1303,30 +1303,30 @@ TEST_F(ExecPipeRun, ChangesTheSharedHandlerRecordOnlyWhenItIsInstalledAndThenWho
     Replacements replacements;
     replacements.sigaction = [](int number, const struct sigaction* action, struct sigaction* old) {
       ++installed;
-      EXPECT_EQ(SIGCHLD, number);
-      EXPECT_EQ(nullptr, old);
-      EXPECT_NE(&ProbedPipe::m_act, action);
+      EXPECT_EQ(number, SIGCHLD);
+      EXPECT_EQ(old, nullptr);
+      EXPECT_NE(action, &ProbedPipe::m_act);
       EXPECT_TRUE(sharedRecord == bytesOf(ProbedPipe::m_act));
       sharedRecord = bytesOf(*action);
       return installationResult;
     };
     {
       const ScopedReplacements scope(replacements);
-      EXPECT_EQ(6, run(""));
+      EXPECT_EQ(run(""), 6);
     }
-    EXPECT_EQ(1, installed);
+    EXPECT_EQ(installed, 1);
     EXPECT_TRUE(sharedRecord == bytesOf(ProbedPipe::m_act));
-    EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, ProbedPipe::m_act.sa_sigaction);
+    EXPECT_EQ(ProbedPipe::m_act.sa_sigaction, &CCmnExecPipePosix::GetChildStatus);
   }
 }
 
 TEST_F(ExecPipeRun, InstallsTheHandlerEvenWhenNothingIsStarted) {
   for (const char* command : {"", "/no/such/program"}) {
     signal(SIGCHLD, SIG_DFL);
-    EXPECT_NE(0, run(command));
+    EXPECT_NE(run(command), 0);
     struct sigaction action {};
-    ASSERT_EQ(0, sigaction(SIGCHLD, nullptr, &action));
-    EXPECT_EQ(&CCmnExecPipePosix::GetChildStatus, action.sa_sigaction);
+    ASSERT_EQ(sigaction(SIGCHLD, nullptr, &action), 0);
+    EXPECT_EQ(action.sa_sigaction, &CCmnExecPipePosix::GetChildStatus);
   }
 }
 
@@ -1334,17 +1334,17 @@ TEST_F(ExecPipeRun, InstallsTheHandlerEvenWhenNothingIsStarted) {
 
 TEST_F(ExecPipeRun, TimesOutAndLeavesTheChildToClose) {
   const Fifo fifo;
-  EXPECT_EQ(5, run(hostile("waitbyte 0"), fifo.path(), 1));
-  EXPECT_EQ(-1, pipe.m_readFd);
+  EXPECT_EQ(run(hostile("waitbyte 0"), fifo.path(), 1), 5);
+  EXPECT_EQ(pipe.m_readFd, -1);
   ASSERT_GT(pipe.m_childPid, 0);
-  EXPECT_EQ(0, kill(pipe.m_childPid, 0)) << "neither waited for nor ended";
-  EXPECT_EQ(5, pipe.getLastError().m_code);
-  EXPECT_EQ(hostile("waitbyte 0"), pipe.getLastError().m_command);
-  EXPECT_EQ(L"", pipe.getLastError().m_message);
+  EXPECT_EQ(kill(pipe.m_childPid, 0), 0) << "neither waited for nor ended";
+  EXPECT_EQ(pipe.getLastError().m_code, 5);
+  EXPECT_EQ(pipe.getLastError().m_command, hostile("waitbyte 0"));
+  EXPECT_EQ(pipe.getLastError().m_message, L"");
   fifo.give();
-  EXPECT_EQ(0, pipe.Close(60));
-  EXPECT_EQ(-1, pipe.m_childPid);
-  EXPECT_EQ(5, pipe.getLastError().m_code) << "a success does not clear it";
+  EXPECT_EQ(pipe.Close(60), 0);
+  EXPECT_EQ(pipe.m_childPid, -1);
+  EXPECT_EQ(pipe.getLastError().m_code, 5) << "a success does not clear it";
 }
 
 // Calls back after each line.
@@ -1365,10 +1365,10 @@ TEST_F(ExecPipeRun, AGrandchildThatHoldsThePipeKeepsTheReadingAlive) {
   watching.onLine = [&watching](const std::string& line) {
     // The child itself is gone; only then does the grandchild end.
     EXPECT_TRUE(ProbedPipe::awaitRecord(watching.m_childPid));
-    EXPECT_EQ(0, kill(std::stoi(line), SIGKILL));
+    EXPECT_EQ(kill(std::stoi(line), SIGKILL), 0);
   };
-  EXPECT_EQ(0, watching.run(hostile("grandchild"), output));
-  EXPECT_EQ(1U, output.size());
+  EXPECT_EQ(watching.run(hostile("grandchild"), output), 0);
+  EXPECT_EQ(output.size(), 1U);
 }
 
 bool isStopped(pid_t pid) {
@@ -1387,41 +1387,41 @@ TEST_F(ExecPipeRun, AStoppedChildIsNoEndedChild) {
       kill(child, SIGCONT);
     }
   };
-  EXPECT_EQ(0, watching.run(hostile("stop"), output));
+  EXPECT_EQ(watching.run(hostile("stop"), output), 0);
   EXPECT_THAT(output, ElementsAre("stopping\n", "woken\n"));
 }
 
 TEST_F(ExecPipeRun, AnAbortEndsTheReadingAndLeavesTheRestForTheNextRun) {
   WatchingPipe watching;
   watching.onLine = [&watching](const std::string&) { watching.Abort(); };
-  EXPECT_EQ(0, watching.run(hostile("say 'one\\ntwo\\nthr'"), output));
+  EXPECT_EQ(watching.run(hostile("say 'one\\ntwo\\nthr'"), output), 0);
   EXPECT_THAT(output, ElementsAre("one\n"));
-  EXPECT_EQ(-1, watching.m_readFd);
-  EXPECT_EQ(0, watching.run(hostile("exit 0"), output)) << "the abort lasts";
+  EXPECT_EQ(watching.m_readFd, -1);
+  EXPECT_EQ(watching.run(hostile("exit 0"), output), 0) << "the abort lasts";
   EXPECT_THAT(output, IsEmpty());
   watching.m_abortRequested = false;
   watching.onLine = [](const std::string&) {};
-  EXPECT_EQ(0, watching.run(hostile("say 'ee\\nnext'"), output));
+  EXPECT_EQ(watching.run(hostile("say 'ee\\nnext'"), output), 0);
   EXPECT_THAT(output, ElementsAre("two\n", "three\n", "next"));
 }
 
 TEST_F(ExecPipeRun, ClosingBeforeTheEndOfTheOutputLeavesTheRestToo) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(0, pipe.ExecPipe(hostile("say 'a\\nb\\n'"), ""));
+  ASSERT_EQ(pipe.ExecPipe(hostile("say 'a\\nb\\n'"), ""), 0);
   char line[64];
   unsigned char timedOut = 0;
   ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
-  EXPECT_EQ(0, pipe.Close(60));
-  EXPECT_EQ(0, run(hostile("say c")));
+  EXPECT_EQ(pipe.Close(60), 0);
+  EXPECT_EQ(run(hostile("say c")), 0);
   EXPECT_THAT(output, ElementsAre("b\n", "c"));
 }
 
 TEST_F(ExecPipeRun, AnAbortBeforehandStillStartsAndReapsTheCommand) {
   pipe.Abort();
   output = {"old"};
-  EXPECT_EQ(11, run(hostile("exit 3")));
+  EXPECT_EQ(run(hostile("exit 3")), 11);
   EXPECT_THAT(output, IsEmpty());
-  EXPECT_EQ(-1, pipe.m_childPid);
+  EXPECT_EQ(pipe.m_childPid, -1);
 }
 
 TEST_F(ExecPipeRun, TheDestructorReapsALiveChild) {
@@ -1431,12 +1431,12 @@ TEST_F(ExecPipeRun, TheDestructorReapsALiveChild) {
     const Fifo fifo;
     ProbedPipe other;
     other.m_stdinFile = fifo.path();
-    ASSERT_EQ(0, other.ExecPipe(hostile("waitbyte 0"), ""));
+    ASSERT_EQ(other.ExecPipe(hostile("waitbyte 0"), ""), 0);
     child = other.m_childPid;
     fifo.give();
   }
-  EXPECT_EQ(-1, kill(child, 0));
-  EXPECT_EQ(-1, waitpid(child, nullptr, WNOHANG));
+  EXPECT_EQ(kill(child, 0), -1);
+  EXPECT_EQ(waitpid(child, nullptr, WNOHANG), -1);
 }
 
 }  // namespace

@@ -116,8 +116,8 @@ class ScriptedPipe : public CCmnExecPipeBase {
   bool ReadLine(char* buffer, int size, unsigned char* timedOut, long timeoutSeconds) override {
     calls.push_back("ReadLine(" + std::to_string(size) + "," + std::to_string(timeoutSeconds) +
                     ")");
-    EXPECT_EQ('\0', buffer[0]);
-    EXPECT_EQ(0, *timedOut);
+    EXPECT_EQ(buffer[0], '\0');
+    EXPECT_EQ(*timedOut, 0);
     if (next_ == readings.size()) {
       return false;
     }
@@ -170,23 +170,23 @@ class PlainPipe : public CCmnExecPipeBase {
 
 TEST(ExecPipeRecord, StartsEmpty) {
   const ECmnExecPipe record;
-  EXPECT_EQ("", record.m_command);
-  EXPECT_EQ(L"", record.m_message);
-  EXPECT_EQ(0, record.m_code);
-  EXPECT_EQ(0, record.m_detail);
+  EXPECT_EQ(record.m_command, "");
+  EXPECT_EQ(record.m_message, L"");
+  EXPECT_EQ(record.m_code, 0);
+  EXPECT_EQ(record.m_detail, 0);
 }
 
 TEST(ExecPipeRecord, IsBuiltWithoutMessageAndDetailOrWhole) {
   const ECmnExecPipe brief("c", 6);
-  EXPECT_EQ("c", brief.m_command);
-  EXPECT_EQ(L"", brief.m_message);
-  EXPECT_EQ(6, brief.m_code);
-  EXPECT_EQ(0, brief.m_detail);
+  EXPECT_EQ(brief.m_command, "c");
+  EXPECT_EQ(brief.m_message, L"");
+  EXPECT_EQ(brief.m_code, 6);
+  EXPECT_EQ(brief.m_detail, 0);
   const ECmnExecPipe whole("d", L"m", 1, 24);
-  EXPECT_EQ("d", whole.m_command);
-  EXPECT_EQ(L"m", whole.m_message);
-  EXPECT_EQ(1, whole.m_code);
-  EXPECT_EQ(24, whole.m_detail);
+  EXPECT_EQ(whole.m_command, "d");
+  EXPECT_EQ(whole.m_message, L"m");
+  EXPECT_EQ(whole.m_code, 1);
+  EXPECT_EQ(whole.m_detail, 24);
 }
 
 TEST(ExecPipeRecord, FieldsLieInOrder) {
@@ -201,10 +201,10 @@ TEST(ExecPipeRecord, FieldsLieInOrder) {
 TEST(ExecPipeRecord, CopyConstructionCopiesEverything) {
   const ECmnExecPipe original("command", L"message", 11, 3);
   const ECmnExecPipe copy(original);
-  EXPECT_EQ("command", copy.m_command);
-  EXPECT_EQ(L"message", copy.m_message);
-  EXPECT_EQ(11, copy.m_code);
-  EXPECT_EQ(3, copy.m_detail);
+  EXPECT_EQ(copy.m_command, "command");
+  EXPECT_EQ(copy.m_message, L"message");
+  EXPECT_EQ(copy.m_code, 11);
+  EXPECT_EQ(copy.m_detail, 3);
 }
 
 // Narrow on purpose.
@@ -212,71 +212,71 @@ TEST(ExecPipeRecord, AssignmentCopiesOnlyCommandAndCode) {
   const ECmnExecPipe source("new command", L"new message", 12, 9);
   ECmnExecPipe target("old command", L"old message", 11, 3);
   ECmnExecPipe& result = (target = source);
-  EXPECT_EQ(&target, &result);
-  EXPECT_EQ("new command", target.m_command);
-  EXPECT_EQ(L"old message", target.m_message);
-  EXPECT_EQ(12, target.m_code);
-  EXPECT_EQ(3, target.m_detail);
+  EXPECT_EQ(&result, &target);
+  EXPECT_EQ(target.m_command, "new command");
+  EXPECT_EQ(target.m_message, L"old message");
+  EXPECT_EQ(target.m_code, 12);
+  EXPECT_EQ(target.m_detail, 3);
 }
 
 TEST(ExecPipeRecord, AssignmentOfATemporaryIsAsNarrowAndLeavesItWhole) {
   ECmnExecPipe source("a command too long for a short string", L"message", 12, 9);
   ECmnExecPipe target;
   target = std::move(source);
-  EXPECT_EQ("a command too long for a short string", target.m_command);
-  EXPECT_EQ(L"", target.m_message);
-  EXPECT_EQ(12, target.m_code);
-  EXPECT_EQ(0, target.m_detail);
-  EXPECT_EQ("a command too long for a short string", source.m_command);
-  EXPECT_EQ(L"message", source.m_message);
+  EXPECT_EQ(target.m_command, "a command too long for a short string");
+  EXPECT_EQ(target.m_message, L"");
+  EXPECT_EQ(target.m_code, 12);
+  EXPECT_EQ(target.m_detail, 0);
+  EXPECT_EQ(source.m_command, "a command too long for a short string");
+  EXPECT_EQ(source.m_message, L"message");
 }
 
 TEST(ExecPipeRecord, MovingCopies) {
   ECmnExecPipe source("a command too long for a short string", L"a message just as long", 12, 9);
   const ECmnExecPipe target(std::move(source));
-  EXPECT_EQ(L"a message just as long", target.m_message);
-  EXPECT_EQ("a command too long for a short string", source.m_command);
-  EXPECT_EQ(L"a message just as long", source.m_message);
+  EXPECT_EQ(target.m_message, L"a message just as long");
+  EXPECT_EQ(source.m_command, "a command too long for a short string");
+  EXPECT_EQ(source.m_message, L"a message just as long");
 }
 
 TEST(ExecPipeRecord, AssignmentToItselfChangesNothing) {
   ECmnExecPipe record("command", L"message", 11, 3);
   const ECmnExecPipe& same = record;
   record = same;
-  EXPECT_EQ("command", record.m_command);
-  EXPECT_EQ(L"message", record.m_message);
-  EXPECT_EQ(11, record.m_code);
-  EXPECT_EQ(3, record.m_detail);
+  EXPECT_EQ(record.m_command, "command");
+  EXPECT_EQ(record.m_message, L"message");
+  EXPECT_EQ(record.m_code, 11);
+  EXPECT_EQ(record.m_detail, 3);
 }
 
 TEST(ExecPipeCodes, HaveTheirNumbers) {
   using namespace kelp_cmn_4_4;
-  EXPECT_EQ(0, execPipeOk);
-  EXPECT_EQ(1, execPipePipeFailed);
-  EXPECT_EQ(3, execPipeCloseFailed);
-  EXPECT_EQ(4, execPipeForkFailed);
-  EXPECT_EQ(5, execPipeReadTimedOut);
-  EXPECT_EQ(6, execPipeParseFailed);
-  EXPECT_EQ(7, execPipeNotExecutable);
-  EXPECT_EQ(8, execPipeWaitFailed);
-  EXPECT_EQ(11, execPipeExitStatus);
-  EXPECT_EQ(12, execPipeSignalled);
-  EXPECT_EQ(13, execPipeUnexpectedStatus);
+  EXPECT_EQ(execPipeOk, 0);
+  EXPECT_EQ(execPipePipeFailed, 1);
+  EXPECT_EQ(execPipeCloseFailed, 3);
+  EXPECT_EQ(execPipeForkFailed, 4);
+  EXPECT_EQ(execPipeReadTimedOut, 5);
+  EXPECT_EQ(execPipeParseFailed, 6);
+  EXPECT_EQ(execPipeNotExecutable, 7);
+  EXPECT_EQ(execPipeWaitFailed, 8);
+  EXPECT_EQ(execPipeExitStatus, 11);
+  EXPECT_EQ(execPipeSignalled, 12);
+  EXPECT_EQ(execPipeUnexpectedStatus, 13);
 }
 
 void expectFresh(ScriptedPipe& pipe) {
   EXPECT_FALSE(pipe.m_abortRequested);
   EXPECT_FALSE(pipe.IsAbortRequested());
-  EXPECT_EQ(nullptr, pipe.m_pfnIsChildContext);
-  EXPECT_EQ(nullptr, pipe.m_pfnExecInChild);
-  EXPECT_EQ(nullptr, pipe.m_pfnFreeOutput);
-  EXPECT_EQ("", pipe.m_lastError.m_command);
-  EXPECT_EQ(L"", pipe.m_lastError.m_message);
-  EXPECT_EQ(0, pipe.m_lastError.m_code);
-  EXPECT_EQ(0, pipe.m_lastError.m_detail);
-  EXPECT_EQ("", pipe.m_hostString1);
-  EXPECT_EQ("", pipe.m_hostString2);
-  EXPECT_EQ("", pipe.m_stdinFile);
+  EXPECT_EQ(pipe.m_pfnIsChildContext, nullptr);
+  EXPECT_EQ(pipe.m_pfnExecInChild, nullptr);
+  EXPECT_EQ(pipe.m_pfnFreeOutput, nullptr);
+  EXPECT_EQ(pipe.m_lastError.m_command, "");
+  EXPECT_EQ(pipe.m_lastError.m_message, L"");
+  EXPECT_EQ(pipe.m_lastError.m_code, 0);
+  EXPECT_EQ(pipe.m_lastError.m_detail, 0);
+  EXPECT_EQ(pipe.m_hostString1, "");
+  EXPECT_EQ(pipe.m_hostString2, "");
+  EXPECT_EQ(pipe.m_stdinFile, "");
   EXPECT_FALSE(pipe.m_traceLog);
 }
 
@@ -303,11 +303,11 @@ TEST(ExecPipeBase, ConstructionCallsNoOperation) {
 TEST(ExecPipeBase, ChildContextDoesNothingByItself) {
   PlainPipe pipe;
   Lines output{"kept"};
-  EXPECT_EQ(0, pipe.IsChildContext());
-  EXPECT_EQ(0, pipe.ExecCommandInChildContext("cmd", output));
+  EXPECT_EQ(pipe.IsChildContext(), 0);
+  EXPECT_EQ(pipe.ExecCommandInChildContext("cmd", output), 0);
   EXPECT_THAT(output, ElementsAre("kept"));
   pipe.Init();
-  EXPECT_EQ(0, pipe.getLastError().m_code);
+  EXPECT_EQ(pipe.getLastError().m_code, 0);
 }
 
 TEST(ExecPipeBase, LastErrorIsAWholeCopy) {
@@ -317,19 +317,19 @@ TEST(ExecPipeBase, LastErrorIsAWholeCopy) {
   pipe.m_lastError.m_code = 1;
   pipe.m_lastError.m_detail = 2;
   ECmnExecPipe copy = pipe.getLastError();
-  EXPECT_EQ("c", copy.m_command);
-  EXPECT_EQ(L"m", copy.m_message);
-  EXPECT_EQ(1, copy.m_code);
-  EXPECT_EQ(2, copy.m_detail);
+  EXPECT_EQ(copy.m_command, "c");
+  EXPECT_EQ(copy.m_message, L"m");
+  EXPECT_EQ(copy.m_code, 1);
+  EXPECT_EQ(copy.m_detail, 2);
   copy.m_command = "changed";
-  EXPECT_EQ("c", pipe.m_lastError.m_command);
+  EXPECT_EQ(pipe.m_lastError.m_command, "c");
 }
 
 TEST(ExecPipeBaseExec, CallsTheOperationsInOrder) {
   ScriptedPipe pipe;
   pipe.readings = {{"one\n", true}, {"two\n", true, 0}, {"three", true}, {nullptr, false}};
   Lines output{"old"};
-  EXPECT_EQ(0, pipe.run(output));
+  EXPECT_EQ(pipe.run(output), 0);
   EXPECT_THAT(output, ElementsAre("one\n", "two\n", "three"));
   EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecPipe(cmd,res)", "IsAbortRequested",
                                       "ReadLine(8191,7)", "IsAbortRequested", "ReadLine(8191,7)",
@@ -354,10 +354,10 @@ TEST(ExecPipeBaseExec, HandsAChildContextsCommandOverAndDoesNothingElse) {
     ScriptedPipe pipe;
     pipe.childContext = childContext;
     Lines output{"kept"};
-    EXPECT_EQ(77, pipe.run(output));
+    EXPECT_EQ(pipe.run(output), 77);
     EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecCommandInChildContext(cmd)"));
     EXPECT_THAT(output, ElementsAre("kept", "from the hook"));
-    EXPECT_EQ(0, pipe.getLastError().m_code);
+    EXPECT_EQ(pipe.getLastError().m_code, 0);
   }
 }
 
@@ -366,17 +366,17 @@ TEST(ExecPipeBaseExec, GivesAFailureToStartBackAndKeepsTheOutput) {
     ScriptedPipe pipe;
     pipe.started = code;
     Lines output{"kept"};
-    EXPECT_EQ(code, pipe.run(output));
+    EXPECT_EQ(pipe.run(output), code);
     EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecPipe(cmd,res)"));
     EXPECT_THAT(output, ElementsAre("kept"));
-    EXPECT_EQ(0, pipe.getLastError().m_code) << "recording is ExecPipe's job";
+    EXPECT_EQ(pipe.getLastError().m_code, 0) << "recording is ExecPipe's job";
   }
 }
 
 TEST(ExecPipeBaseExec, ClearsTheOutputOfACommandThatSaysNothing) {
   ScriptedPipe pipe;
   Lines output{"old"};
-  EXPECT_EQ(0, pipe.run(output));
+  EXPECT_EQ(pipe.run(output), 0);
   EXPECT_TRUE(output.empty());
 }
 
@@ -386,7 +386,7 @@ TEST(ExecPipeBaseExec, GivesTheResultOfClosingBack) {
     pipe.readings = {{"line", true}};
     pipe.closed = code;
     Lines output;
-    EXPECT_EQ(code, pipe.run(output));
+    EXPECT_EQ(pipe.run(output), code);
     EXPECT_THAT(output, ElementsAre("line"));
   }
 }
@@ -396,15 +396,15 @@ TEST(ExecPipeBaseExec, ReturnsAtOnceOnATimeOut) {
     ScriptedPipe pipe;
     pipe.readings = {{"one\n", true}, {"part", stored, 1}, {"never\n", true}};
     Lines output;
-    EXPECT_EQ(5, pipe.run(output));
+    EXPECT_EQ(pipe.run(output), 5);
     EXPECT_THAT(output, ElementsAre("one\n")) << "what came with the time-out is dropped";
     EXPECT_THAT(pipe.calls,
                 ElementsAre("IsChildContext", "ExecPipe(cmd,res)", "IsAbortRequested",
                             "ReadLine(8191,7)", "IsAbortRequested", "ReadLine(8191,7)"));
-    EXPECT_EQ("cmd", pipe.getLastError().m_command);
-    EXPECT_EQ(5, pipe.getLastError().m_code);
-    EXPECT_EQ(L"", pipe.getLastError().m_message);
-    EXPECT_EQ(0, pipe.getLastError().m_detail);
+    EXPECT_EQ(pipe.getLastError().m_command, "cmd");
+    EXPECT_EQ(pipe.getLastError().m_code, 5);
+    EXPECT_EQ(pipe.getLastError().m_message, L"");
+    EXPECT_EQ(pipe.getLastError().m_detail, 0);
   }
 }
 
@@ -412,9 +412,9 @@ TEST(ExecPipeBaseExec, OnlyAMarkOfOneIsATimeOut) {
   ScriptedPipe pipe;
   pipe.readings = {{"one\n", true, 2}, {"two\n", true, 255}, {nullptr, false, 2}};
   Lines output;
-  EXPECT_EQ(0, pipe.run(output));
+  EXPECT_EQ(pipe.run(output), 0);
   EXPECT_THAT(output, ElementsAre("one\n", "two\n"));
-  EXPECT_EQ("Close(10)", pipe.calls.back());
+  EXPECT_EQ(pipe.calls.back(), "Close(10)");
 }
 
 // The script's ReadLine checks both marks before each call.
@@ -422,7 +422,7 @@ TEST(ExecPipeBaseExec, SetsTheMarkAndTheBufferAnewBeforeEachLine) {
   ScriptedPipe pipe;
   pipe.readings = {{"one\n", true, 2}, {"two\n", true, 3}, {nullptr, true}, {nullptr, false}};
   Lines output;
-  EXPECT_EQ(0, pipe.run(output));
+  EXPECT_EQ(pipe.run(output), 0);
   EXPECT_THAT(output, ElementsAre("one\n", "two\n", ""));
 }
 
@@ -435,8 +435,8 @@ TEST(ExecPipeBaseExec, PassesTheTimeOutOnAsItIs) {
     ScriptedPipe pipe;
     Lines output;
     pipe.run(output, c.given);
-    EXPECT_EQ("ReadLine(8191," + std::to_string(c.passed) + ")", pipe.calls[3]);
-    EXPECT_EQ("Close(10)", pipe.calls[4]);
+    EXPECT_EQ(pipe.calls[3], "ReadLine(8191," + std::to_string(c.passed) + ")");
+    EXPECT_EQ(pipe.calls[4], "Close(10)");
   }
 }
 
@@ -445,7 +445,7 @@ TEST(ExecPipeBaseExec, HasRoomForTheLongestLine) {
   ScriptedPipe pipe;
   pipe.readings = {{longest.c_str(), true}};
   Lines output;
-  EXPECT_EQ(0, pipe.run(output));
+  EXPECT_EQ(pipe.run(output), 0);
   EXPECT_THAT(output, ElementsAre(longest));
 }
 
@@ -459,8 +459,8 @@ TEST(ExecPipeBaseExec, EndsTheCommandWhenReadingThrowsAndThrowsOn) {
     Lines output;
     EXPECT_THROW(pipe.run(output), std::runtime_error);
     EXPECT_THAT(output, ElementsAre("one\n"));
-    EXPECT_EQ("Close(10)", pipe.calls.back());
-    EXPECT_EQ(1, std::count(pipe.calls.begin(), pipe.calls.end(), "Close(10)"));
+    EXPECT_EQ(pipe.calls.back(), "Close(10)");
+    EXPECT_EQ(std::count(pipe.calls.begin(), pipe.calls.end(), "Close(10)"), 1);
   }
 }
 
@@ -487,7 +487,7 @@ TEST(ExecPipeBaseAbort, BeforeExecReadsNothingAndClosesAndLasts) {
   for (int run = 0; run < 2; ++run) {
     pipe.calls.clear();
     Lines output{"old"};
-    EXPECT_EQ(12, pipe.run(output));
+    EXPECT_EQ(pipe.run(output), 12);
     EXPECT_TRUE(output.empty());
     EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecPipe(cmd,res)", "IsAbortRequested",
                                         "Close(10)"));
@@ -499,12 +499,12 @@ TEST(ExecPipeBaseAbort, DoesNotKeepACommandFromFailingToStart) {
   pipe.started = 6;
   pipe.Abort();
   Lines output;
-  EXPECT_EQ(6, pipe.run(output));
+  EXPECT_EQ(pipe.run(output), 6);
 }
 
 void expectAbortedAfterTheFirstLine(ScriptedPipe& pipe) {
   Lines output;
-  EXPECT_EQ(0, pipe.run(output));
+  EXPECT_EQ(pipe.run(output), 0);
   EXPECT_THAT(output, ElementsAre("one\n"));
   EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecPipe(cmd,res)", "IsAbortRequested",
                                       "ReadLine(8191,7)", "IsAbortRequested", "Close(10)"));

@@ -196,9 +196,9 @@ TEST(StatusRing, RefusesNothingWhileThereIsRoom) {
   }
   one.join();
   two.join();
-  EXPECT_EQ(0, refused);
+  EXPECT_EQ(refused, 0);
   EXPECT_EQ(ring.used(), 0U);
-  EXPECT_EQ(2 * records, std::count(seen.begin(), seen.end(), true));
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), true), 2 * records);
 }
 
 TEST(StatusRing, ForgetsWhatIsUnfinishedAndNothingElse) {
@@ -230,10 +230,10 @@ TEST(StatusQueue, MapsNothingUntilItsFirstRingIsFull) {
   StatusQueue queue;
   const CountingMappings counted;
   pushMany(queue, 0, firstCapacity);
-  EXPECT_EQ(0, mappings);
+  EXPECT_EQ(mappings, 0);
   pushMany(queue, firstCapacity, 1);
-  EXPECT_EQ(1, mappings);
-  EXPECT_EQ(numbers(0, firstCapacity + 1), drained(queue));
+  EXPECT_EQ(mappings, 1);
+  EXPECT_EQ(drained(queue), numbers(0, firstCapacity + 1));
 }
 
 TEST(StatusQueue, GivesRecordsBackInTheirOrderHoweverFarItGrew) {
@@ -241,7 +241,7 @@ TEST(StatusQueue, GivesRecordsBackInTheirOrderHoweverFarItGrew) {
   EXPECT_TRUE(queue.empty());
   pushMany(queue, 0, 50 * firstCapacity);
   EXPECT_FALSE(queue.empty());
-  EXPECT_EQ(numbers(0, 50 * firstCapacity), drained(queue));
+  EXPECT_EQ(drained(queue), numbers(0, 50 * firstCapacity));
   EXPECT_TRUE(queue.empty());
 }
 
@@ -252,9 +252,9 @@ TEST(StatusQueue, UsesItsPagesAgain) {
   const CountingMappings counted;
   for (int round = 0; round < 20; ++round) {
     pushMany(queue, 0, 8 * firstCapacity);
-    EXPECT_EQ(numbers(0, 8 * firstCapacity), drained(queue));
+    EXPECT_EQ(drained(queue), numbers(0, 8 * firstCapacity));
   }
-  EXPECT_EQ(0, mappings);
+  EXPECT_EQ(mappings, 0);
 }
 
 TEST(StatusQueue, KeepsWhatIsNotTaken) {
@@ -266,7 +266,7 @@ TEST(StatusQueue, KeepsWhatIsNotTaken) {
       offered = record.pid;
       return record.pid < next;
     });
-    EXPECT_EQ(next, offered);
+    EXPECT_EQ(offered, next);
   }
 }
 
@@ -277,13 +277,13 @@ TEST(StatusQueue, LosesARecordOnlyWhereTheSystemHasNoPages) {
     const CountingMappings counted;
     refusePages = true;
     EXPECT_FALSE(queue.push({4711, -4711}));
-    EXPECT_EQ(1, mappings);
+    EXPECT_EQ(mappings, 1);
   }
-  EXPECT_EQ(numbers(0, firstCapacity), drained(queue));
+  EXPECT_EQ(drained(queue), numbers(0, firstCapacity));
   const CountingMappings counted;
   refusePages = true;
   pushMany(queue, 0, firstCapacity);
-  EXPECT_EQ(0, mappings) << "there is room again";
+  EXPECT_EQ(mappings, 0) << "there is room again";
 }
 
 TEST(StatusQueue, AgreesWithAPlainQueue) {
@@ -304,13 +304,13 @@ TEST(StatusQueue, AgreesWithAPlainQueue) {
           return false;
         }
         --wanted;
-        EXPECT_EQ(plain.front(), record.pid);
+        EXPECT_EQ(record.pid, plain.front());
         plain.pop_front();
         return true;
       });
-      ASSERT_EQ(plain.empty(), queue.empty());
+      ASSERT_EQ(queue.empty(), plain.empty());
     }
-    EXPECT_EQ(std::vector<int>(plain.begin(), plain.end()), drained(queue));
+    EXPECT_EQ(drained(queue), std::vector<int>(plain.begin(), plain.end()));
   }
 }
 
@@ -333,7 +333,7 @@ TEST(StatusQueue, LosesNothingAmongThreadsThatMakeItGrow) {
   std::vector<int> next(producers, 0);
   const auto takeAll = [&] {
     queue.handOut([&](Record record) {
-      EXPECT_EQ(next[static_cast<size_t>(record.pid)]++, record.status);
+      EXPECT_EQ(record.status, next[static_cast<size_t>(record.pid)]++);
       return true;
     });
   };
@@ -344,7 +344,7 @@ TEST(StatusQueue, LosesNothingAmongThreadsThatMakeItGrow) {
   for (std::thread& thread : threads) {
     thread.join();
   }
-  EXPECT_EQ(std::vector<int>(producers, each), next);
+  EXPECT_EQ(next, std::vector<int>(producers, each));
   EXPECT_TRUE(queue.empty());
 }
 
@@ -404,9 +404,9 @@ TEST(StatusQueue, APushThatPushesInterruptAnywhereLosesAndDoublesNothing) {
       [&](long n) {
         std::vector<int> pids = drained(*queue);
         pids.erase(pids.begin(), pids.begin() + firstCapacity - 2);
-        EXPECT_EQ(1, std::count(pids.begin(), pids.end(), 5000)) << n;
+        EXPECT_EQ(std::count(pids.begin(), pids.end(), 5000), 1) << n;
         pids.erase(std::find(pids.begin(), pids.end(), 5000));
-        EXPECT_EQ(numbers(6000, 3), pids) << n;
+        EXPECT_EQ(pids, numbers(6000, 3)) << n;
       });
 }
 
@@ -429,12 +429,12 @@ TEST(StatusQueue, APushThatAConsumerInterruptsAnywhereLosesAndDoublesNothing) {
       [&](long n) {
         const std::vector<int> rest = drained(*queue);
         pids.insert(pids.end(), rest.begin(), rest.end());
-        EXPECT_EQ(numbers(0, firstCapacity - 2),
-                  std::vector<int>(pids.begin(), pids.begin() + firstCapacity - 2));
+        EXPECT_EQ(std::vector<int>(pids.begin(), pids.begin() + firstCapacity - 2),
+                  numbers(0, firstCapacity - 2));
         pids.erase(pids.begin(), pids.begin() + firstCapacity - 2);
-        EXPECT_EQ(1, std::count(pids.begin(), pids.end(), 5000)) << n;
+        EXPECT_EQ(std::count(pids.begin(), pids.end(), 5000), 1) << n;
         pids.erase(std::find(pids.begin(), pids.end(), 5000));
-        EXPECT_EQ(numbers(6000, 3), pids) << n;
+        EXPECT_EQ(pids, numbers(6000, 3)) << n;
         EXPECT_TRUE(queue->empty()) << n;
       });
 }
@@ -458,7 +458,7 @@ TEST(StatusQueue, AConsumerThatPushesInterruptEverywhereGetsAllInTheirOrder) {
   }));
   const std::vector<int> rest = drained(queue);
   pids.insert(pids.end(), rest.begin(), rest.end());
-  EXPECT_EQ(numbers(0, next), pids);
+  EXPECT_EQ(pids, numbers(0, next));
 }
 
 #ifdef __SANITIZE_ADDRESS__
@@ -498,7 +498,7 @@ TEST(StatusQueue, GoesOnInTheChildOfAForkWhereverAPushHadCome) {
       }
       int status = -1;
       waitpid(child, &status, 0);
-      EXPECT_EQ(0, status);
+      EXPECT_EQ(status, 0);
     });
     EXPECT_TRUE(step.run([&] { queue->push({5000, -5000}); }));
     EXPECT_GT(instructions, 10);
