@@ -1,4 +1,5 @@
 // Every call that the exec pipe makes fails: once, and from then on.
+#include "another_process.h"
 #include "exec_fixture.h"
 #include "interposed_calls.h"
 
@@ -11,26 +12,16 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <new>
 
 namespace {
 
-using kelp_cmn_4_4::CCmnExecPipePosix;
-using kelp_test::BlockedChildSignal;
-using kelp_test::Call;
-using kelp_test::hostile;
-using kelp_test::ProbedPipe;
-using kelp_test::realCalls;
-using kelp_test::Replacements;
-using kelp_test::ScopedFailure;
-using kelp_test::ScopedReplacements;
-using kelp_test::Times;
-using kelp_test::Where;
+using namespace kelp_cmn_4_4;
+using namespace kelp_test;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-using Lines = std::vector<std::string>;
 
 const std::string launching = "CCmnExecPipePosix::ExecPipe ";
 
@@ -45,31 +36,28 @@ Replacements impatient() {
 }
 
 // Level 1, so that what is traced are the failures.
-class ExecPipeFailures : public kelp_test::ExecTest {
+class ExecPipeFailures : public ExecTest {
  protected:
-  void SetUp() override {
-    ExecTest::SetUp();
-    traceAnew();
-  }
+  ExecPipeFailures() { traceAnew(); }
   void traceAnew() {
-    log = openLog(1);
-    pipe.registerTraceLog(log);
+    m_log = openLog(1);
+    m_pipe.registerTraceLog(m_log);
   }
   int run(const std::string& command, const std::string& stdinFile = "") {
-    return pipe.run(command, output, stdinFile);
+    return m_pipe.run(command, m_output, stdinFile);
   }
   void expectLastError(const std::string& command, int code) {
-    const kelp_cmn_4_4::ECmnExecPipe error = pipe.getLastError();
+    const ECmnExecPipe error = m_pipe.getLastError();
     EXPECT_EQ(error.m_command, command);
     EXPECT_EQ(error.m_code, code);
     EXPECT_EQ(error.m_message, L"") << "on purpose";
     EXPECT_EQ(error.m_detail, 0) << "on purpose";
   }
 
-  const ScopedReplacements quick{impatient()};
-  const BlockedChildSignal blocked;
-  ProbedPipe pipe;
-  Lines output;
+  const ScopedReplacements m_quick{impatient()};
+  const BlockedChildSignal m_blocked;
+  ProbedPipe m_pipe;
+  Lines m_output;
 };
 
 constexpr Times bothTimes[] = {Times::once, Times::onwards};
@@ -78,8 +66,8 @@ TEST_F(ExecPipeFailures, WithoutTheHandlerTheCommandRunsAllTheSame) {
   for (const Times times : bothTimes) {
     traceAnew();
     const ScopedFailure failure(Call::sigaction, EINVAL, 1, times);
-    EXPECT_EQ(run(hostile("say x")), 0);
-    EXPECT_THAT(output, ElementsAre("x"));
+    EXPECT_EQ(run(hostile("say x")), execPipeOk);
+    EXPECT_THAT(m_output, ElementsAre("x"));
     EXPECT_THAT(
         traced(),
         ElementsAre(launching + "ERROR: sigaction could not register SIGCHLD signal handler"));
@@ -87,54 +75,54 @@ TEST_F(ExecPipeFailures, WithoutTheHandlerTheCommandRunsAllTheSame) {
   }
 }
 
-TEST_F(ExecPipeFailures, ALineThatCannotBeSplitGivesSix) {
+TEST_F(ExecPipeFailures, ALineThatCannotBeSplitStartsNothing) {
   const ScopedFailure noPipe(Call::pipe, EMFILE);
   for (const char* command : {"", " \t", "prog 'open", "prog \"", "prog \\", "\\"}) {
-    output = {"kept"};
-    EXPECT_EQ(run(command), 6);
-    expectLastError(command, 6);
-    EXPECT_EQ(pipe.m_commandLine, command);
-    EXPECT_EQ(pipe.m_readFd, -1);
-    EXPECT_EQ(pipe.m_childPid, -1);
-    EXPECT_THAT(output, ElementsAre("kept"));
+    m_output = {"kept"};
+    EXPECT_EQ(run(command), execPipeParseFailed);
+    expectLastError(command, execPipeParseFailed);
+    EXPECT_EQ(m_pipe.m_commandLine, command);
+    EXPECT_EQ(m_pipe.m_readFd, -1);
+    EXPECT_EQ(m_pipe.m_childPid, -1);
+    EXPECT_THAT(m_output, ElementsAre("kept"));
   }
   EXPECT_EQ(noPipe.calls(), 0);
   EXPECT_THAT(traced(), IsEmpty());
 }
 
-TEST_F(ExecPipeFailures, AFileThatIsNotExecutableGivesSeven) {
-  const kelp_test::ScratchDirectory scratch;
+TEST_F(ExecPipeFailures, AFileThatIsNotExecutableIsNotStarted) {
+  const ScratchDirectory scratch;
   const std::string plain = scratch.path() + "plain";
-  kelp_test::writeFile(plain, "");
+  writeFile(plain, "");
   chmod(plain.c_str(), 0644);
   const ScopedFailure noPipe(Call::pipe, EMFILE);
   for (const std::string& command : {std::string("/no/such/program"), plain, plain + "/x",
                                      std::string("''"), std::string("sh")}) {
-    output = {"kept"};
-    EXPECT_EQ(run(command), 7) << command;
-    expectLastError(command, 7);
-    EXPECT_THAT(output, ElementsAre("kept"));
+    m_output = {"kept"};
+    EXPECT_EQ(run(command), execPipeNotExecutable) << command;
+    expectLastError(command, execPipeNotExecutable);
+    EXPECT_THAT(m_output, ElementsAre("kept"));
   }
   EXPECT_EQ(noPipe.calls(), 0);
   EXPECT_THAT(traced(), IsEmpty());
 }
 
-TEST_F(ExecPipeFailures, AccessFailingGivesSeven) {
+TEST_F(ExecPipeFailures, AFileThatCannotBeCheckedIsNotStarted) {
   for (const int error : {EACCES, ENOENT, ELOOP, ENAMETOOLONG, ETXTBSY, EIO}) {
     const ScopedFailure failure(Call::access, error);
-    EXPECT_EQ(run(hostile("exit 0")), 7);
+    EXPECT_EQ(run(hostile("exit 0")), execPipeNotExecutable);
     EXPECT_EQ(failure.failed(), 1);
-    expectLastError(hostile("exit 0"), 7);
+    expectLastError(hostile("exit 0"), execPipeNotExecutable);
   }
 }
 
 // An executable directory passes the check and fails in the child.
-TEST_F(ExecPipeFailures, ADirectoryFailsInTheChild) {
-  EXPECT_EQ(run("/usr"), 11);
+TEST_F(ExecPipeFailures, ADirectoryIsStartedAndFailsInTheChild) {
+  EXPECT_EQ(run("/usr"), execPipeExitStatus);
   EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: execv() failed, errno 13"));
 }
 
-TEST_F(ExecPipeFailures, GrowingTheVectorFails) {
+TEST_F(ExecPipeFailures, WithoutMemoryForMoreArgumentsTheOldOnesStay) {
   const std::string command = "a b c d e f g h i j k l m n o p q r s t u";
   for (int nth = 1; nth <= 3; ++nth) {
     for (const Times times : bothTimes) {
@@ -142,14 +130,14 @@ TEST_F(ExecPipeFailures, GrowingTheVectorFails) {
       traceAnew();
       {
         const ScopedFailure failure(Call::realloc, ENOMEM, nth, times);
-        EXPECT_EQ(run(command), 6);
+        EXPECT_EQ(run(command), execPipeParseFailed);
         EXPECT_EQ(failure.failed(), 1);
       }
-      expectLastError(command, 6);
-      EXPECT_EQ(pipe.m_argc, 10 * (nth - 1)) << "the old vector stays";
-      EXPECT_EQ(pipe.m_argCapacity, 10 * (nth - 1));
+      expectLastError(command, execPipeParseFailed);
+      EXPECT_EQ(m_pipe.m_argc, 10 * (nth - 1)) << "the old vector stays";
+      EXPECT_EQ(m_pipe.m_argCapacity, 10 * (nth - 1));
       if (nth > 1) {
-        EXPECT_EQ(pipe.arguments()[0], "a");
+        EXPECT_EQ(m_pipe.arguments()[0], "a");
       }
       EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::AddArgument ERROR: realloc(" +
                                         std::to_string(80 * nth) + ") failed, errno 12"));
@@ -157,50 +145,50 @@ TEST_F(ExecPipeFailures, GrowingTheVectorFails) {
   }
 }
 
-TEST_F(ExecPipeFailures, GrowingForTheClosingNullFails) {
+TEST_F(ExecPipeFailures, WithoutMemoryForTheClosingNullTheLineIsNotSplit) {
   const ScopedFailure failure(Call::realloc, ENOMEM, 2);
-  EXPECT_EQ(run("a b c d e f g h i j"), 6);
-  EXPECT_EQ(pipe.m_argc, 10);
+  EXPECT_EQ(run("a b c d e f g h i j"), execPipeParseFailed);
+  EXPECT_EQ(m_pipe.m_argc, 10);
   EXPECT_THAT(traced(),
               ElementsAre("CCmnExecPipePosix::AddArgument ERROR: realloc(160) failed, errno 12"));
 }
 
-TEST_F(ExecPipeFailures, AllocatingAnArgumentFails) {
-  ASSERT_TRUE(pipe.AddArgument("first", 5));
+TEST_F(ExecPipeFailures, WithoutMemoryForAnArgumentTheOldOnesStay) {
+  ASSERT_TRUE(m_pipe.AddArgument("first", 5));
   {
     const ScopedFailure failure(Call::nothrowNew, ENOMEM);
-    EXPECT_FALSE(pipe.AddArgument("'second'", 8));
+    EXPECT_FALSE(m_pipe.AddArgument("'second'", 8));
     EXPECT_EQ(failure.failed(), 1);
   }
-  EXPECT_THAT(pipe.arguments(), ElementsAre("first"));
+  EXPECT_THAT(m_pipe.arguments(), ElementsAre("first"));
   EXPECT_THAT(traced(),
               ElementsAre("CCmnExecPipePosix::AddArgument() ERROR: new[9] failed, errno 12"));
 }
 
-TEST_F(ExecPipeFailures, AllocatingAnyArgumentOfALineFails) {
-  pipe.registerTraceLog(Log());
+TEST_F(ExecPipeFailures, WithoutMemoryForAnyOfItsArgumentsALineIsNotSplit) {
+  m_pipe.registerTraceLog(Log());
   for (int nth = 1; nth <= 3; ++nth) {
     for (const Times times : bothTimes) {
       const ScopedFailure failure(Call::nothrowNew, ENOMEM, nth, times);
-      EXPECT_EQ(run("one two three"), 6);
+      EXPECT_EQ(run("one two three"), execPipeParseFailed);
       EXPECT_EQ(failure.failed(), 1);
-      EXPECT_EQ(pipe.m_argc, nth - 1);
-      expectLastError("one two three", 6);
+      EXPECT_EQ(m_pipe.m_argc, nth - 1);
+      expectLastError("one two three", execPipeParseFailed);
     }
   }
 }
 
 TEST_F(ExecPipeFailures, GrowingFailsSilentlyWithoutATraceLog) {
-  pipe.registerTraceLog(Log());
+  m_pipe.registerTraceLog(Log());
   const ScopedFailure failure(Call::realloc, ENOMEM);
-  EXPECT_FALSE(pipe.AddArgument("x", 1));
-  EXPECT_EQ(pipe.m_argCapacity, 0);
+  EXPECT_FALSE(m_pipe.AddArgument("x", 1));
+  EXPECT_EQ(m_pipe.m_argCapacity, 0);
 }
 
 long pipeAddress = 0;
 int pipeError = 0;
 
-TEST_F(ExecPipeFailures, PipeFailingGivesOne) {
+TEST_F(ExecPipeFailures, WithoutAPipeNothingIsStarted) {
   for (const int error : {EMFILE, ENFILE, EFAULT}) {
     traceAnew();
     pipeError = error;
@@ -212,32 +200,32 @@ TEST_F(ExecPipeFailures, PipeFailingGivesOne) {
     };
     {
       const ScopedReplacements scope(replacements);
-      EXPECT_EQ(run(hostile("exit 0")), 1);
+      EXPECT_EQ(run(hostile("exit 0")), execPipePipeFailed);
     }
-    expectLastError(hostile("exit 0"), 1);
-    EXPECT_EQ(pipe.m_readFd, -1);
-    EXPECT_EQ(pipe.m_childPid, -1);
+    expectLastError(hostile("exit 0"), execPipePipeFailed);
+    EXPECT_EQ(m_pipe.m_readFd, -1);
+    EXPECT_EQ(m_pipe.m_childPid, -1);
     EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: pipe(" +
                                       std::to_string(static_cast<int>(pipeAddress)) +
                                       ") failed, errno " + std::to_string(error)));
   }
 }
 
-TEST_F(ExecPipeFailures, ForkFailingGivesFourAndReleasesThePipe) {
+TEST_F(ExecPipeFailures, AFailedForkReleasesThePipe) {
   for (const int error : {EAGAIN, ENOMEM}) {
     traceAnew();
     const ScopedFailure failure(Call::fork, error);
-    EXPECT_EQ(run(hostile("exit 0")), 4);
+    EXPECT_EQ(run(hostile("exit 0")), execPipeForkFailed);
     EXPECT_EQ(failure.failed(), 1);
-    EXPECT_LT(pipe.m_childPid, 0);
-    expectLastError(hostile("exit 0"), 4);
+    EXPECT_LT(m_pipe.m_childPid, 0);
+    expectLastError(hostile("exit 0"), execPipeForkFailed);
     EXPECT_THAT(traced(),
                 ElementsAre(launching + "ERROR: fork() failed, errno " + std::to_string(error)));
-    EXPECT_EQ(pipe.Close(10), 0);
+    EXPECT_EQ(m_pipe.Close(10), execPipeOk);
   }
 }
 
-TEST_F(ExecPipeFailures, ClosingAfterAFailedForkFailsToo) {
+TEST_F(ExecPipeFailures, AfterAFailedForkEachEndThatCannotBeClosedIsTraced) {
   const std::string readEnd =
       launching + "ERROR: failed fork close(pipe[0]) failed, errno " + std::to_string(EIO);
   const std::string writeEnd =
@@ -255,11 +243,11 @@ TEST_F(ExecPipeFailures, ClosingAfterAFailedForkFailsToo) {
     {
       const ScopedFailure noFork(Call::fork, EAGAIN);
       const ScopedFailure noClose(Call::close, EIO, c.nth, c.times);
-      EXPECT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 4);
+      EXPECT_EQ(m_pipe.ExecPipe(hostile("exit 0"), ""), execPipeForkFailed);
       EXPECT_EQ(noClose.calls(), 2);
     }
     EXPECT_EQ(traced(), c.lines);
-    expectLastError(hostile("exit 0"), 4);
+    expectLastError(hostile("exit 0"), execPipeForkFailed);
   }
 }
 
@@ -268,51 +256,51 @@ TEST_F(ExecPipeFailures, TheParentsCloseFailingIsOnlyTraced) {
     traceAnew();
     {
       const ScopedFailure failure(Call::close, error, 1);
-      ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
+      ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 0"), ""), execPipeOk);
       EXPECT_EQ(failure.failed(), 1);
     }
     EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: parent close(pipe[1]) failed, errno " +
                                       std::to_string(error)));
-    EXPECT_EQ(pipe.Close(10), 0);
+    EXPECT_EQ(m_pipe.Close(10), execPipeOk);
   }
 }
 
 TEST_F(ExecPipeFailures, ReadFailingEndsTheOutputAndDropsTheLine) {
   for (const int error : {EIO, EINTR, EAGAIN, EBADF}) {
     traceAnew();
-    ASSERT_EQ(pipe.ExecPipe(hostile("say 'one\\npart'"), ""), 0);
+    ASSERT_EQ(m_pipe.ExecPipe(hostile("say 'one\\npart'"), ""), execPipeOk);
     char line[64];
     unsigned char timedOut = 77;
-    ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+    ASSERT_TRUE(m_pipe.ReadLine(line, sizeof line, &timedOut, 60));
     std::memset(line, '#', sizeof line);
     {
       const ScopedFailure failure(Call::read, error);
-      EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+      EXPECT_FALSE(m_pipe.ReadLine(line, sizeof line, &timedOut, 60));
       EXPECT_EQ(failure.failed(), 1);
     }
     EXPECT_EQ(timedOut, 0);
     EXPECT_EQ(std::string(line, 5), std::string("part#")) << "no terminator, on purpose";
-    EXPECT_EQ(pipe.m_bufferCount, -1) << "kept, on purpose";
-    EXPECT_EQ(pipe.m_readFd, -1);
+    EXPECT_EQ(m_pipe.m_bufferCount, -1) << "kept, on purpose";
+    EXPECT_EQ(m_pipe.m_readFd, -1);
     EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::ReadLine ERROR: read() failed, errno " +
                                       std::to_string(error)));
-    EXPECT_EQ(pipe.Close(10), 0);
-    EXPECT_EQ(run(hostile("say next")), 0);
-    EXPECT_THAT(output, ElementsAre("next")) << "nothing of it is left";
+    EXPECT_EQ(m_pipe.Close(10), execPipeOk);
+    EXPECT_EQ(run(hostile("say next")), execPipeOk);
+    EXPECT_THAT(m_output, ElementsAre("next")) << "nothing of it is left";
   }
 }
 
-TEST_F(ExecPipeFailures, ReadFailingInTheMiddleOfExec) {
+TEST_F(ExecPipeFailures, ReadFailingInTheMiddleOfExecKeepsTheLinesBeforeIt) {
   const std::string line = std::string(511, 'x') + "\\n";
   for (int nth = 1; nth <= 3; ++nth) {
     for (const Times times : bothTimes) {
       traceAnew();
       {
         const ScopedFailure failure(Call::read, EIO, nth, times, Where::here);
-        EXPECT_EQ(run(hostile("say '" + line + line + "'")), 0) << nth;
+        EXPECT_EQ(run(hostile("say '" + line + line + "'")), execPipeOk) << nth;
         EXPECT_EQ(failure.failed(), 1);
       }
-      EXPECT_EQ(output.size(), static_cast<size_t>(nth - 1));
+      EXPECT_EQ(m_output.size(), static_cast<size_t>(nth - 1));
       EXPECT_EQ(traced().size(), 1U);
     }
   }
@@ -321,85 +309,83 @@ TEST_F(ExecPipeFailures, ReadFailingInTheMiddleOfExec) {
 TEST_F(ExecPipeFailures, CloseFailingAtTheEndOfTheOutputIsOnlyTraced) {
   for (const bool endOfFile : {true, false}) {
     traceAnew();
-    ASSERT_EQ(pipe.ExecPipe(hostile(endOfFile ? "exit 0" : "stay"), ""), 0);
-    const std::string fd = std::to_string(pipe.m_readFd);
-    char line[64];
-    unsigned char timedOut = 0;
+    ASSERT_EQ(m_pipe.ExecPipe(hostile(endOfFile ? "exit 0" : "stay"), ""), execPipeOk);
+    const std::string fd = std::to_string(m_pipe.m_readFd);
     if (!endOfFile) {
-      ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+      ASSERT_EQ(m_pipe.next(), "r\n");
     }
     {
       const ScopedFailure failure(Call::close, EIO);
-      EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, endOfFile ? 60 : 0));
+      EXPECT_EQ(m_pipe.next(100, endOfFile ? 60 : 0), std::nullopt);
       EXPECT_EQ(failure.failed(), 1);
     }
-    EXPECT_EQ(timedOut, endOfFile ? 0 : 1);
-    EXPECT_EQ(pipe.m_readFd, -1);
+    EXPECT_EQ(m_pipe.timedOut, endOfFile ? 0 : 1);
+    EXPECT_EQ(m_pipe.m_readFd, -1);
     // "Readline" is meant.
     EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::Readline ERROR: close(" + fd +
                                       ") failed, errno 5"));
     if (!endOfFile) {
-      kill(pipe.m_childPid, SIGKILL);
+      kill(m_pipe.m_childPid, SIGKILL);
     }
-    EXPECT_EQ(pipe.Close(10), endOfFile ? 0 : 12);
+    EXPECT_EQ(m_pipe.Close(10), endOfFile ? execPipeOk : execPipeSignalled);
   }
 }
 
-TEST_F(ExecPipeFailures, CloseFailingInCloseGivesThree) {
+TEST_F(ExecPipeFailures, AReadEndThatCannotBeClosedIsReportedOnce) {
   for (const int error : {EIO, EINTR, EBADF}) {
     traceAnew();
-    ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
+    ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 0"), ""), execPipeOk);
     {
       const ScopedFailure failure(Call::close, error);
-      EXPECT_EQ(pipe.Close(10), 3);
+      EXPECT_EQ(m_pipe.Close(10), execPipeCloseFailed);
       EXPECT_EQ(failure.failed(), 1);
     }
-    EXPECT_EQ(pipe.m_readFd, -1);
-    EXPECT_EQ(pipe.m_childPid, -1);
-    expectLastError(hostile("exit 0"), 3);
+    EXPECT_EQ(m_pipe.m_readFd, -1);
+    EXPECT_EQ(m_pipe.m_childPid, -1);
+    expectLastError(hostile("exit 0"), execPipeCloseFailed);
     EXPECT_THAT(traced(), IsEmpty());
-    EXPECT_EQ(pipe.Close(10), 0) << "only once";
+    EXPECT_EQ(m_pipe.Close(10), execPipeOk) << "only once";
   }
 }
 
-TEST_F(ExecPipeFailures, CloseFailingWithoutAChildGivesThree) {
+TEST_F(ExecPipeFailures, AReadEndThatCannotBeClosedIsReportedWithoutAChildToo) {
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
   close(ends[1]);
-  pipe.m_readFd = ends[0];
+  m_pipe.m_readFd = ends[0];
   const ScopedFailure failure(Call::close, EIO);
-  EXPECT_EQ(pipe.Close(10), 3);
-  expectLastError("", 3);
+  EXPECT_EQ(m_pipe.Close(10), execPipeCloseFailed);
+  expectLastError("", execPipeCloseFailed);
 }
 
 TEST_F(ExecPipeFailures, TheChildsFailureGoesBeforeThatOfClosing) {
   const struct {
     const char* mode;
     int code;
-  } cases[] = {{"exit 3", 11}, {"die 9", 12}};
+  } cases[] = {{"exit 3", execPipeExitStatus}, {"die 9", execPipeSignalled}};
   for (const auto& c : cases) {
-    ASSERT_EQ(pipe.ExecPipe(hostile(c.mode), ""), 0);
+    ASSERT_EQ(m_pipe.ExecPipe(hostile(c.mode), ""), execPipeOk);
     const ScopedFailure failure(Call::close, EIO);
-    EXPECT_EQ(pipe.Close(10), c.code);
+    EXPECT_EQ(m_pipe.Close(10), c.code);
     expectLastError(hostile(c.mode), c.code);
   }
-  ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
-  ASSERT_EQ(waitpid(pipe.m_childPid, nullptr, 0), pipe.m_childPid);
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 0"), ""), execPipeOk);
+  ASSERT_EQ(waitpid(m_pipe.m_childPid, nullptr, 0), m_pipe.m_childPid);
   const ScopedFailure failure(Call::close, EIO);
-  EXPECT_EQ(pipe.Close(10), 8);
-  expectLastError(hostile("exit 0"), 8);
+  EXPECT_EQ(m_pipe.Close(10), execPipeWaitFailed);
+  expectLastError(hostile("exit 0"), execPipeWaitFailed);
 }
 
 TEST_F(ExecPipeFailures, EveryCodeLeavesCommandAndCodeOnly) {
-  EXPECT_EQ(run(hostile("exit 3")), 11);
-  expectLastError(hostile("exit 3"), 11);
-  EXPECT_EQ(run(hostile("die 9")), 12);
-  expectLastError(hostile("die 9"), 12);
-  EXPECT_EQ(run(hostile("exit 0")), 0);
-  expectLastError(hostile("die 9"), 12);
+  EXPECT_EQ(run(hostile("exit 3")), execPipeExitStatus);
+  expectLastError(hostile("exit 3"), execPipeExitStatus);
+  EXPECT_EQ(run(hostile("die 9")), execPipeSignalled);
+  expectLastError(hostile("die 9"), execPipeSignalled);
+  EXPECT_EQ(run(hostile("exit 0")), execPipeOk);
+  expectLastError(hostile("die 9"), execPipeSignalled);
 }
 
-// ---- in the child ----
+// --- in the child
 
 struct ChildFailure {
   Call call;
@@ -432,13 +418,13 @@ const ChildFailure childFailures[] = {
     {Call::execv, 1, EACCES, noFile, "ERROR: execv() failed", true},
 };
 
-TEST_F(ExecPipeFailures, InTheChildAreTracedThereAndGiveStatusOne) {
+TEST_F(ExecPipeFailures, InTheChildAreTracedThereAndEndIt) {
   for (const ChildFailure& c : childFailures) {
     SCOPED_TRACE(std::to_string(static_cast<int>(c.call)) + "/" + std::to_string(c.nth));
     traceAnew();
     const ScopedFailure failure(c.call, c.error, c.nth, Times::once, Where::child);
-    EXPECT_EQ(run(hostile("say x"), c.stdinFile), c.ends ? 11 : 0);
-    EXPECT_EQ(output, c.ends ? Lines() : Lines{"x"});
+    EXPECT_EQ(run(hostile("say x"), c.stdinFile), c.ends ? execPipeExitStatus : execPipeOk);
+    EXPECT_EQ(m_output, c.ends ? Lines() : Lines{"x"});
     EXPECT_EQ(failure.failed(), 1);
     Lines expected;
     if (c.traced != nullptr) {
@@ -448,20 +434,20 @@ TEST_F(ExecPipeFailures, InTheChildAreTracedThereAndGiveStatusOne) {
   }
 }
 
-TEST_F(ExecPipeFailures, InTheChildFromThenOn) {
+TEST_F(ExecPipeFailures, InTheChildThatLastAreTracedOnce) {
   for (const ChildFailure& c : childFailures) {
     if (!c.ends) {
       continue;
     }
     traceAnew();
     const ScopedFailure failure(c.call, c.error, c.nth, Times::onwards, Where::child);
-    EXPECT_EQ(run(hostile("say x"), c.stdinFile), 11);
+    EXPECT_EQ(run(hostile("say x"), c.stdinFile), execPipeExitStatus);
     EXPECT_EQ(failure.failed(), 1) << "nothing more is tried";
     EXPECT_EQ(traced().size(), 1U);
   }
   traceAnew();
   const ScopedFailure failure(Call::close, EIO, 1, Times::onwards, Where::child);
-  EXPECT_EQ(run(hostile("say x")), 0);
+  EXPECT_EQ(run(hostile("say x")), execPipeOk);
   EXPECT_EQ(failure.failed(), 3);
   EXPECT_THAT(traced(), ElementsAre(launching + "ERROR: child close(pipe[0]) failed, errno 5",
                                     launching + "ERROR: child close(pipe[1]) failed, errno 5"));
@@ -470,16 +456,16 @@ TEST_F(ExecPipeFailures, InTheChildFromThenOn) {
 // The child really ends with status 1.
 TEST_F(ExecPipeFailures, InTheChildEndItWithStatusOne) {
   const ScopedFailure failure(Call::execv, EACCES, 1, Times::once, Where::child);
-  ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
-  EXPECT_EQ(pipe.WaitPid(60), 1 << 8);
-  pipe.m_childPid = -1;
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 0"), ""), execPipeOk);
+  EXPECT_EQ(m_pipe.WaitPid(60), 1 << 8);
+  m_pipe.m_childPid = -1;
 }
 
 TEST_F(ExecPipeFailures, InTheChildAreSilentWithoutATraceLog) {
-  pipe.registerTraceLog(Log());
+  m_pipe.registerTraceLog(Log());
   for (const ChildFailure& c : childFailures) {
     const ScopedFailure failure(c.call, c.error, c.nth, Times::once, Where::child);
-    EXPECT_EQ(run(hostile("say x"), c.stdinFile), c.ends ? 11 : 0);
+    EXPECT_EQ(run(hostile("say x"), c.stdinFile), c.ends ? execPipeExitStatus : execPipeOk);
   }
   EXPECT_THAT(traced(), IsEmpty());
 }
@@ -493,22 +479,12 @@ class InheritedVariables {
  public:
   InheritedVariables() {
     for (const char* name : environmentStep) {
-      const char* value = getenv(name);
-      old_.emplace_back(value != nullptr, value != nullptr ? value : "");
-      setenv(name, "inherited", 1);
+      m_variables.emplace_back(name, "inherited");
     }
   }
-  ~InheritedVariables() {
-    for (size_t i = 0; i < old_.size(); ++i) {
-      old_[i].first ? setenv(environmentStep[i], old_[i].second.c_str(), 1)
-                    : unsetenv(environmentStep[i]);
-    }
-  }
-  InheritedVariables(const InheritedVariables&) = delete;
-  InheritedVariables& operator=(const InheritedVariables&) = delete;
 
  private:
-  std::vector<std::pair<bool, std::string>> old_;
+  std::deque<ScopedVariable> m_variables;
 };
 
 // What the environment holds when the step stopped at the n-th variable.
@@ -527,67 +503,54 @@ TEST_F(ExecPipeFailures, TheEnvironmentStepStopsAtItsFirstFailure) {
       SCOPED_TRACE(nth);
       traceAnew();
       const ScopedFailure failure(call, ENOMEM, nth, Times::once, Where::child);
-      EXPECT_EQ(run(hostile("env")), 0);
+      EXPECT_EQ(run(hostile("env")), execPipeOk);
       EXPECT_EQ(failure.failed(), 1);
       if (call == Call::putenv) {
         EXPECT_EQ(failure.calls(), nth) << "went on after the failure";
       }
       EXPECT_THAT(traced(), ElementsAre(launching + "locale modification failed, errno 12"));
-      expectStoppedAt(nth, output);
+      expectStoppedAt(nth, m_output);
     }
   }
   traceAnew();
-  EXPECT_EQ(run(hostile("env")), 0);
-  expectStoppedAt(14, output);
+  EXPECT_EQ(run(hostile("env")), execPipeOk);
+  expectStoppedAt(14, m_output);
   EXPECT_THAT(traced(), IsEmpty());
 }
 
 #ifndef KELP_COVERAGE  // saving the counters before execv takes memory
 TEST_F(ExecPipeFailures, WithoutAnyMemoryTheChildStillExecutes) {
-  pipe.registerTraceLog(Log());
+  m_pipe.registerTraceLog(Log());
   const InheritedVariables inherited;
   const ScopedFailure failure(Call::malloc, ENOMEM, 5, Times::onwards, Where::child);
-  EXPECT_EQ(run(hostile("env")), 0);
-  expectStoppedAt(5, output);
+  EXPECT_EQ(run(hostile("env")), execPipeOk);
+  expectStoppedAt(5, m_output);
   EXPECT_EQ(failure.failed(), 1);
 }
 #endif
 
-// ---- in the child of a host whose standard descriptors are closed ----
-
-// Runs in another process, with the standard descriptors named by the bits closed, and tells
-// whether all went well.
-template <class Body>
-void inAnotherProcess(int closed, Body body) {
-  const pid_t child = fork();
-  if (child == 0) {
-    for (int fd = 0; fd < 3; ++fd) {
-      if ((closed >> fd & 1) != 0) {
-        close(fd);
-      }
-    }
-    _exit(body() ? 0 : 1);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0) << closed;
-}
+// --- in the child of a host whose standard descriptors are closed
 
 TEST_F(ExecPipeFailures, NoRoomToMoveAPipeEndLosesNoOutput) {
   for (int closed = 1; closed < 8; ++closed) {
-    inAnotherProcess(closed, [this] {
+    SCOPED_TRACE(closed);
+    inAnotherProcess([this, closed] {
+      closeStandardDescriptors(closed);
       const ScopedFailure failure(Call::fcntl, EMFILE, 1, Times::onwards, Where::child);
-      return run(hostile("both")) == 0 && output.size() == 6 && failure.failed() >= 1;
+      EXPECT_EQ(run(hostile("both")), execPipeOk);
+      EXPECT_EQ(m_output.size(), 6U);
+      EXPECT_GE(failure.failed(), 1);
     });
   }
 }
 
 // The input's number is 0 from the start then, and stays open.
 TEST_F(ExecPipeFailures, AnInputThatIsStandardInputAlreadyIsLeftThere) {
-  const kelp_test::ScratchDirectory scratch;
+  const ScratchDirectory scratch;
   const std::string file = scratch.path() + "in";
-  kelp_test::writeFile(file, "input\n");
-  inAnotherProcess(1, [this, &file] {
+  writeFile(file, "input\n");
+  inAnotherProcess([this, &file] {
+    close(STDIN_FILENO);
     Replacements replacements = impatient();
     replacements.pipe = [](int* ends) {
       int low[2];
@@ -602,13 +565,16 @@ TEST_F(ExecPipeFailures, AnInputThatIsStandardInputAlreadyIsLeftThere) {
     };
     const ScopedReplacements scope(replacements);
     const ScopedFailure dup2Calls(Call::dup2, EIO, 3, Times::onwards, Where::child);
-    return run(hostile("echo"), file) == 0 && output == Lines{"input\n"} && dup2Calls.calls() == 2;
+    EXPECT_EQ(run(hostile("echo"), file), execPipeOk);
+    EXPECT_THAT(m_output, ElementsAre("input\n"));
+    EXPECT_EQ(dup2Calls.calls(), 2);
   });
 }
 
 // As it comes when another thread uses descriptors at the same time.
 TEST_F(ExecPipeFailures, AWriteEndThatHasBecomeStandardInputLosesNoOutput) {
-  inAnotherProcess(1, [this] {
+  inAnotherProcess([this] {
+    close(STDIN_FILENO);
     Replacements replacements = impatient();
     replacements.pipe = [](int* ends) {
       if (realCalls().pipe(ends) != 0) {
@@ -624,23 +590,35 @@ TEST_F(ExecPipeFailures, AWriteEndThatHasBecomeStandardInputLosesNoOutput) {
       return 0;
     };
     const ScopedReplacements scope(replacements);
-    return run(hostile("both")) == 0 && output.size() == 6;
+    EXPECT_EQ(run(hostile("both")), execPipeOk);
+    EXPECT_EQ(m_output.size(), 6U);
   });
 }
 
-// ---- no memory ----
+// --- no memory
+
+// No code: std::bad_alloc was thrown.
+constexpr int thrown = -2;
+
+int startedOrThrown(ProbedPipe& pipe, const std::string& command) {
+  try {
+    return pipe.ExecPipe(command, "");
+  } catch (const std::bad_alloc&) {
+    return thrown;
+  }
+}
 
 // Every allocation of a run fails, one after the other. What leaves is only std::bad_alloc, in the
 // process that called, and the object can be used again.
 TEST_F(ExecPipeFailures, RunningOutOfMemoryLeavesNothingBehind) {
   for (const bool withLog : {false, true}) {
-    pipe.registerTraceLog(withLog ? log : Log());
+    m_pipe.registerTraceLog(withLog ? m_log : Log());
     bool passed = false;
     for (int nth = 1; !passed; ++nth) {
       SCOPED_TRACE(nth);
       ASSERT_LT(nth, 200);
       const std::string command = hostile("say 'a line that is too long for a short string\\n' 3");
-      const auto before = kelp_test::ProcessState::capture().descriptors;
+      const auto before = ProcessState::capture().descriptors;
       int code = -1;
       const pid_t self = getpid();
       {
@@ -648,17 +626,19 @@ TEST_F(ExecPipeFailures, RunningOutOfMemoryLeavesNothingBehind) {
         try {
           code = run(command);
         } catch (const std::bad_alloc&) {
-          code = -2;
+          code = thrown;
         }
         passed = failure.failed() == 0;
       }
       if (getpid() != self) {
         _exit(77);
       }
-      EXPECT_TRUE(code == -2 || code == 6 || code == 11 || !passed) << code;
-      pipe.Close(60);
-      EXPECT_EQ(kelp_test::ProcessState::capture().descriptors, before);
-      EXPECT_EQ(pipe.m_childPid, -1);
+      EXPECT_TRUE(code == thrown || code == execPipeParseFailed || code == execPipeExitStatus ||
+                  !passed)
+          << code;
+      m_pipe.Close(60);
+      EXPECT_EQ(ProcessState::capture().descriptors, before);
+      EXPECT_EQ(m_pipe.m_childPid, -1);
       EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
     }
   }
@@ -666,46 +646,42 @@ TEST_F(ExecPipeFailures, RunningOutOfMemoryLeavesNothingBehind) {
 
 // Nobody closes after an exception here: it has left nothing that the next run could overwrite.
 TEST_F(ExecPipeFailures, AnExceptionOutOfExecLeavesNeitherADescriptorNorAChild) {
-  pipe.registerTraceLog(Log());
+  m_pipe.registerTraceLog(Log());
   const std::string command = hostile("say 'a line that is too long for a short string\\n' 3");
   for (const bool closeFails : {false, true}) {
     bool passed = false;
-    int thrown = 0;
+    int throws = 0;
     for (int nth = 1; !passed; ++nth) {
       SCOPED_TRACE(nth);
       ASSERT_LT(nth, 200);
-      const auto before = kelp_test::ProcessState::capture().descriptors;
+      const auto before = ProcessState::capture().descriptors;
       {
         const ScopedFailure noMemory(Call::throwingNew, ENOMEM, nth, Times::onwards);
         const ScopedFailure noClose(Call::close, EIO, closeFails ? 2 : INT_MAX, Times::onwards);
         try {
           run(command);
         } catch (const std::bad_alloc&) {
-          ++thrown;
+          ++throws;
         }
         passed = noMemory.failed() == 0;
       }
-      EXPECT_EQ(kelp_test::ProcessState::capture().descriptors, before);
+      EXPECT_EQ(ProcessState::capture().descriptors, before);
       EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
-      EXPECT_EQ(run(command), 11) << "the next run is as any other";
+      EXPECT_EQ(run(command), execPipeExitStatus) << "the next run is as any other";
     }
-    EXPECT_GT(thrown, 5);
+    EXPECT_GT(throws, 5);
   }
 }
 
 // Records that wait for memory are kept; starting a command neither throws nor loses the pipe
 // because of them.
 TEST_F(ExecPipeFailures, NoMemoryForWaitingRecordsDoesNotKeepACommandFromStarting) {
-  constexpr int fakePid = 10000000;
   {
     Replacements replacements = impatient();
     replacements.waitpid = [](pid_t, int*, int) { return 0; };
     const ScopedReplacements scope(replacements);
     for (int i = 0; i < 500; ++i) {
-      siginfo_t info{};
-      info.si_pid = fakePid + i;
-      info.si_status = i % 256;
-      CCmnExecPipePosix::GetChildStatus(SIGCHLD, &info, nullptr);
+      tell(fakePid + i, i % 256);
     }
   }
   Replacements replacements = impatient();
@@ -714,23 +690,19 @@ TEST_F(ExecPipeFailures, NoMemoryForWaitingRecordsDoesNotKeepACommandFromStartin
     noMemory = std::make_unique<ScopedFailure>(Call::throwingNew, ENOMEM, 1, Times::onwards);
     return realCalls().pipe(ends);
   };
-  int code = -1;
+  int code = thrown;
   {
     const ScopedReplacements scope(replacements);
-    try {
-      code = pipe.ExecPipe(hostile("exit 0"), "");
-    } catch (const std::bad_alloc&) {
-      code = -2;
-    }
+    code = startedOrThrown(m_pipe, hostile("exit 0"));
   }
   EXPECT_GT(noMemory->failed(), 0);
   noMemory.reset();
-  EXPECT_EQ(code, 0);
-  EXPECT_EQ(pipe.Close(60), 0);
-  pipe.registerTraceLog(Log());
+  EXPECT_EQ(code, execPipeOk);
+  EXPECT_EQ(m_pipe.Close(60), execPipeOk);
+  m_pipe.registerTraceLog(Log());
   for (int i = 0; i < 500; ++i) {
     int status = -1;
-    ASSERT_TRUE(pipe.CheckChildStatusMap(fakePid + i, &status)) << i;
+    ASSERT_TRUE(m_pipe.CheckChildStatusMap(fakePid + i, &status)) << i;
     ASSERT_EQ(status, i % 256);
   }
 }
@@ -742,26 +714,21 @@ TEST_F(ExecPipeFailures, WithoutMemoryTheChildNeverReturnsIntoTheHost) {
   for (const ChildFailure& c : childFailures) {
     const ScopedFailure failure(c.call, c.error, c.nth, Times::once, Where::child);
     const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards, Where::child);
-    int code = -1;
-    try {
-      code = pipe.ExecPipe(hostile("exit 0"), "");
-    } catch (const std::bad_alloc&) {
-      code = -2;
-    }
+    const int code = startedOrThrown(m_pipe, hostile("exit 0"));
     if (getpid() != self) {
       _exit(77);
     }
-    ASSERT_EQ(code, 0);
-    EXPECT_EQ(pipe.WaitPid(60), c.ends ? 1 << 8 : 0);
+    ASSERT_EQ(code, execPipeOk);
+    EXPECT_EQ(m_pipe.WaitPid(60), c.ends ? 1 << 8 : 0);
     EXPECT_EQ(noMemory.failed() > 0, c.traced != nullptr);
-    pipe.m_childPid = -1;
-    pipe.Close(0);
+    m_pipe.m_childPid = -1;
+    m_pipe.Close(0);
   }
 }
 
 // A failure that cannot be traced is dealt with as any other.
 TEST_F(ExecPipeFailures, WithoutMemoryTheOutputStillEnds) {
-  ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 0"), ""), execPipeOk);
   Replacements replacements = impatient();
   static std::unique_ptr<ScopedFailure> noMemory;
   replacements.read = [](int, void*, size_t) -> ssize_t {
@@ -773,38 +740,39 @@ TEST_F(ExecPipeFailures, WithoutMemoryTheOutputStillEnds) {
   unsigned char timedOut = 0;
   {
     const ScopedReplacements scope(replacements);
-    EXPECT_FALSE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+    EXPECT_FALSE(m_pipe.ReadLine(line, sizeof line, &timedOut, 60));
   }
   EXPECT_GT(noMemory->failed(), 0);
   noMemory.reset();
-  EXPECT_EQ(pipe.m_readFd, -1);
-  EXPECT_EQ(pipe.Close(60), 0);
+  EXPECT_EQ(m_pipe.m_readFd, -1);
+  EXPECT_EQ(m_pipe.Close(60), execPipeOk);
 }
 
 // A child once reaped is not waited for again, and a closed descriptor not closed again.
 TEST_F(ExecPipeFailures, WithoutMemoryForTheRecordCloseIsDoneAllTheSame) {
-  pipe.registerTraceLog(Log());
-  ASSERT_EQ(pipe.ExecPipe(hostile("say 'a command too long for a short string' 3"), ""), 0);
+  m_pipe.registerTraceLog(Log());
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("say 'a command too long for a short string' 3"), ""),
+            execPipeOk);
   {
     const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
-    EXPECT_THROW(pipe.Close(60), std::bad_alloc);
+    EXPECT_THROW(m_pipe.Close(60), std::bad_alloc);
   }
-  EXPECT_EQ(pipe.m_readFd, -1);
-  EXPECT_EQ(pipe.m_childPid, -1);
-  ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), 0);
+  EXPECT_EQ(m_pipe.m_readFd, -1);
+  EXPECT_EQ(m_pipe.m_childPid, -1);
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 0"), ""), execPipeOk);
   {
     const ScopedFailure failure(Call::close, EIO);
     const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
-    EXPECT_THROW(pipe.Close(60), std::bad_alloc);
+    EXPECT_THROW(m_pipe.Close(60), std::bad_alloc);
   }
-  EXPECT_EQ(pipe.m_readFd, -1);
-  EXPECT_EQ(pipe.m_childPid, -1);
+  EXPECT_EQ(m_pipe.m_readFd, -1);
+  EXPECT_EQ(m_pipe.m_childPid, -1);
 }
 
 // The destructor has no caller to tell.
 TEST_F(ExecPipeFailures, WithoutMemoryTheDestructorStillReaps) {
   auto other = std::make_unique<ProbedPipe>();
-  ASSERT_EQ(other->ExecPipe(hostile("exit 3"), ""), 0);
+  ASSERT_EQ(other->ExecPipe(hostile("exit 3"), ""), execPipeOk);
   const pid_t child = other->m_childPid;
   const ScopedFailure noMemory(Call::throwingNew, ENOMEM, 1, Times::onwards);
   other.reset();

@@ -1,5 +1,8 @@
 // How ended children are recorded, waited for and reported.
+#include "another_process.h"
+#include "cmnchildstatus.h"
 #include "exec_fixture.h"
+#include "heap.h"
 #include "interposed_calls.h"
 
 #include <gmock/gmock.h>
@@ -12,46 +15,24 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace {
 
-using kelp_cmn_4_4::CCmnExecPipePosix;
-using kelp_test::BlockedChildSignal;
-using kelp_test::Call;
-using kelp_test::hostile;
-using kelp_test::ProbedPipe;
-using kelp_test::realCalls;
-using kelp_test::Replacements;
-using kelp_test::ScopedFailure;
-using kelp_test::ScopedReplacements;
+using namespace kelp_cmn_4_4;
+using namespace kelp_test;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-using Lines = std::vector<std::string>;
-
-// No process ever has such a number.
-constexpr int fakePid = 10000000;
-
-siginfo_t infoOf(int pid, int status) {
-  siginfo_t info{};
-  info.si_signo = SIGCHLD;
-  info.si_pid = pid;
-  info.si_status = status;
-  return info;
-}
-
-// Calls the handler with what the signal would tell.
-void tell(int pid, int status) {
-  siginfo_t info = infoOf(pid, status);
-  CCmnExecPipePosix::GetChildStatus(SIGCHLD, &info, nullptr);
-}
+constexpr int prepared = static_cast<int>(ChildStatusRecorder::preparedNodes);
+constexpr int queued = static_cast<int>(StatusQueue::firstCapacity);
 
 pid_t reapedNothing(pid_t, int*, int) { return 0; }
 
 // Children that run on forever, as far as waitpid tells.
 class RunningChildren {
  public:
-  RunningChildren() : scope_(replacements()) {}
+  RunningChildren() : m_scope(replacements()) {}
 
  private:
   static Replacements replacements() {
@@ -59,16 +40,14 @@ class RunningChildren {
     result.waitpid = reapedNothing;
     return result;
   }
-  ScopedReplacements scope_;
+  ScopedReplacements m_scope;
 };
 
-class ExecPipeHandler : public kelp_test::ExecTest {
+class ExecPipeHandler : public ExecTest {
  protected:
-  void SetUp() override {
-    ExecTest::SetUp();
-    pipe.registerTraceLog(log);
-  }
-  ProbedPipe pipe;
+  ExecPipeHandler() { m_pipe.registerTraceLog(m_log); }
+
+  ProbedPipe m_pipe;
 };
 
 int waitpidPid = 0;
@@ -145,13 +124,12 @@ TEST_F(ExecPipeHandler, KeepsErrno) {
 
 TEST_F(ExecPipeHandler, AllocatesNothing) {
   const RunningChildren running;
-  const ScopedFailure noNew(Call::throwingNew, ENOMEM, 1, kelp_test::Times::onwards);
-  const ScopedFailure noMalloc(Call::malloc, ENOMEM, 1, kelp_test::Times::onwards);
-  for (int i = 0; i < 20000; ++i) {
+  HeapWatch watch;
+  for (int i = 0; i < prepared + 20 * queued; ++i) {
     tell(fakePid + i, i);
   }
-  EXPECT_EQ(noNew.calls(), 0);
-  EXPECT_EQ(noMalloc.calls(), 0);
+  watch.end();
+  EXPECT_EQ(watch.requests(), 0);
 }
 
 void expectAllFound(ProbedPipe& pipe, int count) {
@@ -164,11 +142,11 @@ void expectAllFound(ProbedPipe& pipe, int count) {
   EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
 }
 
-// The numbers lie around those of the prepared nodes and of the queue's first room, and beyond
-// both.
 TEST_F(ExecPipeHandler, LosesNothingHoweverManyRecordsWait) {
-  pipe.registerTraceLog(Log());
-  for (const int count : {1, 63, 64, 65, 66, 200, 1087, 1088, 1089, 1090, 3000, 10000}) {
+  m_pipe.registerTraceLog(Log());
+  for (const int count :
+       {1, prepared - 1, prepared, prepared + 1, prepared + 2, prepared + queued - 1,
+        prepared + queued, prepared + queued + 1, prepared + queued + 2, prepared + 9 * queued}) {
     SCOPED_TRACE(count);
     {
       const RunningChildren running;
@@ -176,13 +154,14 @@ TEST_F(ExecPipeHandler, LosesNothingHoweverManyRecordsWait) {
         tell(fakePid + i, i % 256);
       }
     }
-    expectAllFound(pipe, count);
+    expectAllFound(m_pipe, count);
   }
 }
 
 TEST_F(ExecPipeHandler, TheLastStatusOfANumberWinsHoweverManyRecordsWait) {
-  pipe.registerTraceLog(Log());
-  for (const int count : {64, 65, 100, 1088, 1089, 1200}) {
+  m_pipe.registerTraceLog(Log());
+  for (const int count : {prepared, prepared + 1, prepared + queued, prepared + queued + 1,
+                          prepared + queued + 100}) {
     SCOPED_TRACE(count);
     {
       const RunningChildren running;
@@ -192,66 +171,63 @@ TEST_F(ExecPipeHandler, TheLastStatusOfANumberWinsHoweverManyRecordsWait) {
         }
       }
     }
-    expectAllFound(pipe, count);
+    expectAllFound(m_pipe, count);
   }
 }
 
 TEST_F(ExecPipeHandler, ShowsPreparedRecordsInTheMapAtOnce) {
   int ignored = 0;
-  pipe.CheckChildStatusMap(fakePid, &ignored);  // tops up
+  m_pipe.CheckChildStatusMap(fakePid, &ignored);  // tops up
   const RunningChildren running;
-  for (size_t i = 1; i <= 64; ++i) {
-    tell(fakePid + static_cast<int>(i), 0);
-    EXPECT_EQ(ProbedPipe::m_childStatusMap.size(), i);
+  for (int i = 1; i <= prepared; ++i) {
+    tell(fakePid + i, 0);
+    EXPECT_EQ(ProbedPipe::m_childStatusMap.size(), static_cast<size_t>(i));
   }
 }
 
 TEST_F(ExecPipeHandler, StartingACommandTakesWaitingRecordsIntoTheMap) {
   {
     const RunningChildren running;
-    for (int i = 0; i < 500; ++i) {
+    for (int i = 0; i < prepared + 400; ++i) {
       tell(fakePid + i, i % 256);
     }
   }
   const BlockedChildSignal blocked;
   Lines output;
-  EXPECT_EQ(pipe.run(hostile("exit 0"), output), 0);
-  EXPECT_EQ(ProbedPipe::m_childStatusMap.size(), 500U);
+  EXPECT_EQ(m_pipe.run(hostile("exit 0"), output), execPipeOk);
+  EXPECT_EQ(ProbedPipe::m_childStatusMap.size(), static_cast<size_t>(prepared + 400));
 }
 
-// The hook runs while the main line is in the map, as a signal may come there.
+// It comes while the main line is in the map, as a signal may come there.
 TEST_F(ExecPipeHandler, KeepsARecordThatComesWhileTheMapIsInUse) {
   const RunningChildren running;
   tell(fakePid, 1);  // takes a prepared node, which has to be made good
-  static bool come;
-  come = false;
+  bool come = false;
+  HeapWatch watch([&come](const HeapRequest&) {
+    if (!std::exchange(come, true)) {
+      tell(fakePid + 1, 2);
+    }
+    return true;
+  });
   int status = -1;
-  {
-    Replacements replacements;
-    replacements.waitpid = reapedNothing;
-    replacements.operatorNew = [](size_t) {
-      if (!come) {
-        come = true;
-        tell(fakePid + 1, 2);
-      }
-    };
-    const ScopedReplacements scope(replacements);
-    EXPECT_FALSE(pipe.CheckChildStatusMap(fakePid + 2, &status));
-  }
+  const bool found = m_pipe.CheckChildStatusMap(fakePid + 2, &status);
+  watch.end();
+  EXPECT_FALSE(found);
   ASSERT_TRUE(come);
   EXPECT_EQ(ProbedPipe::m_childStatusMap.count(fakePid + 1), 0U) << "nobody else may change it";
   tell(fakePid + 3, 3);  // the next one takes it along
   EXPECT_EQ(ProbedPipe::m_childStatusMap.count(fakePid + 1), 1U);
   EXPECT_EQ(ProbedPipe::m_childStatusMap.count(fakePid + 3), 1U);
-  EXPECT_TRUE(pipe.CheckChildStatusMap(fakePid + 1, &status));
+  EXPECT_TRUE(m_pipe.CheckChildStatusMap(fakePid + 1, &status));
   EXPECT_EQ(status, 2);
-  EXPECT_TRUE(pipe.CheckChildStatusMap(fakePid, &status));
+  EXPECT_TRUE(m_pipe.CheckChildStatusMap(fakePid, &status));
   EXPECT_EQ(status, 1);
 }
 
-// ---- a child that ends when the process has destroyed the library's static objects ----
+// --- a child that ends when the process has destroyed the library's static objects
 
-bool (*checkedAtExit)() = nullptr;
+constexpr int checksHold = 42;
+bool (*checkedAtExit)() = nullptr;  // GoogleTest has ended by then
 int waitsAtExit = 0;
 int yieldsAtExit = 0;
 
@@ -264,7 +240,7 @@ void unblockSignals() {
 // Runs last of all when the process exits, because it is registered first of all.
 void checkAtExit(int, void*) {
   if (checkedAtExit != nullptr) {
-    _exit(checkedAtExit() ? 42 : 1);
+    _exit(checkedAtExit() ? checksHold : 1);
   }
 }
 
@@ -276,8 +252,7 @@ __attribute__((section(".preinit_array"), used)) void (*const beforeAnything)() 
 
 TEST_F(ExecPipeHandler, DoesNothingOnceTheMapIsDestroyed) {
   const BlockedChildSignal blocked;  // an earlier test may have installed the handler
-  const pid_t child = fork();
-  if (child == 0) {
+  const std::string end = endOfAnotherProcess([] {
     checkedAtExit = [] {
       tell(fakePid, 1);
       return waitsAtExit == 0;
@@ -289,65 +264,58 @@ TEST_F(ExecPipeHandler, DoesNothingOnceTheMapIsDestroyed) {
     };
     new ScopedReplacements(replacements);
     std::exit(0);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 42 << 8);
+  });
+  EXPECT_EQ(end, "exit " + std::to_string(checksHold));
 }
 
 // A command that a late destructor of the host runs.
 TEST_F(ExecPipeHandler, ACommandWaitsForNobodyOnceTheMapIsDestroyed) {
   const BlockedChildSignal blocked;
-  const pid_t child = fork();
-  if (child == 0) {
+  const std::string end = endOfAnotherProcess([] {
     checkedAtExit = [] {
+      yieldsAtExit = 0;  // a search for leaks may have yielded before
       unblockSignals();
       yieldsAtExit = 0;  // a sanitizer that looks for leaks has yielded before
       Lines output;
       ProbedPipe late;
-      return late.run(hostile("say late 3"), output) == 11 && output == Lines{"late"} &&
-             yieldsAtExit == 0;
+      return late.run(hostile("say late 3"), output) == execPipeExitStatus &&
+             output == Lines{"late"} && yieldsAtExit == 0;
     };
     Replacements replacements;
-    replacements.schedYield = [] { return ++yieldsAtExit; };
+    replacements.schedYield = [] {
+      ++yieldsAtExit;
+      return realCalls().schedYield();
+    };
     new ScopedReplacements(replacements);
     std::exit(0);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 42 << 8);
+  });
+  EXPECT_EQ(end, "exit " + std::to_string(checksHold));
 }
 
-// ---- the child of a fork by a host with threads ----
+// --- the child of a fork by a host with threads
 
 // Somebody who is in the map, in another thread, when the host forks: until the host waits for him,
 // or has forked without.
 std::atomic<bool> someoneIsInTheMap{false};
 std::atomic<bool> hostHasForked{false};
-thread_local bool looksUp = false;
 
-void stayInTheMap(size_t) {
-  if (looksUp && !someoneIsInTheMap.exchange(true)) {
+bool stayInTheMap(const HeapRequest& /*request*/) {
+  if (!someoneIsInTheMap.exchange(true)) {
     while (!hostHasForked) {
       std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
   }
+  return true;
 }
 
-// In a child that the host forks: the result of a command.
-int resultInAChild() {
-  const pid_t child = fork();
-  if (child == 0) {
+void runACommandInAChildOfTheHost() {
+  inAnotherProcess([] {
     unblockSignals();
     Lines output;
     ProbedPipe pipe;
-    const int result = pipe.run(hostile("say x"), output);
-    _exit(output == Lines{"x"} ? result : 99);
-  }
-  hostHasForked = true;
-  int status = -1;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return status;
+    EXPECT_EQ(pipe.run(hostile("say x"), output), execPipeOk);
+    EXPECT_THAT(output, ElementsAre("x"));
+  });
 }
 
 TEST_F(ExecPipeHandler, CommandsRunInTheChildOfAHostWhoseOtherThreadIsInTheMap) {
@@ -359,19 +327,20 @@ TEST_F(ExecPipeHandler, CommandsRunInTheChildOfAHostWhoseOtherThreadIsInTheMap) 
   someoneIsInTheMap = false;
   hostHasForked = false;
   Replacements replacements;
-  replacements.operatorNew = stayInTheMap;
   replacements.schedYield = [] {
     hostHasForked = true;
     return realCalls().schedYield();
   };
   const ScopedReplacements scope(replacements);
   std::thread looking([] {
-    looksUp = true;
+    ProbedPipe other;
     int status = 0;
-    ProbedPipe().CheckChildStatusMap(fakePid + 1, &status);
+    const HeapWatch watch(stayInTheMap);
+    other.CheckChildStatusMap(fakePid + 1, &status);
   });
-  EXPECT_TRUE(kelp_test::eventually([] { return someoneIsInTheMap.load(); }));
-  EXPECT_EQ(resultInAChild(), 0);
+  EXPECT_TRUE(eventually([] { return someoneIsInTheMap.load(); }));
+  runACommandInAChildOfTheHost();
+  hostHasForked = true;
   looking.join();
 }
 
@@ -385,7 +354,7 @@ TEST_F(ExecPipeHandler, CommandsRunInTheChildrenOfAHostThatLooksUpAllTheTime) {
     }
   });
   for (int i = 0; i < 60; ++i) {
-    EXPECT_EQ(resultInAChild(), 0);
+    runACommandInAChildOfTheHost();
   }
   done = true;
   looking.join();
@@ -393,7 +362,7 @@ TEST_F(ExecPipeHandler, CommandsRunInTheChildrenOfAHostThatLooksUpAllTheTime) {
 
 TEST_F(ExecPipeHandler, RecordsTheHostsOwnChildrenToo) {
   Lines output;
-  ASSERT_EQ(pipe.run(hostile("exit 0"), output), 0);
+  ASSERT_EQ(m_pipe.run(hostile("exit 0"), output), execPipeOk);
   const pid_t child = fork();
   if (child == 0) {
     _exit(42);
@@ -411,27 +380,27 @@ TEST_F(ExecPipeHandler, RecordsExitCodesAndSignalNumbersPlain) {
   } cases[] = {{"exit 0", 0}, {"exit 3", 3}, {"exit 255", 255}, {"die 9", 9}, {"die 15", 15}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.mode);
-    ASSERT_EQ(pipe.ExecPipe(hostile(c.mode), ""), 0);
-    ASSERT_TRUE(ProbedPipe::awaitRecord(pipe.m_childPid));
+    ASSERT_EQ(m_pipe.ExecPipe(hostile(c.mode), ""), execPipeOk);
+    ASSERT_TRUE(ProbedPipe::awaitRecord(m_pipe.m_childPid));
     {
       const BlockedChildSignal blocked;
-      EXPECT_EQ(ProbedPipe::m_childStatusMap[pipe.m_childPid], c.status);
+      EXPECT_EQ(ProbedPipe::m_childStatusMap[m_pipe.m_childPid], c.status);
     }
-    pipe.Close(10);
+    m_pipe.Close(10);
   }
 }
 
 TEST_F(ExecPipeHandler, CheckingTakesTheRecordOutAndTracesIt) {
   ProbedPipe::m_childStatusMap = {{4711, 3}, {4712, 0}, {4713, 1}};
   int status = 77;
-  EXPECT_FALSE(pipe.CheckChildStatusMap(4710, &status));
+  EXPECT_FALSE(m_pipe.CheckChildStatusMap(4710, &status));
   EXPECT_EQ(status, 77);
   EXPECT_THAT(traced(), IsEmpty());
-  EXPECT_TRUE(pipe.CheckChildStatusMap(4711, &status));
+  EXPECT_TRUE(m_pipe.CheckChildStatusMap(4711, &status));
   EXPECT_EQ(status, 3);
-  EXPECT_TRUE(pipe.CheckChildStatusMap(4712, &status));
+  EXPECT_TRUE(m_pipe.CheckChildStatusMap(4712, &status));
   EXPECT_EQ(status, 0);
-  EXPECT_FALSE(pipe.CheckChildStatusMap(4711, &status));
+  EXPECT_FALSE(m_pipe.CheckChildStatusMap(4711, &status));
   EXPECT_THAT(ProbedPipe::m_childStatusMap, ElementsAre(std::make_pair(4713, 1)));
   EXPECT_THAT(
       traced(),
@@ -441,23 +410,23 @@ TEST_F(ExecPipeHandler, CheckingTakesTheRecordOutAndTracesIt) {
 }
 
 TEST_F(ExecPipeHandler, DetailsNeedTraceLevelThree) {
-  pipe.registerTraceLog(openLog(2));
+  m_pipe.registerTraceLog(openLog(2));
   ProbedPipe::m_childStatusMap = {{fakePid, 3}};
-  pipe.m_childPid = fakePid;
-  EXPECT_EQ(pipe.WaitPid(0), 3);
+  m_pipe.m_childPid = fakePid;
+  EXPECT_EQ(m_pipe.WaitPid(0), 3);
   EXPECT_THAT(traced(), IsEmpty());
-  pipe.m_childPid = -1;
+  m_pipe.m_childPid = -1;
 }
 
 TEST_F(ExecPipeHandler, WorksWithoutATraceLog) {
-  pipe.registerTraceLog(Log());
+  m_pipe.registerTraceLog(Log());
   ProbedPipe::m_childStatusMap = {{4711, 3}};
   int status = 0;
-  EXPECT_TRUE(pipe.CheckChildStatusMap(4711, &status));
-  EXPECT_EQ(pipe.WaitPid(0), -1);
+  EXPECT_TRUE(m_pipe.CheckChildStatusMap(4711, &status));
+  EXPECT_EQ(m_pipe.WaitPid(0), -1);
 }
 
-// ---- waiting, by a clock of the test's own ----
+// --- waiting, by a clock of the test's own
 
 struct Kill {
   long atMilliseconds;
@@ -528,11 +497,11 @@ int fakeKill(pid_t pid, int signalNumber) {
 
 class ExecPipeWaitPid : public ExecPipeHandler {
  protected:
-  ExecPipeWaitPid() : scope_(replacements()) {
+  ExecPipeWaitPid() : m_scope(replacements()) {
     fake = FakeSystem();
-    pipe.m_childPid = fakePid;
+    m_pipe.m_childPid = fakePid;
   }
-  ~ExecPipeWaitPid() override { pipe.m_childPid = -1; }
+  ~ExecPipeWaitPid() override { m_pipe.m_childPid = -1; }
 
   static Replacements replacements() {
     Replacements result;
@@ -544,7 +513,7 @@ class ExecPipeWaitPid : public ExecPipeHandler {
   }
 
  private:
-  ScopedReplacements scope_;
+  ScopedReplacements m_scope;
 };
 
 const std::string pidText = std::to_string(fakePid);
@@ -564,9 +533,9 @@ Lines without(const std::string& line, Lines lines) {
 
 TEST_F(ExecPipeWaitPid, WithoutAChildFailsAtOnce) {
   for (const int pid : {-1, 0, -4711}) {
-    pipe.m_childPid = pid;
-    EXPECT_EQ(pipe.WaitPid(10), -1);
-    EXPECT_EQ(pipe.m_childPid, pid);
+    m_pipe.m_childPid = pid;
+    EXPECT_EQ(m_pipe.WaitPid(10), -1);
+    EXPECT_EQ(m_pipe.m_childPid, pid);
   }
   EXPECT_EQ(traced(), Lines(3, "CCmnExecPipePosix::WaitPid ERROR: invalid child process pid"));
   EXPECT_THAT(fake.polls, IsEmpty());
@@ -575,16 +544,16 @@ TEST_F(ExecPipeWaitPid, WithoutAChildFailsAtOnce) {
 
 TEST_F(ExecPipeWaitPid, TakesTheRecordFirst) {
   for (const int status : {3, 0, -1}) {
-    log = openLog(3);
-    pipe.registerTraceLog(log);
+    m_log = openLog(3);
+    m_pipe.registerTraceLog(m_log);
     fake.endsAt = 0;
     fake.status = 0x700;
     ProbedPipe::m_childStatusMap[fakePid] = status;
-    EXPECT_EQ(pipe.WaitPid(10), status);
+    EXPECT_EQ(m_pipe.WaitPid(10), status);
     EXPECT_THAT(fake.polls, IsEmpty());
     ASSERT_EQ(traced().size(), 2U);
     EXPECT_EQ(traced()[1], foundInMap(status));
-    EXPECT_EQ(pipe.m_childPid, fakePid) << "which Close() changes";
+    EXPECT_EQ(m_pipe.m_childPid, fakePid) << "which Close() changes";
     EXPECT_THAT(ProbedPipe::m_childStatusMap, IsEmpty());
   }
 }
@@ -594,16 +563,16 @@ TEST_F(ExecPipeWaitPid, GivesTheRawStatusFromWaitpid) {
     fake.polls.clear();
     fake.endsAt = 0;
     fake.status = status;
-    EXPECT_EQ(pipe.WaitPid(10), status);
+    EXPECT_EQ(m_pipe.WaitPid(10), status);
     EXPECT_EQ(fake.polls.size(), 1U);
-    EXPECT_EQ(pipe.m_childPid, fakePid);
+    EXPECT_EQ(m_pipe.m_childPid, fakePid);
   }
   EXPECT_EQ(traced(), Lines(6, notInMap));
 }
 
 TEST_F(ExecPipeWaitPid, AsksEveryHundredMilliseconds) {
   fake.endsAt = 500;
-  EXPECT_EQ(pipe.WaitPid(10), 0);
+  EXPECT_EQ(m_pipe.WaitPid(10), 0);
   EXPECT_THAT(fake.polls, ElementsAre(0, 100, 200, 300, 400, 500));
   EXPECT_EQ(traced(), Lines(6, notInMap));
   EXPECT_THAT(fake.kills, IsEmpty());
@@ -617,18 +586,18 @@ TEST_F(ExecPipeWaitPid, FindsARecordThatComesBetweenTwoPolls) {
     return 0;
   };
   const ScopedReplacements scope(replacements);
-  EXPECT_EQ(pipe.WaitPid(10), 5);
+  EXPECT_EQ(m_pipe.WaitPid(10), 5);
   EXPECT_EQ(fake.polls.size(), 1U);
 }
 
 TEST_F(ExecPipeWaitPid, ConsultsTheMapOnceMoreWhenTheHandlerCameBetween) {
   for (const int status : {0, 4}) {
-    log = openLog(3);
-    pipe.registerTraceLog(log);
+    m_log = openLog(3);
+    m_pipe.registerTraceLog(m_log);
     fake.endsAt = 0;
     fake.waitError = ECHILD;
     fake.recordOnFailure = status;
-    EXPECT_EQ(pipe.WaitPid(10), status);
+    EXPECT_EQ(m_pipe.WaitPid(10), status);
     ASSERT_EQ(traced().size(), 3U);
     EXPECT_EQ(traced()[0], notInMap);
     EXPECT_EQ(traced()[2], foundInMap(status));
@@ -638,7 +607,7 @@ TEST_F(ExecPipeWaitPid, ConsultsTheMapOnceMoreWhenTheHandlerCameBetween) {
 TEST_F(ExecPipeWaitPid, FailsForAChildThatNobodyKnows) {
   fake.endsAt = 0;
   fake.waitError = ECHILD;
-  EXPECT_EQ(pipe.WaitPid(10), -1);
+  EXPECT_EQ(m_pipe.WaitPid(10), -1);
   EXPECT_EQ(fake.polls.size(), 1U);
   EXPECT_THAT(traced(), ElementsAre(notInMap));
   EXPECT_THAT(fake.kills, IsEmpty());
@@ -649,12 +618,12 @@ TEST_F(ExecPipeWaitPid, OtherFailuresAndOtherChildrenAreAskedAgain) {
   for (const int error : {EINTR, EINVAL}) {
     fake.waitError = error;
     fake.kills.clear();
-    EXPECT_EQ(pipe.WaitPid(0), -1);
+    EXPECT_EQ(m_pipe.WaitPid(0), -1);
     EXPECT_EQ(fake.kills.size(), 2U);
   }
   fake.waitError = 0;
   fake.found = fakePid + 1;
-  EXPECT_EQ(pipe.WaitPid(0), -1);
+  EXPECT_EQ(m_pipe.WaitPid(0), -1);
 }
 
 // Only a failed waitpid has an errno: one left over from before means nothing.
@@ -665,12 +634,12 @@ TEST_F(ExecPipeWaitPid, ARunningChildIsNotTakenForAnUnknownOne) {
     return fake.milliseconds < 300 ? 0 : fakePid;
   };
   const ScopedReplacements scope(replacements);
-  pipe.WaitPid(10);
+  m_pipe.WaitPid(10);
   EXPECT_EQ(fake.milliseconds, 300);
 }
 
 TEST_F(ExecPipeWaitPid, EscalatesFromPollingToTerminatingToKilling) {
-  pipe.registerTraceLog(Log());
+  m_pipe.registerTraceLog(Log());
   // The clock's whole seconds count, so a period of n lasts up to n + 1.
   const struct {
     long timeoutSeconds;
@@ -690,28 +659,28 @@ TEST_F(ExecPipeWaitPid, EscalatesFromPollingToTerminatingToKilling) {
     SCOPED_TRACE(c.timeoutSeconds);
     fake = FakeSystem();
     fake.milliseconds = c.startsAt;
-    EXPECT_EQ(pipe.WaitPid(c.timeoutSeconds), -1);
+    EXPECT_EQ(m_pipe.WaitPid(c.timeoutSeconds), -1);
     EXPECT_THAT(fake.kills, ElementsAre(Kill{c.terminatedAt, fakePid, SIGTERM},
                                         Kill{c.killedAt, fakePid, SIGKILL}));
     EXPECT_EQ(fake.milliseconds, c.givenUpAt);
     EXPECT_EQ(static_cast<long>(fake.polls.size()), (c.givenUpAt - c.startsAt) / 100);
-    EXPECT_EQ(pipe.m_childPid, fakePid);
+    EXPECT_EQ(m_pipe.m_childPid, fakePid);
   }
 }
 
 TEST_F(ExecPipeWaitPid, TracesAChildThatHangs) {
-  EXPECT_EQ(pipe.WaitPid(0), -1);
+  EXPECT_EQ(m_pipe.WaitPid(0), -1);
   EXPECT_THAT(without(notInMap, traced()), ElementsAre(hung));
   EXPECT_EQ(traced().back(), hung);
 }
 
 TEST_F(ExecPipeWaitPid, ReapsAChildThatTheSignalsEnded) {
-  pipe.registerTraceLog(Log());
+  m_pipe.registerTraceLog(Log());
   for (const long endsAt : {11000L, 15000L, 22000L, 32900L}) {
     fake = FakeSystem();
     fake.endsAt = endsAt;
     fake.status = SIGTERM;
-    EXPECT_EQ(pipe.WaitPid(10), SIGTERM);
+    EXPECT_EQ(m_pipe.WaitPid(10), SIGTERM);
     EXPECT_EQ(fake.milliseconds, endsAt);
     EXPECT_EQ(fake.kills.size(), endsAt < 22000 ? 1U : 2U);
   }
@@ -721,9 +690,9 @@ TEST_F(ExecPipeWaitPid, FailuresToSignalAreTracedAndTheEscalationGoesOn) {
   for (const int error : {ESRCH, EPERM}) {
     fake = FakeSystem();
     fake.killError = error;
-    log = openLog(1);
-    pipe.registerTraceLog(log);
-    EXPECT_EQ(pipe.WaitPid(10), -1);
+    m_log = openLog(1);
+    m_pipe.registerTraceLog(m_log);
+    EXPECT_EQ(m_pipe.WaitPid(10), -1);
     EXPECT_EQ(fake.kills.size(), 2U);
     EXPECT_THAT(traced(), ElementsAre("CCmnExecPipePosix::WaitPid ERROR: kill(" + pidText +
                                           ", SIGTERM) failed, errno " + std::to_string(error),
@@ -733,7 +702,7 @@ TEST_F(ExecPipeWaitPid, FailuresToSignalAreTracedAndTheEscalationGoesOn) {
   }
 }
 
-// ---- closing ----
+// --- closing
 
 // Answers WaitPid from the test.
 class DecodingPipe : public ProbedPipe {
@@ -748,25 +717,25 @@ class DecodingPipe : public ProbedPipe {
     status = value;
     m_childPid = fakePid;
     m_commandLine = "the command";
-    m_lastError = kelp_cmn_4_4::ECmnExecPipe("old", 99);
+    m_lastError = ECmnExecPipe("old", 99);
     return Close(10);
   }
 };
 
 int decoded(int status) {
   const auto bits = static_cast<unsigned int>(status);
-  return status == -1              ? 8
-         : bits % 128 == 127       ? 13
-         : bits % 128 != 0         ? 12
-         : (bits / 256) % 256 != 0 ? 11
-                                   : 0;
+  return status == -1              ? execPipeWaitFailed
+         : bits % 128 == 127       ? execPipeUnexpectedStatus
+         : bits % 128 != 0         ? execPipeSignalled
+         : (bits / 256) % 256 != 0 ? execPipeExitStatus
+                                   : execPipeOk;
 }
 
 void expectDecoded(DecodingPipe& pipe, int status) {
   const int code = pipe.closeWith(status);
   ASSERT_EQ(code, decoded(status)) << status;
   ASSERT_EQ(pipe.m_childPid, -1) << status;
-  const kelp_cmn_4_4::ECmnExecPipe error = pipe.getLastError();
+  const ECmnExecPipe error = pipe.getLastError();
   ASSERT_EQ(error.m_code, code == 0 ? 99 : code) << status;
   ASSERT_EQ(error.m_command, code == 0 ? "old" : "the command") << status;
   ASSERT_EQ(error.m_message, L"") << status;
@@ -783,15 +752,15 @@ TEST(ExecPipeClose, DecodesEveryWaitStatus) {
   }
 }
 
-TEST(ExecPipeClose, NamedStatusesGiveTheirCodes) {
+TEST(ExecPipeClose, TellsExitsSignalsStopsAndFailuresApart) {
   DecodingPipe pipe;
-  EXPECT_EQ(pipe.closeWith(0), 0);
-  EXPECT_EQ(pipe.closeWith(3 << 8), 11);
-  EXPECT_EQ(pipe.closeWith(255 << 8), 11);
-  EXPECT_EQ(pipe.closeWith(SIGTERM), 12);
-  EXPECT_EQ(pipe.closeWith(SIGSEGV | 0x80), 12);
-  EXPECT_EQ(pipe.closeWith(0x137f), 13);
-  EXPECT_EQ(pipe.closeWith(-1), 8);
+  EXPECT_EQ(pipe.closeWith(0), execPipeOk);
+  EXPECT_EQ(pipe.closeWith(3 << 8), execPipeExitStatus);
+  EXPECT_EQ(pipe.closeWith(255 << 8), execPipeExitStatus);
+  EXPECT_EQ(pipe.closeWith(SIGTERM), execPipeSignalled);
+  EXPECT_EQ(pipe.closeWith(SIGSEGV | 0x80), execPipeSignalled);
+  EXPECT_EQ(pipe.closeWith(0x137f), execPipeUnexpectedStatus);
+  EXPECT_EQ(pipe.closeWith(-1), execPipeWaitFailed);
 }
 
 TEST(ExecPipeClose, PassesTheTimeOutToWaitPid) {
@@ -805,9 +774,9 @@ TEST(ExecPipeClose, PassesTheTimeOutToWaitPid) {
 
 TEST(ExecPipeClose, WithNothingOpenDoesNothing) {
   DecodingPipe pipe;
-  pipe.m_lastError = kelp_cmn_4_4::ECmnExecPipe("old", 99);
-  EXPECT_EQ(pipe.Close(10), 0);
-  EXPECT_EQ(pipe.Close(10), 0);
+  pipe.m_lastError = ECmnExecPipe("old", 99);
+  EXPECT_EQ(pipe.Close(10), execPipeOk);
+  EXPECT_EQ(pipe.Close(10), execPipeOk);
   EXPECT_THAT(pipe.asked, IsEmpty());
   EXPECT_EQ(pipe.getLastError().m_code, 99);
 }
@@ -817,7 +786,7 @@ TEST(ExecPipeClose, ClosesTheReadEndAlsoWithoutAChild) {
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
   pipe.m_readFd = ends[0];
-  EXPECT_EQ(pipe.Close(10), 0);
+  EXPECT_EQ(pipe.Close(10), execPipeOk);
   EXPECT_EQ(pipe.m_readFd, -1);
   EXPECT_EQ(close(ends[0]), -1);
   close(ends[1]);
@@ -828,58 +797,64 @@ TEST(ExecPipeClose, KeepsTheReadAhead) {
   DecodingPipe pipe;
   pipe.m_bufferCount = 5;
   pipe.m_bufferPos = 2;
-  EXPECT_EQ(pipe.closeWith(0), 0);
+  EXPECT_EQ(pipe.closeWith(0), execPipeOk);
   EXPECT_EQ(pipe.m_bufferCount, 5);
   EXPECT_EQ(pipe.m_bufferPos, 2);
 }
 
 // Anything but -1 counts as a child.
 TEST(ExecPipeClose, WaitsForAnInvalidChildInVain) {
-  kelp_test::expectChangeOf("SIGCHLD");
+  expectChangeOf("SIGCHLD");
   ProbedPipe pipe;
   pipe.m_childPid = 0;
-  EXPECT_EQ(pipe.Close(10), 8);
+  EXPECT_EQ(pipe.Close(10), execPipeWaitFailed);
   EXPECT_EQ(pipe.m_childPid, -1);
-  EXPECT_EQ(pipe.getLastError().m_code, 8);
+  EXPECT_EQ(pipe.getLastError().m_code, execPipeWaitFailed);
 }
 
 class ExecPipeReaping : public ExecPipeHandler {
  protected:
-  Lines output;
+  Lines m_output;
 };
 
 // A plain exit code from the map is read as a wait status on purpose.
 TEST_F(ExecPipeReaping, TheMapsExitCodesAreReadAsWaitStatuses) {
   for (int value = 0; value < 256; ++value) {
     ProbedPipe::m_childStatusMap[fakePid] = value;
-    pipe.registerTraceLog(Log());
-    pipe.m_childPid = fakePid;
-    const int expected = value % 128 == 0 ? 0 : value % 128 == 127 ? 13 : 12;
-    EXPECT_EQ(pipe.Close(10), expected) << value;
+    m_pipe.registerTraceLog(Log());
+    m_pipe.m_childPid = fakePid;
+    const int expected = value % 128 == 0     ? execPipeOk
+                         : value % 128 == 127 ? execPipeUnexpectedStatus
+                                              : execPipeSignalled;
+    EXPECT_EQ(m_pipe.Close(10), expected) << value;
   }
 }
 
 TEST_F(ExecPipeReaping, AChildThatTheHandlerReapedIsReportedByItsPlainCode) {
-  pipe.handlerFirst = true;
+  m_pipe.handlerFirst = true;
   const struct {
     const char* mode;
     int code;
-  } cases[] = {{"exit 0", 0},   {"exit 3", 12},   {"exit 126", 12}, {"exit 127", 13},
-               {"exit 128", 0}, {"exit 255", 13}, {"die 15", 12},   {"die 9", 12}};
+  } cases[] = {
+      {"exit 0", execPipeOk},          {"exit 3", execPipeSignalled},
+      {"exit 126", execPipeSignalled}, {"exit 127", execPipeUnexpectedStatus},
+      {"exit 128", execPipeOk},        {"exit 255", execPipeUnexpectedStatus},
+      {"die 15", execPipeSignalled},   {"die 9", execPipeSignalled},
+  };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.mode);
-    EXPECT_EQ(pipe.run(hostile(c.mode), output), c.code);
-    EXPECT_FALSE(ProbedPipe::hasRecord(pipe.m_childPid));
+    EXPECT_EQ(m_pipe.run(hostile(c.mode), m_output), c.code);
+    EXPECT_FALSE(ProbedPipe::hasRecord(m_pipe.m_childPid));
   }
-  EXPECT_EQ(pipe.getLastError().m_code, 12);
-  EXPECT_EQ(pipe.getLastError().m_command, hostile("die 9"));
+  EXPECT_EQ(m_pipe.getLastError().m_code, execPipeSignalled);
+  EXPECT_EQ(m_pipe.getLastError().m_command, hostile("die 9"));
 }
 
 TEST_F(ExecPipeReaping, TheHandlersWayIsTraced) {
-  pipe.handlerFirst = true;
-  ASSERT_EQ(pipe.ExecPipe(hostile("exit 3"), ""), 0);
-  const std::string pid = std::to_string(pipe.m_childPid);
-  EXPECT_EQ(pipe.Close(10), 12);
+  m_pipe.handlerFirst = true;
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 3"), ""), execPipeOk);
+  const std::string pid = std::to_string(m_pipe.m_childPid);
+  EXPECT_EQ(m_pipe.Close(10), execPipeSignalled);
   EXPECT_THAT(
       traced(),
       ElementsAre(
@@ -889,32 +864,32 @@ TEST_F(ExecPipeReaping, TheHandlersWayIsTraced) {
 
 TEST_F(ExecPipeReaping, TheWaitpidWayIsTraced) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(pipe.ExecPipe(hostile("exit 3"), ""), 0);
-  const std::string pid = std::to_string(pipe.m_childPid);
-  EXPECT_EQ(pipe.Close(10), 11);
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 3"), ""), execPipeOk);
+  const std::string pid = std::to_string(m_pipe.m_childPid);
+  EXPECT_EQ(m_pipe.Close(10), execPipeExitStatus);
   const Lines lines = traced();
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines, Lines(lines.size(), "CCmnExecPipePosix::WaitPid: child pid " + pid +
                                            " not in childStatusMap, calling waitpid()"));
 }
 
-TEST_F(ExecPipeReaping, AChildReapedBySomebodyElseGivesEight) {
+TEST_F(ExecPipeReaping, AChildReapedBySomebodyElseIsAFailureToWait) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(pipe.ExecPipe(hostile("exit 3"), ""), 0);
-  const pid_t child = pipe.m_childPid;
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 3"), ""), execPipeOk);
+  const pid_t child = m_pipe.m_childPid;
   EXPECT_EQ(waitpid(child, nullptr, 0), child);
-  EXPECT_EQ(pipe.Close(10), 8);
-  EXPECT_EQ(pipe.getLastError().m_code, 8);
-  EXPECT_EQ(pipe.getLastError().m_command, hostile("exit 3"));
-  EXPECT_EQ(pipe.getLastError().m_message, L"");
-  EXPECT_EQ(pipe.m_childPid, -1);
+  EXPECT_EQ(m_pipe.Close(10), execPipeWaitFailed);
+  EXPECT_EQ(m_pipe.getLastError().m_code, execPipeWaitFailed);
+  EXPECT_EQ(m_pipe.getLastError().m_command, hostile("exit 3"));
+  EXPECT_EQ(m_pipe.getLastError().m_message, L"");
+  EXPECT_EQ(m_pipe.m_childPid, -1);
 }
 
-TEST_F(ExecPipeReaping, IgnoredChildSignalsAreNotUndoneByTheLibrary) {
-  // Every start installs the handler, whatever was there.
+// Every start installs the handler, whatever was there; else the system would reap the child.
+TEST_F(ExecPipeReaping, AStartUndoesThatTheHostIgnoresChildSignals) {
   signal(SIGCHLD, SIG_IGN);
   const BlockedChildSignal blocked;
-  EXPECT_EQ(pipe.run(hostile("exit 3"), output), 11);
+  EXPECT_EQ(m_pipe.run(hostile("exit 3"), m_output), execPipeExitStatus);
 }
 
 // A clock that runs as fast as the library sleeps, and stands still once a given signal was sent.
@@ -927,7 +902,7 @@ struct FastClock {
 
 class FastForward {
  public:
-  explicit FastForward(int stopsAt) : scope_(replacements()) {
+  explicit FastForward(int stopsAt) : m_scope(replacements()) {
     fast = FastClock();
     fast.stopsAt = stopsAt;
   }
@@ -948,26 +923,24 @@ class FastForward {
     };
     return result;
   }
-  ScopedReplacements scope_;
+  ScopedReplacements m_scope;
 };
 
 TEST_F(ExecPipeReaping, AChildThatClosesItsOutputAndStaysIsTerminated) {
   const BlockedChildSignal blocked;
   const FastForward clock(SIGTERM);
-  EXPECT_EQ(pipe.run(hostile("closeoutput"), output), 12);
-  EXPECT_THAT(output, ElementsAre("closing\n"));
+  EXPECT_EQ(m_pipe.run(hostile("closeoutput"), m_output), execPipeSignalled);
+  EXPECT_THAT(m_output, ElementsAre("closing\n"));
   EXPECT_THAT(fast.signals, ElementsAre(SIGTERM));
   EXPECT_EQ(fast.milliseconds, 11000) << "ten of the clock's seconds must pass";
 }
 
 TEST_F(ExecPipeReaping, AChildThatIgnoresTerminationIsKilled) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(pipe.ExecPipe(hostile("ignoreterm"), ""), 0);
-  char line[16];
-  unsigned char timedOut = 0;
-  ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("ignoreterm"), ""), execPipeOk);
+  ASSERT_EQ(m_pipe.next(), "r\n");
   const FastForward clock(SIGKILL);
-  EXPECT_EQ(pipe.Close(100), 12);
+  EXPECT_EQ(m_pipe.Close(100), execPipeSignalled);
   EXPECT_THAT(fast.signals, ElementsAre(SIGTERM, SIGKILL));
   EXPECT_EQ(fast.milliseconds, 132000);
 }
@@ -978,10 +951,8 @@ TEST_F(ExecPipeReaping, TheDestructorEndsAChildByForceAfterTenSeconds) {
   pid_t child = -1;
   {
     ProbedPipe other;
-    ASSERT_EQ(other.ExecPipe(hostile("ignoreterm"), ""), 0);
-    char line[16];
-    unsigned char timedOut = 0;
-    ASSERT_TRUE(other.ReadLine(line, sizeof line, &timedOut, 60));
+    ASSERT_EQ(other.ExecPipe(hostile("ignoreterm"), ""), execPipeOk);
+    ASSERT_EQ(other.next(), "r\n");
     child = other.m_childPid;
   }
   EXPECT_THAT(fast.signals, ElementsAre(SIGTERM, SIGKILL));
@@ -991,25 +962,21 @@ TEST_F(ExecPipeReaping, TheDestructorEndsAChildByForceAfterTenSeconds) {
 
 TEST_F(ExecPipeReaping, AStoppedChildIsKilled) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(pipe.ExecPipe(hostile("stop"), ""), 0);
-  char line[16];
-  unsigned char timedOut = 0;
-  ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("stop"), ""), execPipeOk);
+  ASSERT_EQ(m_pipe.next(), "stopping\n");
   siginfo_t info{};
-  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(pipe.m_childPid), &info, WSTOPPED | WNOWAIT), 0);
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(m_pipe.m_childPid), &info, WSTOPPED | WNOWAIT), 0);
   const FastForward clock(SIGKILL);  // a stopped process does not take SIGTERM
-  EXPECT_EQ(pipe.Close(0), 12);
+  EXPECT_EQ(m_pipe.Close(0), execPipeSignalled);
   EXPECT_THAT(fast.signals, ElementsAre(SIGTERM, SIGKILL));
 }
 
 TEST_F(ExecPipeReaping, ReallyPollsUntilTheClocksSecondChanges) {
   const BlockedChildSignal blocked;
-  ASSERT_EQ(pipe.ExecPipe(hostile("stay"), ""), 0);
-  char line[16];
-  unsigned char timedOut = 0;
-  ASSERT_TRUE(pipe.ReadLine(line, sizeof line, &timedOut, 60));
+  ASSERT_EQ(m_pipe.ExecPipe(hostile("stay"), ""), execPipeOk);
+  ASSERT_EQ(m_pipe.next(), "r\n");
   const time_t before = time(nullptr);
-  EXPECT_EQ(pipe.Close(0), 12);
+  EXPECT_EQ(m_pipe.Close(0), execPipeSignalled);
   EXPECT_GT(time(nullptr), before);
 }
 

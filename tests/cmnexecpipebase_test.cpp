@@ -14,57 +14,14 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
-#include <type_traits>
 #include <vector>
 
 namespace {
 
-using kelp_cmn_4_4::CCmnExecPipeBase;
-using kelp_cmn_4_4::CCmnTraceable;
-using kelp_cmn_4_4::ECmnExecPipe;
+using namespace kelp_cmn_4_4;
 using testing::ElementsAre;
 
 using Lines = std::vector<std::string>;
-
-static_assert(std::is_base_of_v<CCmnTraceable, CCmnExecPipeBase>);
-static_assert(std::is_abstract_v<CCmnExecPipeBase>);
-static_assert(std::has_virtual_destructor_v<CCmnExecPipeBase>);
-static_assert(!std::is_final_v<CCmnExecPipeBase>);
-static_assert(!std::is_copy_constructible_v<CCmnExecPipeBase>);
-static_assert(!std::is_copy_assignable_v<CCmnExecPipeBase>);
-static_assert(!std::is_final_v<ECmnExecPipe>);
-static_assert(std::is_copy_constructible_v<ECmnExecPipe>);
-
-static_assert(std::is_same_v<decltype(ECmnExecPipe::m_command), std::string>);
-static_assert(std::is_same_v<decltype(ECmnExecPipe::m_message), std::wstring>);
-static_assert(std::is_same_v<decltype(ECmnExecPipe::m_code), int>);
-static_assert(std::is_same_v<decltype(ECmnExecPipe::m_detail), long>);
-
-static_assert(std::is_same_v<decltype(&CCmnExecPipeBase::ExecPipe),
-                             int (CCmnExecPipeBase::*)(std::string, std::string)>);
-static_assert(
-    std::is_same_v<decltype(&CCmnExecPipeBase::WaitPid), int (CCmnExecPipeBase::*)(long)>);
-static_assert(std::is_same_v<decltype(&CCmnExecPipeBase::Close), int (CCmnExecPipeBase::*)(long)>);
-static_assert(std::is_same_v<decltype(&CCmnExecPipeBase::ReadLine),
-                             bool (CCmnExecPipeBase::*)(char*, int, unsigned char*, long)>);
-static_assert(
-    std::is_same_v<decltype(&CCmnExecPipeBase::IsAbortRequested), bool (CCmnExecPipeBase::*)()>);
-static_assert(
-    std::is_same_v<decltype(&CCmnExecPipeBase::IsChildContext), int (CCmnExecPipeBase::*)()>);
-static_assert(std::is_same_v<decltype(&CCmnExecPipeBase::ExecCommandInChildContext),
-                             int (CCmnExecPipeBase::*)(std::string, Lines&)>);
-static_assert(
-    std::is_same_v<decltype(&CCmnExecPipeBase::Exec),
-                   int (CCmnExecPipeBase::*)(std::string, Lines&, std::string, unsigned long,
-                                             std::string, std::string, std::string)>);
-static_assert(std::is_same_v<decltype(&CCmnExecPipeBase::Abort), void (CCmnExecPipeBase::*)()>);
-static_assert(std::is_same_v<decltype(&CCmnExecPipeBase::Init), void (CCmnExecPipeBase::*)()>);
-static_assert(std::is_same_v<decltype(&CCmnExecPipeBase::getLastError),
-                             ECmnExecPipe (CCmnExecPipeBase::*)()>);
-static_assert(std::is_same_v<decltype(CCmnExecPipeBase::m_pfnIsChildContext), int (*)()>);
-static_assert(std::is_same_v<decltype(CCmnExecPipeBase::m_pfnExecInChild),
-                             int (*)(const char*, char**, int*)>);
-static_assert(std::is_same_v<decltype(CCmnExecPipeBase::m_pfnFreeOutput), void (*)(char*, int)>);
 
 // What a ReadLine does: stores a line (unless it is null), sets the time-out mark (unless
 // negative), gives its result.
@@ -118,10 +75,10 @@ class ScriptedPipe : public CCmnExecPipeBase {
                     ")");
     EXPECT_EQ(buffer[0], '\0');
     EXPECT_EQ(*timedOut, 0);
-    if (next_ == readings.size()) {
+    if (m_next == readings.size()) {
       return false;
     }
-    const Reading& reading = readings[next_++];
+    const Reading& reading = readings[m_next++];
     if (reading.meanwhile) {
       reading.meanwhile();
     }
@@ -156,7 +113,7 @@ class ScriptedPipe : public CCmnExecPipeBase {
   Lines seenStrings;
 
  private:
-  size_t next_ = 0;
+  size_t m_next = 0;
 };
 
 // Leaves everything but the pure operations to the base.
@@ -168,71 +125,53 @@ class PlainPipe : public CCmnExecPipeBase {
   bool ReadLine(char*, int, unsigned char*, long) override { return false; }
 };
 
+void expectRecord(const ECmnExecPipe& record, const std::string& command,
+                  const std::wstring& message, int code, long detail) {
+  EXPECT_EQ(record.m_command, command);
+  EXPECT_EQ(record.m_message, message);
+  EXPECT_EQ(record.m_code, code);
+  EXPECT_EQ(record.m_detail, detail);
+}
+
 TEST(ExecPipeRecord, StartsEmpty) {
   const ECmnExecPipe record;
-  EXPECT_EQ(record.m_command, "");
-  EXPECT_EQ(record.m_message, L"");
-  EXPECT_EQ(record.m_code, 0);
-  EXPECT_EQ(record.m_detail, 0);
+  expectRecord(record, "", L"", execPipeOk, 0);
 }
 
 TEST(ExecPipeRecord, IsBuiltWithoutMessageAndDetailOrWhole) {
-  const ECmnExecPipe brief("c", 6);
-  EXPECT_EQ(brief.m_command, "c");
-  EXPECT_EQ(brief.m_message, L"");
-  EXPECT_EQ(brief.m_code, 6);
-  EXPECT_EQ(brief.m_detail, 0);
-  const ECmnExecPipe whole("d", L"m", 1, 24);
-  EXPECT_EQ(whole.m_command, "d");
-  EXPECT_EQ(whole.m_message, L"m");
-  EXPECT_EQ(whole.m_code, 1);
-  EXPECT_EQ(whole.m_detail, 24);
-}
-
-TEST(ExecPipeRecord, FieldsLieInOrder) {
-  const ECmnExecPipe record;
-  const void* const fields[] = {&record.m_command, &record.m_message, &record.m_code,
-                                &record.m_detail};
-  for (size_t i = 1; i < 4; ++i) {
-    EXPECT_TRUE(std::less<>()(fields[i - 1], fields[i])) << i;
-  }
+  const ECmnExecPipe brief("c", execPipeParseFailed);
+  expectRecord(brief, "c", L"", execPipeParseFailed, 0);
+  const ECmnExecPipe whole("d", L"m", execPipePipeFailed, 24);
+  expectRecord(whole, "d", L"m", execPipePipeFailed, 24);
 }
 
 TEST(ExecPipeRecord, CopyConstructionCopiesEverything) {
-  const ECmnExecPipe original("command", L"message", 11, 3);
+  const ECmnExecPipe original("command", L"message", execPipeExitStatus, 3);
   const ECmnExecPipe copy(original);
-  EXPECT_EQ(copy.m_command, "command");
-  EXPECT_EQ(copy.m_message, L"message");
-  EXPECT_EQ(copy.m_code, 11);
-  EXPECT_EQ(copy.m_detail, 3);
+  expectRecord(copy, "command", L"message", execPipeExitStatus, 3);
 }
 
 // Narrow on purpose.
 TEST(ExecPipeRecord, AssignmentCopiesOnlyCommandAndCode) {
-  const ECmnExecPipe source("new command", L"new message", 12, 9);
-  ECmnExecPipe target("old command", L"old message", 11, 3);
+  const ECmnExecPipe source("new command", L"new message", execPipeSignalled, 9);
+  ECmnExecPipe target("old command", L"old message", execPipeExitStatus, 3);
   ECmnExecPipe& result = (target = source);
   EXPECT_EQ(&result, &target);
-  EXPECT_EQ(target.m_command, "new command");
-  EXPECT_EQ(target.m_message, L"old message");
-  EXPECT_EQ(target.m_code, 12);
-  EXPECT_EQ(target.m_detail, 3);
+  expectRecord(target, "new command", L"old message", execPipeSignalled, 3);
 }
 
 TEST(ExecPipeRecord, AssignmentOfATemporaryIsAsNarrowAndLeavesItWhole) {
-  ECmnExecPipe source("a command too long for a short string", L"message", 12, 9);
+  ECmnExecPipe source("a command too long for a short string", L"message", execPipeSignalled, 9);
   ECmnExecPipe target;
   target = std::move(source);
-  EXPECT_EQ(target.m_command, "a command too long for a short string");
-  EXPECT_EQ(target.m_message, L"");
-  EXPECT_EQ(target.m_code, 12);
-  EXPECT_EQ(target.m_detail, 0);
+  expectRecord(target, "a command too long for a short string", L"", execPipeSignalled, 0);
   EXPECT_EQ(source.m_command, "a command too long for a short string");
   EXPECT_EQ(source.m_message, L"message");
 }
 
 TEST(ExecPipeRecord, MovingCopies) {
-  ECmnExecPipe source("a command too long for a short string", L"a message just as long", 12, 9);
+  ECmnExecPipe source("a command too long for a short string", L"a message just as long",
+                      execPipeSignalled, 9);
   const ECmnExecPipe target(std::move(source));
   EXPECT_EQ(target.m_message, L"a message just as long");
   EXPECT_EQ(source.m_command, "a command too long for a short string");
@@ -240,17 +179,13 @@ TEST(ExecPipeRecord, MovingCopies) {
 }
 
 TEST(ExecPipeRecord, AssignmentToItselfChangesNothing) {
-  ECmnExecPipe record("command", L"message", 11, 3);
+  ECmnExecPipe record("command", L"message", execPipeExitStatus, 3);
   const ECmnExecPipe& same = record;
   record = same;
-  EXPECT_EQ(record.m_command, "command");
-  EXPECT_EQ(record.m_message, L"message");
-  EXPECT_EQ(record.m_code, 11);
-  EXPECT_EQ(record.m_detail, 3);
+  expectRecord(record, "command", L"message", execPipeExitStatus, 3);
 }
 
-TEST(ExecPipeCodes, HaveTheirNumbers) {
-  using namespace kelp_cmn_4_4;
+TEST(ExecPipeCodes, AreThoseThatHostsWereCompiledWith) {
   EXPECT_EQ(execPipeOk, 0);
   EXPECT_EQ(execPipePipeFailed, 1);
   EXPECT_EQ(execPipeCloseFailed, 3);
@@ -270,10 +205,7 @@ void expectFresh(ScriptedPipe& pipe) {
   EXPECT_EQ(pipe.m_pfnIsChildContext, nullptr);
   EXPECT_EQ(pipe.m_pfnExecInChild, nullptr);
   EXPECT_EQ(pipe.m_pfnFreeOutput, nullptr);
-  EXPECT_EQ(pipe.m_lastError.m_command, "");
-  EXPECT_EQ(pipe.m_lastError.m_message, L"");
-  EXPECT_EQ(pipe.m_lastError.m_code, 0);
-  EXPECT_EQ(pipe.m_lastError.m_detail, 0);
+  expectRecord(pipe.m_lastError, "", L"", execPipeOk, 0);
   EXPECT_EQ(pipe.m_hostString1, "");
   EXPECT_EQ(pipe.m_hostString2, "");
   EXPECT_EQ(pipe.m_stdinFile, "");
@@ -307,7 +239,7 @@ TEST(ExecPipeBase, ChildContextDoesNothingByItself) {
   EXPECT_EQ(pipe.ExecCommandInChildContext("cmd", output), 0);
   EXPECT_THAT(output, ElementsAre("kept"));
   pipe.Init();
-  EXPECT_EQ(pipe.getLastError().m_code, 0);
+  EXPECT_EQ(pipe.getLastError().m_code, execPipeOk);
 }
 
 TEST(ExecPipeBase, LastErrorIsAWholeCopy) {
@@ -317,19 +249,16 @@ TEST(ExecPipeBase, LastErrorIsAWholeCopy) {
   pipe.m_lastError.m_code = 1;
   pipe.m_lastError.m_detail = 2;
   ECmnExecPipe copy = pipe.getLastError();
-  EXPECT_EQ(copy.m_command, "c");
-  EXPECT_EQ(copy.m_message, L"m");
-  EXPECT_EQ(copy.m_code, 1);
-  EXPECT_EQ(copy.m_detail, 2);
+  expectRecord(copy, "c", L"m", execPipePipeFailed, 2);
   copy.m_command = "changed";
   EXPECT_EQ(pipe.m_lastError.m_command, "c");
 }
 
-TEST(ExecPipeBaseExec, CallsTheOperationsInOrder) {
+TEST(ExecPipeBaseExec, StartsThenReadsToTheEndThenCloses) {
   ScriptedPipe pipe;
   pipe.readings = {{"one\n", true}, {"two\n", true, 0}, {"three", true}, {nullptr, false}};
   Lines output{"old"};
-  EXPECT_EQ(pipe.run(output), 0);
+  EXPECT_EQ(pipe.run(output), execPipeOk);
   EXPECT_THAT(output, ElementsAre("one\n", "two\n", "three"));
   EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecPipe(cmd,res)", "IsAbortRequested",
                                       "ReadLine(8191,7)", "IsAbortRequested", "ReadLine(8191,7)",
@@ -357,31 +286,33 @@ TEST(ExecPipeBaseExec, HandsAChildContextsCommandOverAndDoesNothingElse) {
     EXPECT_EQ(pipe.run(output), 77);
     EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecCommandInChildContext(cmd)"));
     EXPECT_THAT(output, ElementsAre("kept", "from the hook"));
-    EXPECT_EQ(pipe.getLastError().m_code, 0);
+    EXPECT_EQ(pipe.getLastError().m_code, execPipeOk);
   }
 }
 
 TEST(ExecPipeBaseExec, GivesAFailureToStartBackAndKeepsTheOutput) {
-  for (const int code : {1, 4, 6, 7, -1}) {
+  for (const int code :
+       {execPipePipeFailed, execPipeForkFailed, execPipeParseFailed, execPipeNotExecutable, -1}) {
     ScriptedPipe pipe;
     pipe.started = code;
     Lines output{"kept"};
     EXPECT_EQ(pipe.run(output), code);
     EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecPipe(cmd,res)"));
     EXPECT_THAT(output, ElementsAre("kept"));
-    EXPECT_EQ(pipe.getLastError().m_code, 0) << "recording is ExecPipe's job";
+    EXPECT_EQ(pipe.getLastError().m_code, execPipeOk) << "recording is ExecPipe's job";
   }
 }
 
 TEST(ExecPipeBaseExec, ClearsTheOutputOfACommandThatSaysNothing) {
   ScriptedPipe pipe;
   Lines output{"old"};
-  EXPECT_EQ(pipe.run(output), 0);
+  EXPECT_EQ(pipe.run(output), execPipeOk);
   EXPECT_TRUE(output.empty());
 }
 
 TEST(ExecPipeBaseExec, GivesTheResultOfClosingBack) {
-  for (const int code : {0, 3, 8, 11, 12, 13}) {
+  for (const int code : {execPipeOk, execPipeCloseFailed, execPipeWaitFailed, execPipeExitStatus,
+                         execPipeSignalled, execPipeUnexpectedStatus}) {
     ScriptedPipe pipe;
     pipe.readings = {{"line", true}};
     pipe.closed = code;
@@ -396,15 +327,12 @@ TEST(ExecPipeBaseExec, ReturnsAtOnceOnATimeOut) {
     ScriptedPipe pipe;
     pipe.readings = {{"one\n", true}, {"part", stored, 1}, {"never\n", true}};
     Lines output;
-    EXPECT_EQ(pipe.run(output), 5);
+    EXPECT_EQ(pipe.run(output), execPipeReadTimedOut);
     EXPECT_THAT(output, ElementsAre("one\n")) << "what came with the time-out is dropped";
     EXPECT_THAT(pipe.calls,
                 ElementsAre("IsChildContext", "ExecPipe(cmd,res)", "IsAbortRequested",
                             "ReadLine(8191,7)", "IsAbortRequested", "ReadLine(8191,7)"));
-    EXPECT_EQ(pipe.getLastError().m_command, "cmd");
-    EXPECT_EQ(pipe.getLastError().m_code, 5);
-    EXPECT_EQ(pipe.getLastError().m_message, L"");
-    EXPECT_EQ(pipe.getLastError().m_detail, 0);
+    expectRecord(pipe.getLastError(), "cmd", L"", execPipeReadTimedOut, 0);
   }
 }
 
@@ -412,7 +340,7 @@ TEST(ExecPipeBaseExec, OnlyAMarkOfOneIsATimeOut) {
   ScriptedPipe pipe;
   pipe.readings = {{"one\n", true, 2}, {"two\n", true, 255}, {nullptr, false, 2}};
   Lines output;
-  EXPECT_EQ(pipe.run(output), 0);
+  EXPECT_EQ(pipe.run(output), execPipeOk);
   EXPECT_THAT(output, ElementsAre("one\n", "two\n"));
   EXPECT_EQ(pipe.calls.back(), "Close(10)");
 }
@@ -422,7 +350,7 @@ TEST(ExecPipeBaseExec, SetsTheMarkAndTheBufferAnewBeforeEachLine) {
   ScriptedPipe pipe;
   pipe.readings = {{"one\n", true, 2}, {"two\n", true, 3}, {nullptr, true}, {nullptr, false}};
   Lines output;
-  EXPECT_EQ(pipe.run(output), 0);
+  EXPECT_EQ(pipe.run(output), execPipeOk);
   EXPECT_THAT(output, ElementsAre("one\n", "two\n", ""));
 }
 
@@ -445,7 +373,7 @@ TEST(ExecPipeBaseExec, HasRoomForTheLongestLine) {
   ScriptedPipe pipe;
   pipe.readings = {{longest.c_str(), true}};
   Lines output;
-  EXPECT_EQ(pipe.run(output), 0);
+  EXPECT_EQ(pipe.run(output), execPipeOk);
   EXPECT_THAT(output, ElementsAre(longest));
 }
 
@@ -482,12 +410,12 @@ TEST(ExecPipeBaseAbort, OnlySetsAFlag) {
 TEST(ExecPipeBaseAbort, BeforeExecReadsNothingAndClosesAndLasts) {
   ScriptedPipe pipe;
   pipe.readings = {{"never\n", true}};
-  pipe.closed = 12;
+  pipe.closed = execPipeSignalled;
   pipe.Abort();
   for (int run = 0; run < 2; ++run) {
     pipe.calls.clear();
     Lines output{"old"};
-    EXPECT_EQ(pipe.run(output), 12);
+    EXPECT_EQ(pipe.run(output), execPipeSignalled);
     EXPECT_TRUE(output.empty());
     EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecPipe(cmd,res)", "IsAbortRequested",
                                         "Close(10)"));
@@ -496,15 +424,15 @@ TEST(ExecPipeBaseAbort, BeforeExecReadsNothingAndClosesAndLasts) {
 
 TEST(ExecPipeBaseAbort, DoesNotKeepACommandFromFailingToStart) {
   ScriptedPipe pipe;
-  pipe.started = 6;
+  pipe.started = execPipeParseFailed;
   pipe.Abort();
   Lines output;
-  EXPECT_EQ(pipe.run(output), 6);
+  EXPECT_EQ(pipe.run(output), execPipeParseFailed);
 }
 
 void expectAbortedAfterTheFirstLine(ScriptedPipe& pipe) {
   Lines output;
-  EXPECT_EQ(pipe.run(output), 0);
+  EXPECT_EQ(pipe.run(output), execPipeOk);
   EXPECT_THAT(output, ElementsAre("one\n"));
   EXPECT_THAT(pipe.calls, ElementsAre("IsChildContext", "ExecPipe(cmd,res)", "IsAbortRequested",
                                       "ReadLine(8191,7)", "IsAbortRequested", "Close(10)"));

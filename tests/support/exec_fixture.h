@@ -4,19 +4,20 @@
 
 #include "cmnexecpipe.h"
 #include "cmntracelog.h"
+#include "install_root.h"
 #include "process_state.h"
 #include "scratch.h"
 
 #include <gtest/gtest.h>
 
 #include <signal.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -24,9 +25,23 @@
 
 namespace kelp_test {
 
+using Lines = std::vector<std::string>;
+
 // The command line that runs the helper program in one of its modes.
 inline std::string hostile(const std::string& arguments) {
   return std::string("'") + HOSTILE_CHILD_PATH + "' " + arguments;
+}
+
+// No process ever has such a number.
+constexpr int fakePid = 10000000;
+
+// Calls the handler with what the signal would tell.
+inline void tell(int pid, int status) {
+  siginfo_t info{};
+  info.si_signo = SIGCHLD;
+  info.si_pid = pid;
+  info.si_status = status;
+  kelp_cmn_4_4::CCmnExecPipePosix::GetChildStatus(SIGCHLD, &info, nullptr);
 }
 
 // Blocks SIGCHLD, so that only the library's own waitpid reaps.
@@ -58,6 +73,24 @@ bool eventually(Condition condition) {
   }
   return true;
 }
+
+// Sets an environment variable for as long as it lives.
+class ScopedVariable {
+ public:
+  ScopedVariable(const char* name, const char* value) : m_name(name) {
+    if (const char* old = getenv(name)) {
+      m_old = old;
+    }
+    setenv(name, value, 1);
+  }
+  ~ScopedVariable() { m_old ? setenv(m_name, m_old->c_str(), 1) : unsetenv(m_name); }
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+ private:
+  const char* m_name;
+  std::optional<std::string> m_old;
+};
 
 class ProbedPipe : public kelp_cmn_4_4::CCmnExecPipePosix {
  public:
@@ -111,33 +144,38 @@ class ProbedPipe : public kelp_cmn_4_4::CCmnExecPipePosix {
     m_childStatusMap.clear();
   }
 
-  int run(const std::string& command, std::vector<std::string>& output,
-          const std::string& stdinFile = "", unsigned long timeoutSeconds = 60) {
+  int run(const std::string& command, Lines& output, const std::string& stdinFile = "",
+          unsigned long timeoutSeconds = 60) {
     return Exec(command, output, stdinFile, timeoutSeconds, "", "", "");
   }
 
-  std::vector<std::string> arguments() const { return {m_argv, m_argv + m_argc}; }
+  // The next line by a buffer of that size, or nothing.
+  std::optional<std::string> next(int size = 100, long timeoutSeconds = 60) {
+    std::vector<char> buffer(static_cast<size_t>(std::max(size, 1)) + 1, '#');
+    timedOut = 77;
+    const bool stored = ReadLine(buffer.data(), size, &timedOut, timeoutSeconds);
+    EXPECT_EQ(buffer.back(), '#') << "wrote behind the buffer";
+    untouched = buffer[0] == '#';
+    if (!stored) {
+      return std::nullopt;
+    }
+    return std::string(buffer.begin(), std::find(buffer.begin(), buffer.end() - 1, '\0'));
+  }
+  unsigned char timedOut = 77;
+  bool untouched = false;
+
+  Lines arguments() const { return {m_argv, m_argv + m_argc}; }
 };
 
-// Needs the private view: the trace log's files are below /usr/tulsk.
+// The trace log's files lie in the install root.
 class ExecTest : public testing::Test {
  protected:
-  void SetUp() override {
+  ExecTest() {
     expectChangeOf("SIGCHLD");
-    if (std::getenv("KELP_PRIVATE_VIEW") == nullptr) {
-      GTEST_FAIL() << "this test writes below /usr/tulsk: run it through support/private_view";
-    }
-    std::filesystem::create_directories("/usr/tulsk/krellvane/logs");
-    std::filesystem::create_directories("/usr/tulsk/lib/kelp/configfiles");
-    log = openLog(3);
+    InstallRoot::makeConfigDir();
+    m_log = openLog(3);
   }
-
-  void TearDown() override {
-    if (std::getenv("KELP_PRIVATE_VIEW") != nullptr) {
-      std::filesystem::remove_all("/usr/tulsk");
-    }
-    ProbedPipe::forgetRecords();
-  }
+  ~ExecTest() override { ProbedPipe::forgetRecords(); }
 
   using Log = kelp_cmn_4_4::CCmnSmartPtr<
       kelp_cmn_4_4::CCmnTraceLog,
@@ -146,8 +184,8 @@ class ExecTest : public testing::Test {
   // Starts an empty trace file.
   static Log openLog(int level) {
     std::error_code ignored;
-    std::filesystem::remove(traceFile, ignored);
-    writeFile("/usr/tulsk/lib/kelp/configfiles/exectest.conf",
+    std::filesystem::remove(traceFile(), ignored);
+    writeFile(std::string(InstallRoot::configDir) + "exectest.conf",
               "[DEBUG_TRACE_INFO]\n\"TRACELEVEL\"=dword:0000000" + std::to_string(level) + "\n");
     Log result(new kelp_cmn_4_4::CCmnTraceLog);
     result->initialize("exectest", "", "", 0, false);
@@ -156,9 +194,9 @@ class ExecTest : public testing::Test {
   }
 
   // The messages traced so far, without their times.
-  static std::vector<std::string> traced() {
-    std::vector<std::string> messages;
-    std::istringstream lines(readFile(traceFile));
+  static Lines traced() {
+    Lines messages;
+    std::istringstream lines(readFile(traceFile()));
     for (std::string line; std::getline(lines, line);) {
       const size_t date = line.find(' ');
       const size_t clock = date == std::string::npos ? date : line.find(' ', date + 1);
@@ -167,8 +205,12 @@ class ExecTest : public testing::Test {
     return messages;
   }
 
-  static constexpr char traceFile[] = "/usr/tulsk/krellvane/logs/zorvt/exectest.log";
-  Log log;
+  Log m_log;
+
+ private:
+  static std::string traceFile() { return std::string(InstallRoot::traceDir) + "exectest.log"; }
+
+  const InstallRoot m_root;
 };
 
 }  // namespace kelp_test

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -122,13 +123,7 @@ bool grants(const HeapRequest& request) {
     default:
       break;
   }
-  if (fails(request.call == HeapCall::throwingNew ? Call::throwingNew : Call::nothrowNew)) {
-    return false;
-  }
-  if (current.operatorNew != nullptr) {
-    current.operatorNew(request.size);
-  }
-  return true;
+  return !fails(request.call == HeapCall::throwingNew ? Call::throwingNew : Call::nothrowNew);
 }
 
 [[maybe_unused]] const bool heapIsRuled = (setHeapRule(grants), true);
@@ -275,6 +270,15 @@ unsigned int sleep(unsigned int seconds) {
 
 time_t time(time_t* now) noexcept {
   return (current.time != nullptr ? current.time : real().time)(now);
+}
+
+// Called before anything could be looked up, too.
+void* mmap(void* address, size_t size, int access, int flags, int fd, off_t offset) noexcept {
+  if (fails(Call::mmap)) {
+    return MAP_FAILED;
+  }
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): what the system call gives
+  return reinterpret_cast<void*>(syscall(SYS_mmap, address, size, access, flags, fd, offset));
 }
 
 int fcntl(int fd, int command, ...) {

@@ -35,6 +35,7 @@ enum class Call {
   sleep,
   time,
   fcntl,
+  mmap,
   throwingNew,  // operator new in its ordinary forms
   nothrowNew,   // and in those that give null
 };
@@ -74,7 +75,6 @@ struct Replacements {
   time_t (*time)(time_t* now) = nullptr;
   int (*sigaction)(int number, const struct sigaction* action, struct sigaction* old) = nullptr;
   int (*schedYield)() = nullptr;
-  void (*operatorNew)(size_t size) = nullptr;  // looks on before the allocation
 };
 
 // Sets replacements, all of them, for as long as it lives; then those of before hold again.
