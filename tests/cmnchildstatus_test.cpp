@@ -2,107 +2,74 @@
 // signals.
 #include "cmnchildstatus.h"
 
+#include "another_process.h"
+#include "heap.h"
+#include "interposed_calls.h"
 #include "single_step.h"
 
 #include <gtest/gtest.h>
 
-#include <sched.h>
-#include <sys/mman.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
-#include <functional>
 #include <map>
 #include <memory>
-#include <new>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
 
-// What an allocation is interrupted by, as it would be by a signal; and how many there were.
-std::function<void()>* interruption = nullptr;
-thread_local bool counting = false;
-std::atomic<int> allocations{0};
-std::atomic<bool> refuseAllocations{false};
+using namespace kelp_cmn_4_4;
+using kelp_test::Call;
+using kelp_test::HeapCall;
+using kelp_test::HeapRequest;
+using kelp_test::HeapWatch;
+using kelp_test::inAnotherProcess;
+using kelp_test::realCalls;
+using kelp_test::Replacements;
+using kelp_test::ScopedFailure;
+using kelp_test::ScopedReplacements;
+using kelp_test::Times;
 
-// How often anybody gave way while waiting, and whether that does nothing, as in a real-time thread
-// that nobody may run beside.
+// Counts how often anybody gives way while waiting.
 std::atomic<long> yields{0};
-std::atomic<bool> yieldsInVain{false};
 
-thread_local bool refusePages = false;
-
-class Interrupting {
+class YieldCount {
  public:
-  explicit Interrupting(std::function<void()> handler) : handler_(std::move(handler)) {
-    interruption = &handler_;
+  explicit YieldCount(int (*schedYield)() = yieldAndCount) : m_scope(replacements(schedYield)) {
+    yields = 0;
   }
-  ~Interrupting() { interruption = nullptr; }
-  Interrupting(const Interrupting&) = delete;
-  Interrupting& operator=(const Interrupting&) = delete;
+  long value() const { return yields; }
 
  private:
-  std::function<void()> handler_;
+  static int yieldAndCount() {
+    ++yields;
+    return realCalls().schedYield();
+  }
+  static Replacements replacements(int (*schedYield)()) {
+    Replacements result;
+    result.schedYield = schedYield;
+    return result;
+  }
+  ScopedReplacements m_scope;
 };
 
-class CountingAllocations {
- public:
-  CountingAllocations() {
-    allocations = 0;
-    counting = true;
-  }
-  ~CountingAllocations() { counting = false; }
-  CountingAllocations(const CountingAllocations&) = delete;
-  CountingAllocations& operator=(const CountingAllocations&) = delete;
-};
-
-}  // namespace
-
-__attribute__((noinline)) void* operator new(size_t size) {
-  if (counting) {
-    ++allocations;
-  }
-  if (interruption != nullptr) {
-    (*interruption)();
-  }
-  void* block = refuseAllocations ? nullptr : std::malloc(size);
-  if (block == nullptr) {
-    throw std::bad_alloc();
-  }
-  return block;
+// What comes at every allocation of this thread, as a signal may.
+template <class Interruption>
+HeapWatch::Decision interruptedBy(Interruption interruption) {
+  return [interruption](const HeapRequest&) {
+    interruption();
+    return true;
+  };
 }
-// Whatever operator delete releases must have come from malloc.
-void* operator new(size_t size, const std::nothrow_t&) noexcept { return std::malloc(size); }
-__attribute__((noinline)) void operator delete(void* block) noexcept { std::free(block); }
-__attribute__((noinline)) void operator delete(void* block, size_t) noexcept { std::free(block); }
-
-extern "C" int sched_yield() noexcept {
-  ++yields;
-  return yieldsInVain ? 0 : static_cast<int>(syscall(SYS_sched_yield));
-}
-
-extern "C" void* mmap(void* address, size_t size, int access, int flags, int fd,
-                      off_t offset) noexcept {
-  if (refusePages) {
-    errno = ENOMEM;
-    return MAP_FAILED;
-  }
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): what the system call gives
-  return reinterpret_cast<void*>(syscall(SYS_mmap, address, size, access, flags, fd, offset));
-}
-
-namespace kelp_cmn_4_4 {
-namespace {
 
 using Map = ChildStatusRecorder::Map;
 constexpr int prepared = static_cast<int>(ChildStatusRecorder::preparedNodes);
 constexpr int queued = static_cast<int>(StatusQueue::firstCapacity);
+constexpr int otherPid = 1'000'000'000;  // beyond those that a test counts from 1
 
 void recordMany(ChildStatusRecorder& recorder, Map& map, int firstPid, int count) {
   for (int i = 0; i < count; ++i) {
@@ -133,13 +100,12 @@ TEST(ChildStatusRecorder, OverwritesARecordWithoutANode) {
 TEST(ChildStatusRecorder, AllocatesNothingInTheHandlerHoweverManyRecordsCome) {
   ChildStatusRecorder recorder;
   Map map;
-  {
-    const CountingAllocations counted;
-    recordMany(recorder, map, 1, prepared + 20 * queued);
-  }
-  EXPECT_EQ(allocations, 0);
+  HeapWatch watch;
+  recordMany(recorder, map, 1, prepared + 20 * queued);
+  watch.end();
+  EXPECT_EQ(watch.requests(), 0);
   EXPECT_EQ(map.size(), static_cast<size_t>(prepared));
-  recorder.prepare(map);
+  recorder.drainAndTopUp(map);
   EXPECT_EQ(map.size(), static_cast<size_t>(prepared + 20 * queued));
 }
 
@@ -150,9 +116,9 @@ TEST(ChildStatusRecorder, HandsOutEveryRecordOfMapAndQueueOnce) {
   recordMany(recorder, map, 1, count);
   for (int i = 0; i < count; ++i) {
     int status = -1;
-    ASSERT_TRUE(recorder.take(map, 1 + i, status)) << i;
+    ASSERT_TRUE(recorder.extract(map, 1 + i, status)) << i;
     ASSERT_EQ(status, i);
-    ASSERT_FALSE(recorder.take(map, 1 + i, status)) << i;
+    ASSERT_FALSE(recorder.extract(map, 1 + i, status)) << i;
     ASSERT_EQ(status, i);
   }
   EXPECT_TRUE(map.empty());
@@ -162,10 +128,10 @@ TEST(ChildStatusRecorder, KeepsTheLatestOfSeveralRecordsOfAChildAcrossTheQueue) 
   ChildStatusRecorder recorder;
   Map map;
   recordMany(recorder, map, 1, prepared);
-  recorder.record(map, 5000, 1);  // into the queue
-  recorder.record(map, 5000, 2);
+  recorder.record(map, otherPid, 1);  // into the queue
+  recorder.record(map, otherPid, 2);
   int status = 0;
-  EXPECT_TRUE(recorder.take(map, 5000, status));
+  EXPECT_TRUE(recorder.extract(map, otherPid, status));
   EXPECT_EQ(status, 2);
 }
 
@@ -174,24 +140,25 @@ TEST(ChildStatusRecorder, HasNodesAgainAfterEachUseByTheMainLine) {
   Map map;
   for (int round = 0; round < 3; ++round) {
     recordMany(recorder, map, 1 + 1000 * round, prepared);
-    recorder.prepare(map);
+    recorder.drainAndTopUp(map);
     recorder.record(map, 900 + 1000 * round, 1);
     EXPECT_EQ(map.count(900 + 1000 * round), 1U);
     int status = 0;
-    EXPECT_FALSE(recorder.take(map, -1, status));
+    EXPECT_FALSE(recorder.extract(map, -1, status));
   }
 }
 
 TEST(ChildStatusRecorder, GivesNodesBackInsteadOfAllocatingAnew) {
   ChildStatusRecorder recorder;
   Map map;
-  const CountingAllocations counted;
+  HeapWatch watch;
   for (int i = 0; i < 1000; ++i) {
     recorder.record(map, i, i);
     int status = -1;
-    recorder.take(map, i, status);
+    recorder.extract(map, i, status);
   }
-  EXPECT_EQ(allocations, 0);
+  watch.end();
+  EXPECT_EQ(watch.requests(), 0);
 }
 
 TEST(ChildStatusRecorder, TakesARecordIntoTheQueueWhenTheHandlerInterruptsTheMainLineInTheMap) {
@@ -200,13 +167,14 @@ TEST(ChildStatusRecorder, TakesARecordIntoTheQueueWhenTheHandlerInterruptsTheMai
   recordMany(recorder, map, 1, prepared);
   int interruptions = 0;
   {
-    const Interrupting handler([&] { recorder.record(map, 1000 + interruptions++, 3); });
-    recorder.prepare(map);  // allocates nodes, each time interrupted
+    const HeapWatch handler(
+        interruptedBy([&] { recorder.record(map, otherPid + interruptions++, 3); }));
+    recorder.drainAndTopUp(map);  // allocates nodes, each time interrupted
   }
   EXPECT_GE(interruptions, prepared);
   for (int i = 0; i < interruptions; ++i) {
     int status = -1;
-    EXPECT_TRUE(recorder.take(map, 1000 + i, status)) << i;
+    EXPECT_TRUE(recorder.extract(map, otherPid + i, status)) << i;
     EXPECT_EQ(status, 3);
   }
 }
@@ -220,7 +188,7 @@ TEST(ChildStatusRecorder, TheLatestStatusWinsHoweverManyRecordsCome) {
         recorder.record(map, 1 + i, i + older);
       }
     }
-    recorder.prepare(map);
+    recorder.drainAndTopUp(map);
     ASSERT_EQ(map.size(), static_cast<size_t>(count));
     for (const auto& [pid, status] : map) {
       ASSERT_EQ(status, pid - 1);
@@ -233,18 +201,17 @@ TEST(ChildStatusRecorder, TheLatestStatusWinsThoughAnOlderOneStillWaits) {
   Map map;
   recordMany(recorder, map, 1, prepared);
   {
-    const Interrupting handler([&] {
-      recorder.record(map, 1000, 0);  // for which there is no node
+    const HeapWatch handlerAndNoMemory([&](const HeapRequest&) {
+      recorder.record(map, otherPid, 0);  // for which there is no node
       recorder.record(map, 1, 5);
+      return false;
     });
-    refuseAllocations = true;
-    recorder.prepare(map);
-    refuseAllocations = false;
+    recorder.drainAndTopUp(map);
   }
-  EXPECT_EQ(map.count(1000), 0U);
+  EXPECT_EQ(map.count(otherPid), 0U);
   recorder.record(map, 1, 6);
   int status = -1;
-  EXPECT_TRUE(recorder.take(map, 1, status));
+  EXPECT_TRUE(recorder.extract(map, 1, status));
   EXPECT_EQ(status, 6);
 }
 
@@ -254,17 +221,16 @@ TEST(ChildStatusRecorder, LosesNoRecordThoughThousandsComeWhileTheMapIsInUse) {
   recordMany(recorder, map, 1, prepared);
   bool come = false;
   {
-    const Interrupting handler([&] {
-      if (!come) {
-        come = true;
-        recordMany(recorder, map, 10000, 5 * queued);
+    const HeapWatch handler(interruptedBy([&] {
+      if (!std::exchange(come, true)) {
+        recordMany(recorder, map, otherPid, 5 * queued);
       }
-    });
-    recorder.prepare(map);
+    }));
+    recorder.drainAndTopUp(map);
   }
   for (int i = 0; i < 5 * queued; ++i) {
     int status = -1;
-    ASSERT_TRUE(recorder.take(map, 10000 + i, status)) << i;
+    ASSERT_TRUE(recorder.extract(map, otherPid + i, status)) << i;
     ASSERT_EQ(status, i);
   }
 }
@@ -273,13 +239,15 @@ TEST(ChildStatusRecorder, LosesARecordOnlyWhereTheSystemHasNoPages) {
   ChildStatusRecorder recorder;
   Map map;
   recordMany(recorder, map, 1, prepared + queued);
-  refusePages = true;
-  recorder.record(map, 100000, 5);
-  refusePages = false;
-  recorder.record(map, 100001, 6);
+  {
+    const ScopedFailure noPages(Call::mmap, ENOMEM, 1, Times::onwards);
+    recorder.record(map, otherPid, 5);
+    EXPECT_EQ(noPages.failed(), 1);
+  }
+  recorder.record(map, otherPid + 1, 6);
   int status = -1;
-  EXPECT_FALSE(recorder.take(map, 100000, status));
-  EXPECT_TRUE(recorder.take(map, 100001, status));
+  EXPECT_FALSE(recorder.extract(map, otherPid, status));
+  EXPECT_TRUE(recorder.extract(map, otherPid + 1, status));
   EXPECT_EQ(status, 6);
   EXPECT_EQ(map.size(), static_cast<size_t>(prepared + queued));
 }
@@ -289,18 +257,18 @@ TEST(ChildStatusRecorder, LosesNothingThoughRecordsComeBetweenAnyTwoInstructions
   ChildStatusRecorder recorder;
   Map map;
   recordMany(recorder, map, 1, prepared + 3);
-  int pid = 1000;
+  int pid = otherPid;
   kelp_test::SingleStep step(1, 4000, [&] {
     recorder.record(map, pid, pid);
     ++pid;
   });
   int status = -1;
-  EXPECT_TRUE(step.run([&] { recorder.take(map, 1, status); }));
+  EXPECT_TRUE(step.run([&] { recorder.extract(map, 1, status); }));
   EXPECT_EQ(status, 0);
-  EXPECT_GT(pid, 1100);
-  recorder.prepare(map);
-  EXPECT_EQ(map.size(), static_cast<size_t>(prepared + 2 + pid - 1000));
-  for (int i = 1000; i < pid; ++i) {
+  EXPECT_GT(pid, otherPid + 100);
+  recorder.drainAndTopUp(map);
+  EXPECT_EQ(map.size(), static_cast<size_t>(prepared + 2 + pid - otherPid));
+  for (int i = otherPid; i < pid; ++i) {
     ASSERT_EQ(map[i], i);
   }
 }
@@ -309,13 +277,14 @@ TEST(ChildStatusRecorder, ToppingUpStopsQuietlyWhereMemoryEnds) {
   ChildStatusRecorder recorder;
   Map map;
   recordMany(recorder, map, 1, prepared);
-  refuseAllocations = true;
-  recorder.prepare(map);
-  refuseAllocations = false;
-  recorder.record(map, 7000, 1);
-  EXPECT_EQ(map.count(7000), 0U);
+  {
+    const HeapWatch noMemory(1, Times::onwards, HeapCall::throwingNew);
+    recorder.drainAndTopUp(map);
+  }
+  recorder.record(map, otherPid, 1);
+  EXPECT_EQ(map.count(otherPid), 0U);
   int status = 0;
-  EXPECT_TRUE(recorder.take(map, 7000, status));
+  EXPECT_TRUE(recorder.extract(map, otherPid, status));
 }
 
 TEST(ChildStatusRecorder, AdmitsNoVisitAndTouchesNoMapOnceItIsClosed) {
@@ -338,7 +307,7 @@ TEST(ChildStatusRecorder, DoesNotWaitForEverForAVisitThatNeverEnds) {
   recorder.record(map, 1, 9);
   const ChildStatusRecorder::Visit endless(recorder);
   int status = 0;
-  EXPECT_TRUE(recorder.take(map, 1, status));
+  EXPECT_TRUE(recorder.extract(map, 1, status));
   EXPECT_EQ(status, 9);
 }
 
@@ -348,18 +317,18 @@ TEST(ChildStatusRecorder, NobodyWaitsForAMapThatIsGone) {
   recorder.record(map, 1, 9);
   const ChildStatusRecorder::Visit endless(recorder);
   recorder.close();
-  yields = 0;
+  const YieldCount counted;
   int status = 77;
-  EXPECT_FALSE(recorder.take(map, 1, status));
-  recorder.prepare(map);
+  EXPECT_FALSE(recorder.extract(map, 1, status));
+  recorder.drainAndTopUp(map);
   recorder.record(map, 2, 9);
   std::thread([&] {
-    EXPECT_FALSE(recorder.take(map, 1, status));
-    recorder.prepare(map);
+    EXPECT_FALSE(recorder.extract(map, 1, status));
+    recorder.drainAndTopUp(map);
     recorder.beforeFork();
     recorder.afterFork(map);
   }).join();
-  EXPECT_EQ(yields, 0);
+  EXPECT_EQ(counted.value(), 0);
   EXPECT_EQ(status, 77);
   EXPECT_EQ(map.size(), 1U);
 }
@@ -369,57 +338,69 @@ TEST(ChildStatusRecorder, NobodyWaitsForAMapThatHisOwnThreadIsIn) {
   ChildStatusRecorder recorder;
   Map map;
   recordMany(recorder, map, 1, 2);
-  yields = 0;
+  const YieldCount counted;
   bool found = true;
   {
-    const Interrupting handler([&] {
+    const HeapWatch handler(interruptedBy([&] {
       int status = -1;
-      found = recorder.take(map, 2, status);
+      found = recorder.extract(map, 2, status);
       recorder.close();
-    });
-    recorder.prepare(map);
+    }));
+    recorder.drainAndTopUp(map);
   }
   EXPECT_FALSE(found);
-  EXPECT_EQ(yields, 0);
+  EXPECT_EQ(counted.value(), 0);
 }
 
 // Somebody in the map, in another thread, until he is let go.
 class InTheMap {
  public:
   InTheMap(ChildStatusRecorder& recorder, Map& map)
-      : handler_([this] {
-          if (std::this_thread::get_id() == thread_.get_id() && !inside_.exchange(true)) {
-            while (!go_) {
+      : m_thread([this, &recorder, &map] {
+          const HeapWatch watch(interruptedBy([this] {
+            m_inside = true;
+            while (!m_go) {
               std::this_thread::sleep_for(std::chrono::microseconds(100));
             }
-          }
-        }),
-        thread_([this, &recorder, &map] {
-          while (!started_) {
-            std::this_thread::yield();
-          }
-          recorder.prepare(map);  // allocates, for want of a node
+          }));
+          recorder.drainAndTopUp(map);  // allocates, for want of a node
         }) {
-    started_ = true;
-    while (!inside_) {
+    while (!m_inside) {
       std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
   }
   ~InTheMap() {
-    go_ = true;
-    thread_.join();
+    m_go = true;
+    m_thread.join();
   }
   InTheMap(const InTheMap&) = delete;
   InTheMap& operator=(const InTheMap&) = delete;
 
-  void letGo() { go_ = true; }
+  void letGo() { m_go = true; }
 
  private:
-  std::atomic<bool> started_{false};
-  std::atomic<bool> inside_{false};
-  std::atomic<bool> go_{false};
-  const Interrupting handler_;
-  std::thread thread_;
+  std::atomic<bool> m_inside{false};
+  std::atomic<bool> m_go{false};
+  std::thread m_thread;
+};
+
+// Somebody who is let go once anybody waits.
+class LetGoOnceAwaited {
+ public:
+  explicit LetGoOnceAwaited(InTheMap& somebody, std::chrono::milliseconds later = {})
+      : m_thread([&somebody, later] {
+          while (yields == 0) {
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+          }
+          std::this_thread::sleep_for(later);
+          somebody.letGo();
+        }) {}
+  ~LetGoOnceAwaited() { m_thread.join(); }
+  LetGoOnceAwaited(const LetGoOnceAwaited&) = delete;
+  LetGoOnceAwaited& operator=(const LetGoOnceAwaited&) = delete;
+
+ private:
+  std::thread m_thread;
 };
 
 // In a real-time thread 20,000 yields are over before anybody else has run.
@@ -428,37 +409,50 @@ TEST(ChildStatusRecorder, WaitsForATimeAndNotForANumberOfYields) {
   Map map;
   recorder.record(map, 1, 9);
   InTheMap somebody(recorder, map);
-  yieldsInVain = true;
-  yields = 0;
-  std::thread lettingGo([&] {
-    while (yields == 0) {
-      std::this_thread::sleep_for(std::chrono::microseconds(100));
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    somebody.letGo();
+  const YieldCount inVain([] {
+    ++yields;
+    return 0;
   });
+  const LetGoOnceAwaited lettingGo(somebody, std::chrono::milliseconds(10));
   int status = -1;
-  EXPECT_TRUE(recorder.take(map, 1, status));
+  EXPECT_TRUE(recorder.extract(map, 1, status));
   EXPECT_EQ(status, 9);
-  lettingGo.join();
-  yieldsInVain = false;
 }
 
-// ---- around a fork ----
+// --- around a fork
 
-// The result of a check in the child of a fork.
-template <class Check>
-int inAChildOf(ChildStatusRecorder& recorder, Map& map, Check check) {
-  recorder.beforeFork();
-  const pid_t child = fork();
-  if (child == 0) {
-    recorder.afterForkInChild(map);
-    _exit(check() ? 0 : 1);
+// The recorder that this thread's forks concern. Others have none.
+struct Forking {
+  ChildStatusRecorder& recorder;
+  Map& map;
+};
+thread_local const Forking* concerned = nullptr;
+
+template <class Step>
+void whereConcerned(Step step) {
+  if (concerned != nullptr) {
+    step(concerned->recorder, concerned->map);
   }
-  recorder.afterFork(map);
-  int status = -1;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return status;
+}
+
+// As the library has it done.
+[[maybe_unused]] const int atFork = pthread_atfork(
+    [] { whereConcerned([](ChildStatusRecorder& recorder, Map&) { recorder.beforeFork(); }); },
+    [] {
+      whereConcerned([](ChildStatusRecorder& recorder, Map& map) { recorder.afterFork(map); });
+    },
+    [] {
+      whereConcerned(
+          [](ChildStatusRecorder& recorder, Map& map) { recorder.afterForkInChild(map); });
+    });
+
+// Runs checks in a forked child.
+template <class Body>
+void inAChildOf(ChildStatusRecorder& recorder, Map& map, Body body) {
+  const Forking forking{recorder, map};
+  concerned = &forking;
+  inAnotherProcess(body);
+  concerned = nullptr;
 }
 
 bool isOpen(ChildStatusRecorder& recorder) {
@@ -466,15 +460,17 @@ bool isOpen(ChildStatusRecorder& recorder) {
   return static_cast<bool>(visit);
 }
 
-// Whether a recorder, whose map lacks these numbers, records at once and gives back.
-bool records(ChildStatusRecorder& recorder, Map& map) {
-  recorder.record(map, 5000, 1);
-  const bool atOnce = map.count(5000) == 1;
-  recordMany(recorder, map, 6000, 2 * queued);
-  int first = -1;
-  int last = -1;
-  return isOpen(recorder) && atOnce && recorder.take(map, 5000, first) && first == 1 &&
-         recorder.take(map, 6000 + 2 * queued - 1, last) && last == 2 * queued - 1;
+// A recorder whose map lacks these numbers records at once and gives back.
+void expectRecords(ChildStatusRecorder& recorder, Map& map) {
+  EXPECT_TRUE(isOpen(recorder));
+  recorder.record(map, otherPid, 1);
+  EXPECT_EQ(map.count(otherPid), 1U);
+  recordMany(recorder, map, otherPid + 1, 2 * queued);
+  int status = -1;
+  EXPECT_TRUE(recorder.extract(map, otherPid, status));
+  EXPECT_EQ(status, 1);
+  EXPECT_TRUE(recorder.extract(map, otherPid + 2 * queued, status));
+  EXPECT_EQ(status, 2 * queued - 1);
 }
 
 TEST(ChildStatusRecorder, GoesOnOnBothSidesOfAFork) {
@@ -482,18 +478,16 @@ TEST(ChildStatusRecorder, GoesOnOnBothSidesOfAFork) {
   Map map;
   for (const int waiting : {0, prepared + 5, prepared + queued}) {
     recordMany(recorder, map, 1, waiting);
-    EXPECT_EQ(inAChildOf(recorder, map,
-                         [&] {
-                           recorder.prepare(map);
-                           return map.size() == static_cast<size_t>(waiting) &&
-                                  records(recorder, map);
-                         }),
-              0);
-    recorder.prepare(map);
+    inAChildOf(recorder, map, [&] {
+      recorder.drainAndTopUp(map);
+      EXPECT_EQ(map.size(), static_cast<size_t>(waiting));
+      expectRecords(recorder, map);
+    });
+    recorder.drainAndTopUp(map);
     EXPECT_EQ(map.size(), static_cast<size_t>(waiting));
-    EXPECT_TRUE(records(recorder, map));
+    expectRecords(recorder, map);
     map.clear();
-    recorder.prepare(map);
+    recorder.drainAndTopUp(map);
   }
 }
 
@@ -512,15 +506,9 @@ TEST(ChildStatusRecorder, AForkAwaitsWhoeverIsInTheMap) {
   Map map;
   recorder.record(map, 1, 9);
   InTheMap somebody(recorder, map);
-  yields = 0;
-  std::thread lettingGo([&] {
-    while (yields == 0) {
-      std::this_thread::sleep_for(std::chrono::microseconds(100));
-    }
-    somebody.letGo();
-  });
-  EXPECT_EQ(inAChildOf(recorder, map, [&] { return records(recorder, map); }), 0);
-  lettingGo.join();
+  const YieldCount counted;
+  const LetGoOnceAwaited lettingGo(somebody);
+  inAChildOf(recorder, map, [&] { expectRecords(recorder, map); });
 }
 
 // A handler in another thread need not be awaited: it is not in the child, nor is its visit.
@@ -528,9 +516,12 @@ TEST(ChildStatusRecorder, AForkAwaitsNoVisitAndLeavesItBehind) {
   ChildStatusRecorder recorder;
   Map map;
   const ChildStatusRecorder::Visit endless(recorder);
-  yields = 0;
-  EXPECT_EQ(inAChildOf(recorder, map, [&] { return records(recorder, map) && yields == 0; }), 0);
-  EXPECT_EQ(yields, 0);
+  const YieldCount counted;
+  inAChildOf(recorder, map, [&] {
+    expectRecords(recorder, map);
+    EXPECT_EQ(counted.value(), 0);
+  });
+  EXPECT_EQ(counted.value(), 0);
 }
 
 // The child's map may be half changed then, so nobody touches it, and nobody waits for it.
@@ -539,13 +530,13 @@ TEST(ChildStatusRecorder, IsClosedInAChildWhereSomebodyWasChangingTheMap) {
   Map map;
   recorder.record(map, 1, 9);
   const InTheMap somebody(recorder, map);
-  EXPECT_EQ(inAChildOf(recorder, map,
-                       [&] {
-                         yields = 0;
-                         int status = -1;
-                         return !isOpen(recorder) && !recorder.take(map, 1, status) && yields == 0;
-                       }),
-            0);
+  inAChildOf(recorder, map, [&] {
+    const YieldCount counted;
+    int status = -1;
+    EXPECT_FALSE(isOpen(recorder));
+    EXPECT_FALSE(recorder.extract(map, 1, status));
+    EXPECT_EQ(counted.value(), 0);
+  });
 }
 
 #ifdef __SANITIZE_ADDRESS__
@@ -566,11 +557,12 @@ TEST(ChildStatusRecorder, GoesOnInTheChildOfAForkWhereverAHandlerHadCome) {
     const ChildStatusRecorder::Visit visit(recorder);
     kelp_test::SingleStep step(n, n, [&] {
       somebody.reset();
-      EXPECT_EQ(inAChildOf(recorder, map, [&] { return records(recorder, map); }), 0) << n;
+      SCOPED_TRACE(n);
+      inAChildOf(recorder, map, [&] { expectRecords(recorder, map); });
     });
     reached = step.run([&] { recorder.record(map, 2, 9); });
     somebody.reset();
-    recorder.prepare(map);
+    recorder.drainAndTopUp(map);
     EXPECT_EQ(map.count(2), 1U);
   }
 }
@@ -579,23 +571,22 @@ TEST(ChildStatusRecorder, ASignalHandlerMayForkWhileItsThreadIsInTheMap) {
   ChildStatusRecorder recorder;
   Map map;
   recordMany(recorder, map, 1, 2);
-  yields = 0;
+  const YieldCount counted;
   bool come = false;
   {
-    const Interrupting handler([&] {
-      if (come) {
+    const HeapWatch handler(interruptedBy([&] {
+      if (std::exchange(come, true)) {
         return;
       }
-      come = true;
-      EXPECT_EQ(inAChildOf(recorder, map, [&] { return !isOpen(recorder); }), 0);
+      inAChildOf(recorder, map, [&] { EXPECT_FALSE(isOpen(recorder)); });
       recorder.record(map, 3, 3);
       EXPECT_EQ(map.count(3), 0U) << "the thread is in the map again";
-    });
-    recorder.prepare(map);
+    }));
+    recorder.drainAndTopUp(map);
   }
   EXPECT_TRUE(come);
-  EXPECT_EQ(yields, 0);
-  EXPECT_TRUE(records(recorder, map));
+  EXPECT_EQ(counted.value(), 0);
+  expectRecords(recorder, map);
   EXPECT_EQ(map.count(3), 1U);
 }
 
@@ -613,12 +604,12 @@ TEST(ChildStatusRecorder, ForksInSeveralThreadsBesideHandlersAndLookUps) {
   });
   threads.emplace_back([&] {
     for (int status = 0; !done;) {
-      recorder.take(map, 1, status);
+      recorder.extract(map, 1, status);
     }
   });
   const auto forkMany = [&] {
     for (int i = 0; i < 30; ++i) {
-      EXPECT_EQ(inAChildOf(recorder, map, [&] { return records(recorder, map); }), 0);
+      inAChildOf(recorder, map, [&] { expectRecords(recorder, map); });
     }
   };
   std::thread forking(forkMany);
@@ -651,8 +642,8 @@ TEST(ChildStatusRecorder, LosesNothingBetweenHandlersInThreadsAndTheMainLine) {
   for (int i = 0; i < each; ++i) {
     for (int h = 0; h < handlers; ++h) {
       int status = -1;
-      while (!recorder.take(map, 1 + h * each + i, status)) {
-        recorder.prepare(map);
+      while (!recorder.extract(map, 1 + h * each + i, status)) {
+        recorder.drainAndTopUp(map);
         std::this_thread::yield();
       }
       ASSERT_EQ(status, i);
@@ -666,4 +657,3 @@ TEST(ChildStatusRecorder, LosesNothingBetweenHandlersInThreadsAndTheMainLine) {
 }
 
 }  // namespace
-}  // namespace kelp_cmn_4_4

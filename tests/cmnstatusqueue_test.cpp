@@ -2,18 +2,17 @@
 // its instructions. No signal of a child is needed here.
 #include "cmnstatusqueue.h"
 
+#include "another_process.h"
+#include "interposed_calls.h"
 #include "single_step.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <deque>
 #include <memory>
 #include <random>
@@ -22,47 +21,19 @@
 
 namespace {
 
-std::atomic<int> mappings{0};
-std::atomic<bool> refusePages{false};
-thread_local bool counting = false;
-
-// Counts what the running test maps.
-class CountingMappings {
- public:
-  CountingMappings() {
-    mappings = 0;
-    counting = true;
-  }
-  ~CountingMappings() {
-    counting = false;
-    refusePages = false;
-  }
-  CountingMappings(const CountingMappings&) = delete;
-  CountingMappings& operator=(const CountingMappings&) = delete;
-};
-
-}  // namespace
-
-extern "C" void* mmap(void* address, size_t size, int access, int flags, int fd,
-                      off_t offset) noexcept {
-  if (counting) {
-    ++mappings;
-    if (refusePages) {
-      errno = ENOMEM;
-      return MAP_FAILED;
-    }
-  }
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): what the system call gives
-  return reinterpret_cast<void*>(syscall(SYS_mmap, address, size, access, flags, fd, offset));
-}
-
-namespace kelp_cmn_4_4 {
-namespace {
+using namespace kelp_cmn_4_4;
+using kelp_test::Call;
+using kelp_test::ScopedFailure;
+using kelp_test::Times;
 
 using Record = StatusQueue::Record;
 
 constexpr int firstCapacity = static_cast<int>(StatusQueue::firstCapacity);
 constexpr int ringCapacity = 1024;
+
+// Two numbers beyond all others here.
+constexpr int interrupted = 1'000'000'000;
+constexpr int interrupting = 2'000'000'000;
 
 struct OwnRing {
   std::array<StatusRing::Slot, ringCapacity> slots;
@@ -94,7 +65,7 @@ std::vector<int> numbers(int first, int count) {
   return result;
 }
 
-// ---- one ring ----
+// --- one ring
 
 TEST(StatusRing, GivesRecordsBackInTheirOrderHoweverOftenItGoesRound) {
   OwnRing own;
@@ -169,7 +140,7 @@ TEST(StatusRing, RefusesNothingWhileThereIsRoom) {
   std::atomic<int> refused{0};
   const auto produce = [&](int first) {
     for (int i = 0; i < records; ++i) {
-      while (waiting.fetch_add(1) >= 900) {
+      while (waiting.fetch_add(1) >= ringCapacity - 100) {
         waiting.fetch_sub(1);
         std::this_thread::yield();
       }
@@ -224,15 +195,15 @@ TEST(StatusRing, ForgetsWhatIsUnfinishedAndNothingElse) {
   }
 }
 
-// ---- growth ----
+// --- growth
 
 TEST(StatusQueue, MapsNothingUntilItsFirstRingIsFull) {
   StatusQueue queue;
-  const CountingMappings counted;
+  const ScopedFailure counted(Call::mmap, ENOMEM, INT_MAX);
   pushMany(queue, 0, firstCapacity);
-  EXPECT_EQ(mappings, 0);
+  EXPECT_EQ(counted.calls(), 0);
   pushMany(queue, firstCapacity, 1);
-  EXPECT_EQ(mappings, 1);
+  EXPECT_EQ(counted.calls(), 1);
   EXPECT_EQ(drained(queue), numbers(0, firstCapacity + 1));
 }
 
@@ -249,18 +220,18 @@ TEST(StatusQueue, UsesItsPagesAgain) {
   StatusQueue queue;
   pushMany(queue, 0, 10 * firstCapacity);
   drained(queue);
-  const CountingMappings counted;
+  const ScopedFailure counted(Call::mmap, ENOMEM, INT_MAX);
   for (int round = 0; round < 20; ++round) {
     pushMany(queue, 0, 8 * firstCapacity);
     EXPECT_EQ(drained(queue), numbers(0, 8 * firstCapacity));
   }
-  EXPECT_EQ(mappings, 0);
+  EXPECT_EQ(counted.calls(), 0);
 }
 
 TEST(StatusQueue, KeepsWhatIsNotTaken) {
   StatusQueue queue;
   pushMany(queue, 0, 3 * firstCapacity);
-  for (int next = 0; next < 3 * firstCapacity; next += 700) {
+  for (int next = 0; next < 3 * firstCapacity; next += firstCapacity * 2 / 3) {
     int offered = -1;
     queue.handOut([&](Record record) {
       offered = record.pid;
@@ -274,16 +245,14 @@ TEST(StatusQueue, LosesARecordOnlyWhereTheSystemHasNoPages) {
   StatusQueue queue;
   pushMany(queue, 0, firstCapacity);
   {
-    const CountingMappings counted;
-    refusePages = true;
-    EXPECT_FALSE(queue.push({4711, -4711}));
-    EXPECT_EQ(mappings, 1);
+    const ScopedFailure noPages(Call::mmap, ENOMEM, 1, Times::onwards);
+    EXPECT_FALSE(queue.push({interrupted, -interrupted}));
+    EXPECT_EQ(noPages.failed(), 1);
   }
   EXPECT_EQ(drained(queue), numbers(0, firstCapacity));
-  const CountingMappings counted;
-  refusePages = true;
+  const ScopedFailure noPages(Call::mmap, ENOMEM, 1, Times::onwards);
   pushMany(queue, 0, firstCapacity);
-  EXPECT_EQ(mappings, 0) << "there is room again";
+  EXPECT_EQ(noPages.calls(), 0) << "there is room again";
 }
 
 TEST(StatusQueue, AgreesWithAPlainQueue) {
@@ -294,11 +263,11 @@ TEST(StatusQueue, AgreesWithAPlainQueue) {
     std::deque<int> plain;
     int next = 0;
     for (int step = 0; step < 60; ++step) {
-      for (size_t count = random() % 1000; count > 0; --count) {
+      for (size_t count = random() % firstCapacity; count > 0; --count) {
         ASSERT_TRUE(queue.push({next, -next}));
         plain.push_back(next++);
       }
-      size_t wanted = random() % 1100;
+      size_t wanted = random() % (firstCapacity + firstCapacity / 10);
       queue.handOut([&](Record record) {
         if (wanted == 0) {
           return false;
@@ -314,7 +283,7 @@ TEST(StatusQueue, AgreesWithAPlainQueue) {
   }
 }
 
-// ---- several threads ----
+// --- several threads
 
 TEST(StatusQueue, LosesNothingAmongThreadsThatMakeItGrow) {
   constexpr int producers = 4;
@@ -382,7 +351,7 @@ TEST(StatusQueue, WhatIsPushedAfterAnotherRecordComesOutAfterIt) {
   }
 }
 
-// ---- between two instructions ----
+// --- between two instructions
 
 using Queue = std::unique_ptr<StatusQueue>;
 
@@ -398,15 +367,15 @@ TEST(StatusQueue, APushThatPushesInterruptAnywhereLosesAndDoublesNothing) {
   kelp_test::interruptAtEachInstruction(
       [&] { queue = almostFull(); },
       [&] {
-        queue->push({5000, -5000});
+        queue->push({interrupted, -interrupted});
       },
-      [&] { pushMany(*queue, 6000, 3); },
+      [&] { pushMany(*queue, interrupting, 3); },
       [&](long n) {
         std::vector<int> pids = drained(*queue);
         pids.erase(pids.begin(), pids.begin() + firstCapacity - 2);
-        EXPECT_EQ(std::count(pids.begin(), pids.end(), 5000), 1) << n;
-        pids.erase(std::find(pids.begin(), pids.end(), 5000));
-        EXPECT_EQ(pids, numbers(6000, 3)) << n;
+        EXPECT_EQ(std::count(pids.begin(), pids.end(), interrupted), 1) << n;
+        pids.erase(std::find(pids.begin(), pids.end(), interrupted));
+        EXPECT_EQ(pids, numbers(interrupting, 3)) << n;
       });
 }
 
@@ -419,12 +388,12 @@ TEST(StatusQueue, APushThatAConsumerInterruptsAnywhereLosesAndDoublesNothing) {
         pids.clear();
       },
       [&] {
-        queue->push({5000, -5000});
+        queue->push({interrupted, -interrupted});
       },
       [&] {
-        pushMany(*queue, 6000, 1);
+        pushMany(*queue, interrupting, 1);
         pids = drained(*queue);
-        pushMany(*queue, 6001, 2);
+        pushMany(*queue, interrupting + 1, 2);
       },
       [&](long n) {
         const std::vector<int> rest = drained(*queue);
@@ -432,9 +401,9 @@ TEST(StatusQueue, APushThatAConsumerInterruptsAnywhereLosesAndDoublesNothing) {
         EXPECT_EQ(std::vector<int>(pids.begin(), pids.begin() + firstCapacity - 2),
                   numbers(0, firstCapacity - 2));
         pids.erase(pids.begin(), pids.begin() + firstCapacity - 2);
-        EXPECT_EQ(std::count(pids.begin(), pids.end(), 5000), 1) << n;
-        pids.erase(std::find(pids.begin(), pids.end(), 5000));
-        EXPECT_EQ(pids, numbers(6000, 3)) << n;
+        EXPECT_EQ(std::count(pids.begin(), pids.end(), interrupted), 1) << n;
+        pids.erase(std::find(pids.begin(), pids.end(), interrupted));
+        EXPECT_EQ(pids, numbers(interrupting, 3)) << n;
         EXPECT_TRUE(queue->empty()) << n;
       });
 }
@@ -445,7 +414,7 @@ TEST(StatusQueue, AConsumerThatPushesInterruptEverywhereGetsAllInTheirOrder) {
   pushMany(queue, 0, firstCapacity - 5);
   int next = firstCapacity - 5;
   std::vector<int> pids;
-  pids.reserve(100000);
+  pids.reserve(size_t{100} * firstCapacity);
   kelp_test::SingleStep step(1, 10000, [&] {
     queue.push({next, -next});
     ++next;
@@ -480,31 +449,26 @@ TEST(StatusQueue, GoesOnInTheChildOfAForkWhereverAPushHadCome) {
       if (instructions++ % forkEvery != 0) {
         return;
       }
-      const pid_t child = fork();
-      if (child == 0) {
-        pushMany(*queue, 6000, 1);  // another one's, which came later and was finished
+      kelp_test::inAnotherProcess([&] {
+        pushMany(*queue, interrupting, 1);  // another one's, which came later and was finished
         queue->forgetUnfinished();
-        pushMany(*queue, 6001, 2);
+        pushMany(*queue, interrupting + 1, 2);
         std::vector<int> pids = drained(*queue);
-        pids.erase(std::remove(pids.begin(), pids.end(), 5000), pids.end());
+        pids.erase(std::remove(pids.begin(), pids.end(), interrupted), pids.end());
         std::vector<int> expected = numbers(0, waiting);
-        for (int i = 6000; i < 6003; ++i) {
-          expected.push_back(i);
+        for (const int number : numbers(interrupting, 3)) {
+          expected.push_back(number);
         }
-        bool right = pids == expected && queue->empty();
+        EXPECT_EQ(pids, expected);
+        EXPECT_TRUE(queue->empty());
         pushMany(*queue, 0, 2 * firstCapacity);
-        right = right && drained(*queue) == numbers(0, 2 * firstCapacity);
-        _exit(right ? 0 : 1);
-      }
-      int status = -1;
-      waitpid(child, &status, 0);
-      EXPECT_EQ(status, 0);
+        EXPECT_EQ(drained(*queue), numbers(0, 2 * firstCapacity));
+      });
     });
-    EXPECT_TRUE(step.run([&] { queue->push({5000, -5000}); }));
+    EXPECT_TRUE(step.run([&] { queue->push({interrupted, -interrupted}); }));
     EXPECT_GT(instructions, 10);
     drained(*queue);
   }
 }
 
 }  // namespace
-}  // namespace kelp_cmn_4_4

@@ -11,7 +11,7 @@
 namespace kelp_cmn_4_4 {
 namespace {
 
-constexpr long patienceNanoseconds = 100'000'000;
+constexpr long longestWaitNanoseconds = 100'000'000;
 constexpr int yieldsBeforeSleeping = 100;
 constexpr timespec shortSleep{0, 100'000};
 
@@ -21,8 +21,8 @@ long nanosecondsNow() {
   return now.tv_sec * 1'000'000'000 + now.tv_nsec;
 }
 
-// Lets others run. To yield is not enough in a real-time thread, whose yielding lets no ordinary
-// one run. The sleep is a bare system call, because nobody may be cancelled here.
+// Lets others run. A real-time thread must sleep for that: when it yields, no ordinary thread runs.
+// The sleep is a bare system call, as pthread_cancel may end a thread in nanosleep().
 void giveWay(int attempt) {
   if (attempt < yieldsBeforeSleeping) {
     sched_yield();
@@ -31,15 +31,15 @@ void giveWay(int attempt) {
   }
 }
 
-// A handler in another thread is done within microseconds of getting a processor. What keeps it
-// longer may keep it for ever; hence the bound.
+// Waits for a handler or a look-up in another thread, which takes microseconds once it runs. One
+// that takes much longer may never end, so the wait is bounded.
 template <class Condition>
 bool comesTrueSoon(Condition condition) {
   if (condition()) {
     return true;
   }
   const long start = nanosecondsNow();
-  for (int attempt = 0; nanosecondsNow() - start < patienceNanoseconds; ++attempt) {
+  for (int attempt = 0; nanosecondsNow() - start < longestWaitNanoseconds; ++attempt) {
     giveWay(attempt);
     if (condition()) {
       return true;
@@ -65,22 +65,22 @@ class AllSignalsBlocked {
 
 }  // namespace
 
-// Holds the map, if it could be had.
+// Releases the map in the end, if it could be had.
 class ChildStatusRecorder::MapUse {
  public:
-  MapUse(ChildStatusRecorder& recorder, bool taken) : m_recorder(recorder), m_taken(taken) {}
+  MapUse(ChildStatusRecorder& recorder, bool held) : m_recorder(recorder), m_held(held) {}
   ~MapUse() {
-    if (m_taken) {
-      m_recorder.giveMapBack();
+    if (m_held) {
+      m_recorder.releaseMap();
     }
   }
   MapUse(const MapUse&) = delete;
   MapUse& operator=(const MapUse&) = delete;
-  explicit operator bool() const { return m_taken; }
+  explicit operator bool() const { return m_held; }
 
  private:
   ChildStatusRecorder& m_recorder;
-  bool m_taken;
+  bool m_held;
 };
 
 ChildStatusRecorder::ChildStatusRecorder() { topUp(); }
@@ -92,38 +92,39 @@ ChildStatusRecorder::Visit::Visit(ChildStatusRecorder& recorder) : m_recorder(re
 
 ChildStatusRecorder::Visit::~Visit() { m_recorder.m_visits.fetch_sub(1); }
 
-// Whoever gets hold of the map after close() gave up waiting for its holder must not touch it.
-bool ChildStatusRecorder::tryTakeMap() {
+// close() does not wait for ever, so somebody may get hold of the map after it. By then the map may
+// be destroyed.
+bool ChildStatusRecorder::tryHoldMap() {
   pthread_t nobody = 0;
   if (!m_mapHolder.compare_exchange_strong(nobody, pthread_self())) {
     return false;
   }
   if (!m_open.load()) {
-    giveMapBack();
+    releaseMap();
     return false;
   }
   return true;
 }
 
-void ChildStatusRecorder::giveMapBack() { m_mapHolder.store(0); }
+void ChildStatusRecorder::releaseMap() { m_mapHolder.store(0); }
 
-// Only this thread writes its own number there.
-bool ChildStatusRecorder::mapIsMine() const { return m_mapHolder.load() == pthread_self(); }
+// No other thread stores this one's number, so the answer cannot change meanwhile.
+bool ChildStatusRecorder::isMapMine() const { return m_mapHolder.load() == pthread_self(); }
 
 bool ChildStatusRecorder::awaitMap() {
-  if (mapIsMine()) {
+  if (isMapMine()) {
     return false;  // this very thread was interrupted in the map
   }
-  bool taken = false;
-  comesTrueSoon([this, &taken] {
-    taken = tryTakeMap();
-    return taken || !m_open.load();
+  bool held = false;
+  comesTrueSoon([this, &held] {
+    held = tryHoldMap();
+    return held || !m_open.load();
   });
-  return taken;
+  return held;
 }
 
 void ChildStatusRecorder::record(Map& statuses, int pid, int status) {
-  const MapUse use(*this, tryTakeMap());
+  const MapUse use(*this, tryHoldMap());
   if (use) {
     drainPrepared(statuses);
     if (m_queue.empty() && placePrepared(statuses, {pid, status})) {
@@ -173,7 +174,7 @@ void ChildStatusRecorder::topUp() {
   }
 }
 
-bool ChildStatusRecorder::take(Map& statuses, int pid, int& status) {
+bool ChildStatusRecorder::extract(Map& statuses, int pid, int& status) {
   // A handler that has reaped a child already will soon have recorded it.
   comesTrueSoon([this] { return m_visits.load() <= 0 || !m_open.load(); });
   const MapUse use(*this, awaitMap());
@@ -194,7 +195,7 @@ bool ChildStatusRecorder::take(Map& statuses, int pid, int& status) {
   return known;
 }
 
-void ChildStatusRecorder::prepare(Map& statuses) {
+void ChildStatusRecorder::drainAndTopUp(Map& statuses) {
   const MapUse use(*this, awaitMap());
   if (use) {
     drain(statuses);
@@ -203,12 +204,12 @@ void ChildStatusRecorder::prepare(Map& statuses) {
 }
 
 void ChildStatusRecorder::close() {
-  awaitMap();  // and never given back
+  awaitMap();  // and never releases it
   m_open.store(false);
 }
 
 void ChildStatusRecorder::beforeFork() {
-  if (mapIsMine()) {
+  if (isMapMine()) {
     ++m_forksInside;  // it was interrupted in the map and goes on there afterwards
   } else {
     awaitMap();
@@ -216,20 +217,20 @@ void ChildStatusRecorder::beforeFork() {
 }
 
 void ChildStatusRecorder::afterFork(Map& statuses) {
-  if (!mapIsMine()) {
+  if (!isMapMine()) {
     return;  // it could not be had
   }
   if (m_forksInside > 0) {
     --m_forksInside;
   } else {
     drainPrepared(statuses);  // the new child may have ended already
-    giveMapBack();
+    releaseMap();
   }
 }
 
 // Of the threads that were in the recorder, only this one is left.
 void ChildStatusRecorder::afterForkInChild(Map& statuses) {
-  if (!mapIsMine() || m_forksInside > 0) {
+  if (!isMapMine() || m_forksInside > 0) {
     m_open.store(false);  // somebody was changing the map
   } else if (m_visits.exchange(0) != 0) {
     const AllSignalsBlocked blocked;

@@ -14,7 +14,7 @@ namespace kelp_cmn_4_4 {
 
 // A handler that simply inserted into the map would now and then re-enter malloc, or meet the map
 // half changed. So the handler inserts nodes that were allocated beforehand, and only when nobody
-// else is in the map; otherwise it leaves its record in a queue, which the main line takes into the
+// else is in the map; otherwise it leaves its record in a queue, which the main line moves into the
 // map before it looks. The signal is never blocked, and the handler neither allocates from a heap
 // nor waits for anybody.
 class ChildStatusRecorder {
@@ -43,18 +43,18 @@ class ChildStatusRecorder {
   };
   void record(Map& statuses, int pid, int status);
 
-  // The main line's side: removes a child's record, if there is one.
-  bool take(Map& statuses, int pid, int& status);
+  // The main line's side: takes a child's record out, if there is one.
+  bool extract(Map& statuses, int pid, int& status);
 
-  // The main line's side: takes the queue's records into the map and allocates new nodes for used
+  // The main line's side: moves the queue's records into the map and allocates new nodes for used
   // ones.
-  void prepare(Map& statuses);
+  void drainAndTopUp(Map& statuses);
 
   // Ends all recording, for good; the map may be destroyed afterwards. Nobody waits any more.
   void close();
 
   // Around every fork of the process, so that the child gets a map that nobody was changing. Where
-  // the map cannot be had in time, or was taken by this very thread, the child's recorder is
+  // the map cannot be had in time, or is held by this very thread, the child's recorder is
   // closed: waitpid alone tells it then how its own children ended.
   void beforeFork();
   void afterFork(Map& statuses);
@@ -63,10 +63,10 @@ class ChildStatusRecorder {
  private:
   class MapUse;
 
-  bool tryTakeMap();
+  bool tryHoldMap();
   bool awaitMap();
-  void giveMapBack();
-  bool mapIsMine() const;
+  void releaseMap();
+  bool isMapMine() const;
   bool placePrepared(Map& statuses, StatusQueue::Record record);
   void drainPrepared(Map& statuses);
   void drain(Map& statuses);  // allocates, but never throws: what there is no memory for stays
@@ -78,11 +78,15 @@ class ChildStatusRecorder {
 
   StatusQueue m_queue;
   std::multimap<int, int> m_prepared;  // only its nodes matter; used by whoever holds the map
+
+  // All in the strongest order, which is the default: nobody comes here often enough for a weaker
+  // one to be worth the proof that it does.
   std::atomic<bool> m_open{true};
   std::atomic<pthread_t> m_mapHolder{0};  // the thread that is in the map; 0 for nobody
   std::atomic<int> m_visits{0};
-  int m_forksInside =
-      0;  // forks begun by a thread that was in the map already; used by that thread
+
+  // Forks begun by a thread that was in the map already; used by that thread.
+  int m_forksInside = 0;
 };
 
 }  // namespace kelp_cmn_4_4

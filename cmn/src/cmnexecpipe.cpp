@@ -52,7 +52,8 @@ struct Recording {
   ~Recording() { recorder.close(); }
 } recording;
 
-// Several threads may do this at the same time: all of them write the same, word by word.
+// Several threads may do this at the same time. All of them write the same words, so it does not
+// matter in which order.
 void assignWhole(struct sigaction& target, const struct sigaction& source) {
   using Word [[gnu::may_alias]] = unsigned long;
   static_assert(sizeof target % sizeof(Word) == 0);
@@ -100,7 +101,14 @@ ECmnExecPipe closeFailure(const std::string& command, int fd, int error) {
           error};
 }
 
-int readBlock(const TraceLogHolder& log, int fd, char* block, size_t size) {
+// How many bytes came: 0 at the end of the output and when the time ran out, negative for an error.
+template <size_t size>
+int readInTime(const TraceLogHolder& log, int fd, char (&block)[size], unsigned char& timedOut,
+               long timeoutSeconds) {
+  timedOut = awaitReadable(fd, timeoutSeconds) ? 0 : 1;
+  if (timedOut != 0) {
+    return 0;
+  }
   const auto count = static_cast<int>(read(fd, block, size));
   if (count < 0) {
     traceTo(log, traceError, "CCmnExecPipePosix::ReadLine ERROR: read() failed, errno %d", errno);
@@ -116,12 +124,17 @@ void closeReadEnd(const TraceLogHolder& log, int fd) {
   }
 }
 
-struct sigaction childAction(void (*handler)(int, siginfo_t*, void*)) {
+void installHandler(const TraceLogHolder& log, struct sigaction& installed) {
   struct sigaction action {};
-  action.sa_sigaction = handler;
+  action.sa_sigaction = CCmnExecPipePosix::GetChildStatus;
   sigemptyset(&action.sa_mask);
   action.sa_flags = SA_SIGINFO | SA_NOCLDSTOP;
-  return action;
+  if (sigaction(SIGCHLD, &action, nullptr) != 0) {
+    traceTo(log, traceError,
+            "CCmnExecPipePosix::ExecPipe ERROR: sigaction could not register SIGCHLD signal "
+            "handler");
+  }
+  assignWhole(installed, action);
 }
 
 bool findInMap(CCmnExecPipePosix& pipe, const TraceLogHolder& log, int pid, int& value) {
@@ -310,13 +323,7 @@ bool CCmnExecPipePosix::ParseCommand(const char* commandLine) {
 }
 
 int CCmnExecPipePosix::ExecPipe(std::string command, std::string /*reserved*/) {
-  const struct sigaction action = childAction(GetChildStatus);
-  if (sigaction(SIGCHLD, &action, nullptr) != 0) {
-    traceTo(m_traceLog, traceError,
-            "CCmnExecPipePosix::ExecPipe ERROR: sigaction could not register SIGCHLD signal "
-            "handler");
-  }
-  assignWhole(m_act, action);
+  installHandler(m_traceLog, m_act);
   // What an abandoned run left in the read-ahead stays there, on purpose.
   m_commandLine = command;
   ClearArgsList();
@@ -331,7 +338,7 @@ int CCmnExecPipePosix::ExecPipe(std::string command, std::string /*reserved*/) {
     return recordFailure(m_lastError, pipeFailure(m_traceLog, command, fds, errno));
   }
   const PipeEnds ends{fds[0], fds[1]};
-  recorder.prepare(m_childStatusMap);
+  recorder.drainAndTopUp(m_childStatusMap);
   m_childPid = fork();
   if (m_childPid == 0) {
     runExecChild(m_traceLog, ends, m_stdinFile, m_argv);
@@ -364,10 +371,7 @@ bool CCmnExecPipePosix::ReadLine(char* buffer, int size, unsigned char* timedOut
     }
     m_bufferPos = 0;
     m_bufferCount = 0;
-    *timedOut = awaitReadable(m_readFd, timeoutSeconds) ? 0 : 1;
-    if (*timedOut == 0) {
-      m_bufferCount = readBlock(m_traceLog, m_readFd, m_readBuffer, sizeof m_readBuffer);
-    }
+    m_bufferCount = readInTime(m_traceLog, m_readFd, m_readBuffer, *timedOut, timeoutSeconds);
   } while (m_bufferCount > 0);
   // A read error, which leaves its negative count behind on purpose, drops what came of the line.
   const bool lastLine = !line.isEmpty() && m_bufferCount == 0;
@@ -393,7 +397,7 @@ void CCmnExecPipePosix::GetChildStatus(int /*signalNumber*/, siginfo_t* info, vo
 
 bool CCmnExecPipePosix::CheckChildStatusMap(int pid, int* status) {
   int value = 0;
-  if (!recorder.take(m_childStatusMap, pid, value)) {
+  if (!recorder.extract(m_childStatusMap, pid, value)) {
     return false;
   }
   *status = value;

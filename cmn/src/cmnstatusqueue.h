@@ -40,15 +40,15 @@ class StatusQueue {
     return false;
   }
 
-  // Gives the records, the oldest first, to a function that tells whether it took its record;
+  // Gives the records, the oldest first, to a function that tells whether it consumed its record;
   // until it did not, or the producer of the next one has not finished. What comes meanwhile may
   // stay, so that no producer keeps this busy.
-  template <class Take>
-  void handOut(Take take) {
+  template <class Consumer>
+  void handOut(Consumer consume) {
     for (size_t left = used(); left > 0; --left) {
       StatusRing& ring = oldest();
       const Record* const record = ring.front();
-      if (record == nullptr || !take(*record)) {
+      if (record == nullptr || !consume(*record)) {
         return;
       }
       ring.pop();
@@ -71,7 +71,7 @@ class StatusQueue {
     return sizeof(StatusRing) + capacity * sizeof(StatusRing::Slot);
   }
 
-  // Acquires what a producer in another thread made of the pages.
+  // Acquires the ring that a producer in another thread made, and released with its address.
   StatusRing* ringAt(size_t level) const { return m_rings[level].load(std::memory_order_acquire); }
 
   size_t used() const {
@@ -106,6 +106,7 @@ class StatusQueue {
     if (pages == MAP_FAILED) {
       return ringAt(level + 1) != nullptr;
     }
+    // Releases the new ring to ringAt(). Where another producer was quicker, its ring is acquired.
     StatusRing* none = nullptr;
     if (!m_rings[level + 1].compare_exchange_strong(none, makeRing(pages, capacity),
                                                     std::memory_order_acq_rel)) {

@@ -26,34 +26,40 @@ class StatusRing {
 
   // False when the ring is full.
   bool push(Record record) {
+    // Only a first guess, which the exchange below checks.
     size_t tail = m_tail.load(std::memory_order_relaxed);
     do {
+      // Acquires from pop(), so that the consumer has done with a slot before it is filled again.
       // Negative when other producers and the consumer have passed this tail meanwhile.
       const auto ahead = static_cast<std::ptrdiff_t>(tail - m_head.load(std::memory_order_acquire));
       if (ahead >= static_cast<std::ptrdiff_t>(m_capacity)) {
         return false;
       }
-      // Releases to used(): whoever sees that this slot is taken sees what was pushed before.
+      // Releases to used(): whoever sees that this slot is taken sees what was pushed before. When
+      // it fails, it has only made another guess.
     } while (!m_tail.compare_exchange_weak(tail, tail + 1, std::memory_order_release,
                                            std::memory_order_relaxed));
     Slot& slot = slotAt(tail);
     slot.record = record;
+    // Releases the record to front().
     slot.filled.store(true, std::memory_order_release);
     return true;
   }
 
   // The consumer's: how many slots are taken, those whose producers have not finished included.
+  // Acquires from push(). The head is the consumer's own.
   size_t used() const {
     return m_tail.load(std::memory_order_acquire) - m_head.load(std::memory_order_relaxed);
   }
 
   // The oldest record, or null when there is none or its producer has not finished.
+  // Acquires the record from push().
   const Record* front() const {
     const Slot& slot = slotAt(m_head.load(std::memory_order_relaxed));
     return slot.filled.load(std::memory_order_acquire) ? &slot.record : nullptr;
   }
 
-  // Removes what front() gave.
+  // Removes what front() gave. The head's store releases all of that to push().
   void pop() {
     const size_t head = m_head.load(std::memory_order_relaxed);
     slotAt(head).filled.store(false, std::memory_order_relaxed);

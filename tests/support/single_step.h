@@ -16,47 +16,47 @@ namespace kelp_test {
 class SingleStep {
  public:
   SingleStep(long first, long last, std::function<void()> interruption)
-      : first_(first), last_(last), interruption_(std::move(interruption)) {
+      : m_first(first), m_last(last), m_interruption(std::move(interruption)) {
     struct sigaction action {};
     action.sa_sigaction = step;
     action.sa_flags = SA_SIGINFO;
-    sigaction(SIGTRAP, &action, &old_);
+    sigaction(SIGTRAP, &action, &m_old);
   }
-  ~SingleStep() { sigaction(SIGTRAP, &old_, nullptr); }
+  ~SingleStep() { sigaction(SIGTRAP, &m_old, nullptr); }
   SingleStep(const SingleStep&) = delete;
   SingleStep& operator=(const SingleStep&) = delete;
 
   // Whether the body reached the first of these instructions.
   template <class Body>
   bool run(Body body) {
-    running_ = this;
+    m_running = this;
     __builtin_ia32_writeeflags_u64(__builtin_ia32_readeflags_u64() | trapFlag);
     body();
     __builtin_ia32_writeeflags_u64(__builtin_ia32_readeflags_u64() & ~trapFlag);
-    return steps_ >= first_;
+    return m_steps >= m_first;
   }
 
  private:
   static constexpr unsigned long trapFlag = 0x100;
 
   static void step(int, siginfo_t*, void* context) {
-    SingleStep& self = *running_;
-    if (++self.steps_ >= self.first_) {
-      self.interruption_();
+    SingleStep& self = *m_running;
+    if (++self.m_steps >= self.m_first) {
+      self.m_interruption();
     }
-    if (self.steps_ >= self.last_) {
+    if (self.m_steps >= self.m_last) {
       static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_EFL] &=
           ~static_cast<greg_t>(trapFlag);
     }
   }
 
-  static inline thread_local SingleStep* running_ = nullptr;
+  static inline thread_local SingleStep* m_running = nullptr;
 
-  const long first_;
-  const long last_;
-  const std::function<void()> interruption_;
-  long steps_ = 0;
-  struct sigaction old_ {};
+  const long m_first;
+  const long m_last;
+  const std::function<void()> m_interruption;
+  long m_steps = 0;
+  struct sigaction m_old {};
 };
 
 // One interruption for each instruction of the body, in a run of its own, on what `makeReady` made.
