@@ -42,7 +42,6 @@ class YieldCount {
   explicit YieldCount(int (*schedYield)() = yieldAndCount) : m_scope(replacements(schedYield)) {
     yields = 0;
   }
-  long value() const { return yields; }
 
  private:
   static int yieldAndCount() {
@@ -328,7 +327,7 @@ TEST(ChildStatusRecorder, NobodyWaitsForAMapThatIsGone) {
     recorder.beforeFork();
     recorder.afterFork(map);
   }).join();
-  EXPECT_EQ(counted.value(), 0);
+  EXPECT_EQ(yields, 0);
   EXPECT_EQ(status, 77);
   EXPECT_EQ(map.size(), 1U);
 }
@@ -349,7 +348,7 @@ TEST(ChildStatusRecorder, NobodyWaitsForAMapThatHisOwnThreadIsIn) {
     recorder.drainAndTopUp(map);
   }
   EXPECT_FALSE(found);
-  EXPECT_EQ(counted.value(), 0);
+  EXPECT_EQ(yields, 0);
 }
 
 // Somebody in the map, in another thread, until he is let go.
@@ -519,9 +518,9 @@ TEST(ChildStatusRecorder, AForkAwaitsNoVisitAndLeavesItBehind) {
   const YieldCount counted;
   inAChildOf(recorder, map, [&] {
     expectRecords(recorder, map);
-    EXPECT_EQ(counted.value(), 0);
+    EXPECT_EQ(yields, 0);
   });
-  EXPECT_EQ(counted.value(), 0);
+  EXPECT_EQ(yields, 0);
 }
 
 // The child's map may be half changed then, so nobody touches it, and nobody waits for it.
@@ -535,7 +534,7 @@ TEST(ChildStatusRecorder, IsClosedInAChildWhereSomebodyWasChangingTheMap) {
     int status = -1;
     EXPECT_FALSE(isOpen(recorder));
     EXPECT_FALSE(recorder.extract(map, 1, status));
-    EXPECT_EQ(counted.value(), 0);
+    EXPECT_EQ(yields, 0);
   });
 }
 
@@ -585,7 +584,7 @@ TEST(ChildStatusRecorder, ASignalHandlerMayForkWhileItsThreadIsInTheMap) {
     recorder.drainAndTopUp(map);
   }
   EXPECT_TRUE(come);
-  EXPECT_EQ(counted.value(), 0);
+  EXPECT_EQ(yields, 0);
   expectRecords(recorder, map);
   EXPECT_EQ(map.count(3), 1U);
 }
