@@ -26,7 +26,6 @@ class Channel {
   ~Channel() { close(m_fd); }
   Channel(const Channel&) = delete;
   Channel& operator=(const Channel&) = delete;
-
   bool send(const std::string& text) const {
     const size_t size = text.size();
     return sendBytes(&size, sizeof size) && sendBytes(text.data(), size);
@@ -72,7 +71,7 @@ class Channel {
 
 struct Reply {
   int code = brokerLost;
-  std::string text;  // every line with a line end
+  std::string text;  // every line with its end
 };
 
 // The broker's life: one command after another, until the host closes its end.
@@ -184,13 +183,15 @@ class BrokeredPipe : public kelp_cmn_4_4::CCmnExecPipePosix {
     unsigned long timeoutSeconds;
   };
 
-  // The hooks get no context, so the thread keeps it.
+  // The hooks get no context: the thread keeps it.
   static inline thread_local Call* s_call = nullptr;
 
   static int runInBroker(const char* command, char** output, int* outputLength) {
     const Reply reply = s_call->broker.run(command, s_call->stdinFile, s_call->timeoutSeconds);
-    *output = strdup(reply.text.c_str());
-    *outputLength = *output == nullptr ? 0 : static_cast<int>(reply.text.size());
+    if (!reply.text.empty()) {  // else nobody would release it
+      *output = strdup(reply.text.c_str());
+      *outputLength = *output == nullptr ? 0 : static_cast<int>(reply.text.size());
+    }
     return reply.code;
   }
 

@@ -275,7 +275,6 @@ TEST_F(ExecPipeHandler, ACommandWaitsForNobodyOnceTheMapIsDestroyed) {
     checkedAtExit = [] {
       yieldsAtExit = 0;  // a search for leaks may have yielded before
       unblockSignals();
-      yieldsAtExit = 0;  // a sanitizer that looks for leaks has yielded before
       Lines output;
       ProbedPipe late;
       return late.run(hostile("say late 3"), output) == execPipeExitStatus &&
