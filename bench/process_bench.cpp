@@ -85,7 +85,7 @@ void addOutputRow(const std::string& name, const std::string& arguments, double 
 
 void addNothingRow() {
   const std::string command = KELP_BENCH_NOTHING;
-  Row& row = addRow("Exec of a program that does nothing", 1.05);
+  Row& row = addRow("Exec, does nothing", 1.05);
   row.library(counted(linesByLibrary, command));
 #ifdef KELP_BENCH_BOOST
   row.peer("Boost.Process", [command] {
@@ -113,7 +113,7 @@ void grow() {
 void addGrownHostRow() {
   static command_broker::Broker broker;  // begun while the host is small
   const std::string command = KELP_BENCH_NOTHING;
-  Row& row = addRow("Exec through a broker, host of 1 GiB", 1.0);
+  Row& row = addRow("Exec by a broker, 1 GiB", 1.0);
   row.library([command] {
     grow();
     command_broker::BrokeredPipe pipe(broker);
