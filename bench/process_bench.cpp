@@ -122,7 +122,7 @@ void addGrownHostRow() {
     return static_cast<long>(bytesOf(lines));
   });
   row.peer("popen with getline", counted(linesByPopen, command));
-  row.peer("Exec without the broker", counted(linesByLibrary, command));
+  row.peer("no broker", counted(linesByLibrary, command));
 }
 
 }  // namespace
