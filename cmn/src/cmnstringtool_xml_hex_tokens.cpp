@@ -134,7 +134,7 @@ std::string CCmnStringTool::xmlBracketValue(std::string name, std::string value)
          xmlBracket(name, false, true);
 }
 
-// NOLINTNEXTLINE(readability-non-const-parameter): the interface is fixed
+// NOLINTNEXTLINE(readability-non-const-parameter): hosts are compiled against it
 std::string CCmnStringTool::binary2str(unsigned char* data, int count) {
   if (count < 1) {
     return std::string();
