@@ -73,6 +73,8 @@ CCmnExecPipeBase::CCmnExecPipeBase(std::vector<std::string> hostList)
 
 CCmnExecPipeBase::~CCmnExecPipeBase() = default;
 
+// Relaxed: the flag tells all there is to tell; no other data passes with it from the thread that
+// asks for the end.
 bool CCmnExecPipeBase::IsAbortRequested() {
   return __atomic_load_n(&m_abortRequested, __ATOMIC_RELAXED);
 }
