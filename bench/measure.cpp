@@ -117,7 +117,7 @@ Measurement measure(const Row& row) {
 
 Slope measure(const Growth& growth) {
   Slope slope{growth.name, {}};
-  for (const size_t factor : {1, 10, 100, 1000}) {
+  for (const size_t factor : {1UL, 10UL, 100UL, 1000UL}) {
     slope.times.push_back(nanosecondsOf(growth.prepare(growth.size * factor)));
     if (slope.times.size() > 1) {
       const size_t last = slope.times.size() - 1;
