@@ -276,6 +276,16 @@ TEST(Heap, GivesBlocksThatAreFilledThroughout) {
 
 bool refusesHundred(const HeapRequest& request) { return request.size != 100; }
 
+TEST(FreshBytes, FillWhatIsGivenForAsLongAsTheyAreSet) {
+  {
+    const kelp_test::FreshBytes fresh('x');
+    const std::unique_ptr<char[]> text(new char[5]);
+    EXPECT_EQ(std::string(text.get(), 5), "xxxxx");
+  }
+  const std::unique_ptr<char[]> text(new char[5]);
+  EXPECT_TRUE(allFresh(text.get(), 5));
+}
+
 TEST(HeapRule, HoldsInOtherThreadsAndProcessesUntilItIsTakenBack) {
   kelp_test::setHeapRule(refusesHundred);
   bool inThread = true;
