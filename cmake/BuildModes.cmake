@@ -13,6 +13,14 @@ if(KELP_SANITIZE)
   target_link_options(kelp_build_modes INTERFACE ${sanitizers})
 endif()
 
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND (KELP_SANITIZE OR KELP_BUILD_FUZZERS))
+  # Its runtime is in the program, and a library takes it from there.
+  target_link_options(kelp_build_modes INTERFACE -Wl,-z,undefs)
+endif()
+if(KELP_BUILD_FUZZERS)
+  target_compile_options(kelp_build_modes INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 if(KELP_COVERAGE)
   # Only in its own dialect does the compiler save the counters of a child before it calls execv.
   set(CMAKE_CXX_EXTENSIONS ON)

@@ -1,6 +1,7 @@
 #include "cmnmsgdgst5.h"
 
 #include "guarded_page.h"
+#include "plain_digest.h"
 
 #include <gtest/gtest.h>
 
@@ -22,6 +23,7 @@ namespace {
 
 using kelp_cmn_4_4::CCmnMessageDigest5;
 using kelp_test::GuardedPage;
+using kelp_test::PlainDigest;
 using Bytes = std::vector<unsigned char>;
 
 // What a derived class sees.
@@ -43,102 +45,12 @@ struct OpenDigest : CCmnMessageDigest5 {
 
 using Step = decltype(&OpenDigest::Transform_Round1);
 
-// The slow form: the whole message is padded in memory and every step looks its numbers up. With
-// words of 32 bits the shifts become rotations and the result is the well-known MD5.
-template <class Word>
-struct Plain {
-  Word state[4] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};
-  // What is kept of the chaining values from one block to the next.
-  Word kept = static_cast<Word>(-1);
-
-  static Word wordOfBlock(const unsigned char* block, int step) {
-    static constexpr int order[64] = {
-        0, 1, 2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,  //
-        1, 6, 11, 0,  5,  10, 15, 4,  9,  14, 3,  8,  13, 2,  7,  12,  //
-        5, 8, 11, 14, 1,  4,  7,  10, 13, 0,  3,  6,  9,  12, 15, 2,   //
-        0, 7, 14, 5,  12, 3,  10, 1,  8,  15, 6,  13, 4,  11, 2,  9};
-    Word word = 0;
-    for (int i = 3; i >= 0; --i) {
-      word = word * 256 + block[4 * order[step] + i];
-    }
-    return word;
-  }
-
-  static Word constant(int step) {
-    return static_cast<Word>(
-        std::floor(std::ldexp(std::fabs(std::sin(static_cast<long double>(step + 1))), 32)));
-  }
-
-  static Word function(int step, Word b, Word c, Word d) {
-    switch (step / 16) {
-      case 0:
-        return (b & c) | (~b & d);
-      case 1:
-        return (b & d) | (c & ~d);
-      case 2:
-        return b ^ c ^ d;
-      default:
-        return c ^ (b | ~d);
-    }
-  }
-
-  void transform(const unsigned char* block) {
-    static constexpr int shifts[64] = {
-        7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22, 7, 12, 17, 22,  //
-        5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20, 5, 9,  14, 20,  //
-        4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23, 4, 11, 16, 23,  //
-        6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21, 6, 10, 15, 21};
-    Word a = state[0];
-    Word b = state[1];
-    Word c = state[2];
-    Word d = state[3];
-    for (int step = 0; step < 64; ++step) {
-      const int s = shifts[step];
-      const Word v = a + function(step, b, c, d) + wordOfBlock(block, step) + constant(step);
-      const Word updated = ((v >> (32 - s)) | (v << s)) + b;
-      a = d;
-      d = c;
-      c = b;
-      b = updated;
-    }
-    state[0] = (state[0] + a) & kept;
-    state[1] = (state[1] + b) & kept;
-    state[2] = (state[2] + c) & kept;
-    state[3] = (state[3] + d) & kept;
-  }
-
-  std::string digestOf(Bytes message) {
-    const uint64_t bits = message.size() * 8;
-    message.push_back(0x80);
-    while (message.size() % 64 != 56) {
-      message.push_back(0);
-    }
-    for (int i = 0; i < 8; ++i) {
-      message.push_back(static_cast<unsigned char>(bits >> (8 * i) & 0xff));
-    }
-    for (size_t i = 0; i < message.size(); i += 64) {
-      transform(&message[i]);
-    }
-    return hexadecimal();
-  }
-
-  std::string hexadecimal() const {
-    std::string result;
-    for (const Word word : state) {
-      for (int i = 0; i < 4; ++i) {
-        char digits[3];
-        snprintf(digits, sizeof digits, "%02x", static_cast<unsigned int>(word >> (8 * i)) & 0xff);
-        result += digits;
-      }
-    }
-    return result;
-  }
-};
-
-std::string expectedDigest(const Bytes& message) { return Plain<uint64_t>().digestOf(message); }
-std::string md5Digest(const Bytes& message) { return Plain<uint32_t>().digestOf(message); }
+std::string expectedDigest(const Bytes& message) {
+  return PlainDigest<uint64_t>().digestOf(message);
+}
+std::string md5Digest(const Bytes& message) { return PlainDigest<uint32_t>().digestOf(message); }
 std::string digestWithoutHighHalvesInTheChain(const Bytes& message) {
-  Plain<uint64_t> plain;
+  PlainDigest<uint64_t> plain;
   plain.kept = 0xffffffff;
   return plain.digestOf(message);
 }
@@ -160,7 +72,7 @@ std::string digestOf(const Bytes& message) {
 
 // What the members must be when exactly these bytes were fed and the digest is still open.
 void expectOpenAfter(const OpenDigest& digest, const Bytes& fed) {
-  Plain<uint64_t> plain;
+  PlainDigest<uint64_t> plain;
   const size_t whole = fed.size() / 64;
   for (size_t i = 0; i < whole; ++i) {
     plain.transform(&fed[64 * i]);
@@ -288,7 +200,7 @@ TEST(MessageDigest5, NeedsASecondFinalBlockFrom56BytesOn) {
     padded.resize(64 * each.blocks);
     padded[padded.size() - 8] = static_cast<unsigned char>(each.length * 8 & 0xff);
     padded[padded.size() - 7] = static_cast<unsigned char>(each.length * 8 >> 8);
-    Plain<uint64_t> plain;
+    PlainDigest<uint64_t> plain;
     for (size_t i = 0; i < each.blocks; ++i) {
       plain.transform(&padded[64 * i]);
     }
@@ -642,7 +554,7 @@ TEST(MessageDigest5, TransformChangesNothingButTheState) {
   OpenDigest digest;
   digest.Update(reinterpret_cast<const unsigned char*>("waiting"), 7);
   OpenDigest expected = digest;
-  Plain<uint64_t> plain;
+  PlainDigest<uint64_t> plain;
   for (size_t i = 0; i < 4; ++i) {
     SCOPED_TRACE(i);
     digest.Transform(&blocks[64 * i]);
@@ -657,7 +569,7 @@ TEST(MessageDigest5, TransformEqualsThePlainFormFromAnyState) {
     SCOPED_TRACE(seed);
     std::mt19937_64 random(seed);
     OpenDigest digest;
-    Plain<uint64_t> plain;
+    PlainDigest<uint64_t> plain;
     for (int i = 0; i < 4; ++i) {
       digest.m_state[i] = plain.state[i] = random();
     }
@@ -737,7 +649,7 @@ TEST(MessageDigest5, StepsEqualTheWrittenFormula) {
     const unsigned long t = random();
     const unsigned long s = 1 + random() % 31;
     for (int round = 0; round < 4; ++round) {
-      const unsigned long v = w + Plain<uint64_t>::function(16 * round, b, c, d) + x + t;
+      const unsigned long v = w + PlainDigest<uint64_t>::function(16 * round, b, c, d) + x + t;
       OpenDigest digest;
       unsigned long result = w;
       (digest.*steps[round])(result, b, c, d, x, s, t);
