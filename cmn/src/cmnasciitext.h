@@ -10,9 +10,10 @@ namespace kelp_cmn_4_4 {
 // Looks at the whole text: stopping at the first other character would cost more.
 template <class Char>
 bool isAscii(const Char* text, size_t length) {
-  std::make_unsigned_t<Char> bits = 0;
+  using Unsigned = std::make_unsigned_t<Char>;
+  Unsigned bits = 0;
   for (size_t i = 0; i < length; ++i) {
-    bits = static_cast<std::make_unsigned_t<Char>>(bits | text[i]);
+    bits = static_cast<Unsigned>(bits | static_cast<Unsigned>(text[i]));
   }
   return bits < 0x80;
 }
