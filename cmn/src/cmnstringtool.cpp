@@ -1,6 +1,7 @@
 #include "cmnstringtool.h"
 
 #include "cmnasciitext.h"
+#include "cmncasetables.h"
 #include "cmnnumbertext.h"
 #include "cmntextsearch.h"
 
@@ -8,12 +9,12 @@
 #include <string.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cfenv>
 #include <charconv>
+#include <climits>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
-#include <cwctype>
 #include <memory>
 #include <string_view>
 
@@ -30,27 +31,48 @@ std::string decimalText(Number number) {
   return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, number).ptr);
 }
 
-bool isLetter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
-bool isLetter(wchar_t c) { return std::iswalpha(static_cast<wint_t>(c)) != 0; }
-
-char toLower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
-wchar_t toLower(wchar_t c) { return static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c))); }
-
-char toUpper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
-wchar_t toUpper(wchar_t c) { return static_cast<wchar_t>(std::towupper(static_cast<wint_t>(c))); }
-
-template <class Char>
-bool equalNoCase(const std::basic_string<Char>& first, const std::basic_string<Char>& second) {
-  return std::equal(first.begin(), first.end(), second.begin(), second.end(), [](Char a, Char b) {
-    return a == b || (isLetter(a) && isLetter(b) && toUpper(a) == toUpper(b));
-  });
+template <class Char, class Case>
+bool equalAsLetters(Char a, Char b, const Case& upper) {
+  return upper.isLetter(a) && upper.isLetter(b) && upper.map(a) == upper.map(b);
 }
 
-template <class Char>
-std::basic_string<Char> withMappedLetters(std::basic_string<Char> text, Char (*map)(Char)) {
+bool equalNoCase(const std::wstring& first, const std::wstring& second, const WideCase& upper) {
+  return std::equal(
+      first.begin(), first.end(), second.begin(), second.end(),
+      [upper](wchar_t a, wchar_t b) { return a == b || equalAsLetters(a, b, upper); });
+}
+
+uint64_t wordAt(const char* bytes) {
+  uint64_t word = 0;
+  memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+// The locale is asked only about bytes that differ, and eight are compared at once.
+bool equalNoCase(std::string_view first, std::string_view second, const CaseTables& upper) {
+  if (first.size() != second.size()) {
+    return false;
+  }
+  size_t i = 0;
+  for (; i + sizeof(uint64_t) <= first.size(); i += sizeof(uint64_t)) {
+    uint64_t difference = wordAt(&first[i]) ^ wordAt(&second[i]);
+    while (difference != 0) {
+      const size_t byte = static_cast<size_t>(__builtin_ctzl(difference)) / CHAR_BIT;
+      if (!equalAsLetters(first[i + byte], second[i + byte], upper)) {
+        return false;
+      }
+      difference &= ~(UINT64_C(0xff) << byte * CHAR_BIT);
+    }
+  }
+  return std::equal(first.begin() + i, first.end(), second.begin() + i,
+                    [upper](char a, char b) { return a == b || equalAsLetters(a, b, upper); });
+}
+
+template <class Char, class Case>
+std::basic_string<Char> withMappedLetters(std::basic_string<Char> text, const Case& other) {
   for (Char& c : text) {
-    if (isLetter(c)) {
-      c = map(c);
+    if (other.isLetter(c)) {
+      c = other.map(c);
     }
   }
   return text;
@@ -60,25 +82,26 @@ std::basic_string<Char> withMappedLetters(std::basic_string<Char> text, Char (*m
 char plainUpper(char c) { return static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c); }
 char plainLower(char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); }
 
-// Asks about all of ASCII: a locale may have other letters there, and take some for none.
-bool localeMapsPlainly(char (*map)(char), char (*plain)(char)) {
+// Looks at all of ASCII: a locale may have other letters there, and take some for none.
+template <char (*plain)(char)>
+bool mapsAsciiAs(const CaseTables& other) {
+  bool differs = false;
   for (int i = 0; i < 0x80; ++i) {
     const char c = static_cast<char>(i);
     const bool isPlainLetter = plainUpper(c) != plainLower(c);
-    if (isLetter(c) != isPlainLetter || (isPlainLetter && map(c) != plain(c))) {
-      return false;
-    }
+    differs |= other.isLetter(c) != isPlainLetter;
+    differs |= isPlainLetter && other.map(c) != plain(c);
   }
-  return true;
+  return !differs;
 }
 
-// A long text of ASCII asks the locale about each letter once, not about each of its bytes.
-template <char (*map)(char), char (*plain)(char)>
-std::string withMappedBytes(const std::string& text) {
+// The compiler makes vector code of the plain loop for a long text of ASCII.
+template <char (*plain)(char)>
+std::string withMappedBytes(const std::string& text, const CaseTables& other) {
   constexpr size_t longText = 256;
   if (text.length() < longText || !isAscii(text.data(), text.length()) ||
-      !localeMapsPlainly(map, plain)) {
-    return withMappedLetters(text, map);
+      !mapsAsciiAs<plain>(other)) {
+    return withMappedLetters(text, other);
   }
   std::string result = text;
   for (char& c : result) {
@@ -179,27 +202,27 @@ bool CCmnStringTool::isDigit(const std::string& text) {
 }
 
 bool CCmnStringTool::CompareNoCase(const std::string& first, const std::string& second) {
-  return equalNoCase(first, second);
+  return equalNoCase(first, second, CaseTables::upper());
 }
 
 bool CCmnStringTool::CompareNoCase(const std::wstring& first, const std::wstring& second) {
-  return equalNoCase(first, second);
+  return equalNoCase(first, second, WideCase::upper());
 }
 
 std::string CCmnStringTool::tostrlower(const std::string& text) {
-  return withMappedBytes<toLower, plainLower>(text);
+  return withMappedBytes<plainLower>(text, CaseTables::lower());
 }
 
 std::string CCmnStringTool::tostrupper(const std::string& text) {
-  return withMappedBytes<toUpper, plainUpper>(text);
+  return withMappedBytes<plainUpper>(text, CaseTables::upper());
 }
 
 std::wstring CCmnStringTool::tostrlower(const std::wstring& text) {
-  return withMappedLetters(text, toLower);
+  return withMappedLetters(text, WideCase::lower());
 }
 
 std::wstring CCmnStringTool::tostrupper(const std::wstring& text) {
-  return withMappedLetters(text, toUpper);
+  return withMappedLetters(text, WideCase::upper());
 }
 
 std::string CCmnStringTool::ltrim(const std::string& text, const char* set) {
