@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace q_scan {
 
@@ -29,6 +30,37 @@ inline bool isDigit(int c, int base) {
     return c >= '0' && c < '0' + base;
   }
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+// How many characters a text begins with for which `belongs` holds.
+template <class Belongs>
+size_t runLength(const unsigned char* text, size_t limit, Belongs belongs) {
+  size_t length = 0;
+  while (length < limit && belongs(text[length])) {
+    ++length;
+  }
+  return length;
+}
+
+// Whether eight characters are printed ones of ASCII. While they are of ASCII, no sum carries into
+// another byte.
+inline bool arePrintedAscii(const unsigned char* text) {
+  constexpr uint64_t ones = UINT64_C(0x0101010101010101);
+  constexpr uint64_t topBits = 0x80 * ones;
+  uint64_t word = 0;
+  std::memcpy(&word, text, sizeof word);
+  const uint64_t tooHigh = word | (word + ones);
+  const uint64_t highEnough = word + (0x80 - '!') * ones;
+  return ((tooHigh | ~highEnough) & topBits) == 0;
+}
+
+// How many characters a text begins with that are no white space.
+inline size_t wordLength(const unsigned char* text, size_t limit) {
+  size_t length = 0;
+  while (limit - length >= sizeof(uint64_t) && arePrintedAscii(text + length)) {
+    length += sizeof(uint64_t);
+  }
+  return length + runLength(text + length, limit - length, [](int c) { return !isSpace(c); });
 }
 
 class Input {
@@ -98,17 +130,14 @@ class Field {
     ++m_consumed;
   }
 
-  // Consumes the longest run of characters for which `belongs` holds. `use` gets its pieces, as
-  // they are at hand: what they begin with, and their length.
-  template <class Belongs, class Use>
-  void consumeRun(Belongs belongs, Use use) {
+  // Consumes a run of characters. `measure` tells how many of those at hand belong to it, and `use`
+  // gets them piece by piece.
+  template <class Measure, class Use>
+  void consumeRun(Measure measure, Use use) {
     while (peek() != endOfInput) {
       const auto* const text = reinterpret_cast<const unsigned char*>(m_input.position());
       const size_t limit = std::min(m_input.available(), static_cast<size_t>(m_limit - m_consumed));
-      size_t length = 0;
-      while (length < limit && belongs(text[length])) {
-        ++length;
-      }
+      const size_t length = measure(text, limit);
       use(m_input.position(), length);
       m_input.consume(length);
       m_consumed += static_cast<intmax_t>(length);

@@ -140,9 +140,11 @@ class Scanner {
       case Kind::character:
         return convertCharacter(conversion);
       case Kind::word:
-        return convertRun(conversion, [](unsigned char c) { return !isSpace(c); });
+        return convertRun(conversion, wordLength);
       case Kind::set:
-        return convertRun(conversion, [this](unsigned char c) { return m_set.test(c); });
+        return convertRun(conversion, [this](const unsigned char* text, size_t limit) {
+          return runLength(text, limit, [this](unsigned char c) { return m_set.test(c); });
+        });
       case Kind::floating:
         return convertFloat(conversion);
       default:
@@ -171,13 +173,13 @@ class Scanner {
     return End::matched;
   }
 
-  template <class Belongs>
-  End convertRun(const Conversion& conversion, Belongs belongs) {
+  template <class Measure>
+  End convertRun(const Conversion& conversion, Measure measure) {
     const Argument argument = conversion.assigns ? nextArgument() : Argument();
     char* text = static_cast<char*>(argument.destination);
     size_t room = argument.size > 0 ? static_cast<size_t>(argument.size) - 1 : 0;
     Field field(m_input, conversion.width);
-    field.consumeRun(belongs, [&text, &room](const char* run, size_t length) {
+    field.consumeRun(measure, [&text, &room](const char* run, size_t length) {
       const size_t stored = std::min(length, room);
       if (stored > 0) {  // else there may be no destination
         std::memcpy(text, run, stored);

@@ -63,7 +63,9 @@ bool IntegerNumeral::consumeDigits(Field& field) {
     integer.append(digit, base);
     return true;
   };
-  field.consumeRun(append, [](const char*, size_t) {});
+  field.consumeRun(
+      [&append](const unsigned char* text, size_t limit) { return runLength(text, limit, append); },
+      [](const char*, size_t) {});
   m_value = integer;
   return field.consumed() != before;
 }
