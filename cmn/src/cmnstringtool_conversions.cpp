@@ -7,6 +7,8 @@
 #include <langinfo.h>
 #include <string.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -41,8 +43,33 @@ bool localeKeepsAscii() {
          encoding.substr(0, 9) == "ISO-8859-";
 }
 
+// Sums up what `count` gives for each byte, two at most. The sums of a block fit into a byte: so
+// the compiler adds sixteen at once.
+template <class Count>
+size_t sumOverBytes(const char* text, size_t size, Count count) {
+  constexpr size_t longestBlock = UCHAR_MAX / 2;
+  size_t sum = 0;
+  while (size > 0) {
+    const size_t block = std::min(size, longestBlock);
+    unsigned char blockSum = 0;
+    for (size_t i = 0; i < block; ++i) {
+      blockSum = static_cast<unsigned char>(blockSum + count(text[i]));
+    }
+    sum += blockSum;
+    text += block;
+    size -= block;
+  }
+  return sum;
+}
+
 // In UTF-8 a character goes on in the bytes from 0x80 to 0xbf.
-bool beginsCharacter(char byte) { return static_cast<signed char>(byte) >= -0x40; }
+unsigned char charactersBegun(char byte) { return static_cast<signed char>(byte) >= -0x40 ? 1 : 0; }
+
+// The characters that begin with the bytes from 0xf0 on take two units.
+unsigned char unitsBegun(char byte) {
+  const bool takesTwo = static_cast<unsigned char>(byte) >= 0xf0;
+  return static_cast<unsigned char>(charactersBegun(byte) + (takesTwo ? 1 : 0));
+}
 
 // How many wide characters a text has in the locale's encoding; -1 where it is not valid. In UTF-8
 // only the conversion tells whether it is.
@@ -50,22 +77,12 @@ size_t countCharacters(const char* text) {
   if (!localeIsUtf8()) {
     return std::mbstowcs(nullptr, text, 0);
   }
-  const size_t size = strlen(text);
-  size_t count = 0;
-  for (size_t i = 0; i < size; ++i) {
-    count += beginsCharacter(text[i]) ? 1 : 0;
-  }
-  return count;
+  return sumOverBytes(text, strlen(text), [](char byte) { return charactersBegun(byte); });
 }
 
-// How many UTF-16 units valid UTF-8 has: characters of four bytes take two.
+// How many UTF-16 units valid UTF-8 has.
 size_t countUtf16(const char* text, size_t size) {
-  size_t count = 0;
-  for (size_t i = 0; i < size; ++i) {
-    count += (beginsCharacter(text[i]) ? 1U : 0U) +
-             (static_cast<unsigned char>(text[i]) >= 0xf0 ? 1U : 0U);
-  }
-  return count;
+  return sumOverBytes(text, size, [](char byte) { return unitsBegun(byte); });
 }
 
 std::wstring widenedAscii(const char* text) {
