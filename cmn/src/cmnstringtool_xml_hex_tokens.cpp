@@ -5,7 +5,6 @@
 #include "cmntextsearch.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <iterator>
 #include <string_view>
@@ -50,33 +49,40 @@ bool holdsMarked(std::string_view text) {
   });
 }
 
-constexpr unsigned char noDigit = 0xff;
-
-// The value of each byte as a hexadecimal digit.
-constexpr std::array<unsigned char, 256> hexValues() {
-  std::array<unsigned char, 256> values{};
-  for (unsigned char& value : values) {
-    value = noDigit;
+// Looks at the whole text, so that compilers make vector code of the loop.
+bool areHexDigits(const char* text, size_t length) {
+  unsigned char others = 0;
+  for (size_t i = 0; i < length; ++i) {
+    const auto decimal = static_cast<unsigned char>(text[i] - '0');
+    const auto letter = static_cast<unsigned char>((text[i] | 0x20) - 'a');  // of either case
+    others |= static_cast<unsigned char>((decimal >= 10 ? 1 : 0) & (letter >= 6 ? 1 : 0));
   }
-  for (unsigned char i = 0; i < 10; ++i) {
-    values['0' + i] = i;
-  }
-  for (unsigned char i = 10; i < 16; ++i) {
-    values['a' + i - 10] = values['A' + i - 10] = i;
-  }
-  return values;
+  return others == 0;
 }
-constexpr std::array<unsigned char, 256> hexValueOf = hexValues();
+
+// Computed, not looked up, for the same reason. Of letters alone bit 6 is set.
+unsigned char hexValue(char digit) {
+  const auto byte = static_cast<unsigned char>(digit);
+  return static_cast<unsigned char>((byte & 0xf) + 9 * (byte >> 6));
+}
+
+void readHexDigits(const char* digits, size_t count, unsigned char* bytes) {
+  for (size_t i = 0; i < count; ++i) {
+    bytes[i] =
+        static_cast<unsigned char>(hexValue(digits[2 * i]) << 4 | hexValue(digits[2 * i + 1]));
+  }
+}
 
 // What is no hexadecimal number is what strtol makes of it, on purpose.
-unsigned char parseHexPair(const char* pair) {
-  const unsigned char high = hexValueOf[static_cast<unsigned char>(pair[0])];
-  const unsigned char low = hexValueOf[static_cast<unsigned char>(pair[1])];
-  if ((high | low) != noDigit) {
-    return static_cast<unsigned char>(high << 4 | low);
+void readHexPairs(const char* pairs, size_t count, unsigned char* bytes) {
+  for (size_t i = 0; i < count; ++i) {
+    const char pair[] = {pairs[2 * i], pairs[2 * i + 1], '\0'};
+    if (areHexDigits(pair, 2)) {
+      readHexDigits(pair, 1, &bytes[i]);
+    } else {
+      bytes[i] = static_cast<unsigned char>(std::strtol(pair, nullptr, 16));
+    }
   }
-  const char text[] = {pair[0], pair[1], '\0'};
-  return static_cast<unsigned char>(std::strtol(text, nullptr, 16));
 }
 
 size_t countTokens(std::string_view text, const ByteSet& delimiter) {
@@ -159,9 +165,8 @@ int CCmnStringTool::str2binary(unsigned char* out, int* size, const std::string&
   }
   const char* const digits = hex.data();
   const size_t count = hex.length() / 2;
-  for (size_t i = 0; i < count; ++i) {
-    out[i] = parseHexPair(digits + 2 * i);
-  }
+  const auto read = areHexDigits(digits, 2 * count) ? readHexDigits : readHexPairs;
+  read(digits, count, out);
   *size = static_cast<int>(count);
   return 0;
 }
