@@ -25,12 +25,6 @@ struct FreeList {
   void operator()(char** list) const { CCmnStringTool::tstrfreelist(list); }
 };
 
-template <class Number>
-std::string decimalText(Number number) {
-  char buffer[32];  // no number of 64 bits is longer
-  return std::string(buffer, std::to_chars(buffer, buffer + sizeof buffer, number).ptr);
-}
-
 template <class Char, class Case>
 bool equalAsLetters(Char a, Char b, const Case& upper) {
   return upper.isLetter(a) && upper.isLetter(b) && upper.map(a) == upper.map(b);
@@ -112,13 +106,13 @@ std::string withMappedBytes(const std::string& text, const CaseTables& other) {
 
 }  // namespace
 
-std::string CCmnStringTool::int2str(int number) { return decimalText(number); }
+std::string CCmnStringTool::int2str(int number) { return std::to_string(number); }
 
-std::string CCmnStringTool::int2str(long number) { return decimalText(number); }
+std::string CCmnStringTool::int2str(long number) { return std::to_string(number); }
 
-std::string CCmnStringTool::uint2str(unsigned int number) { return decimalText(number); }
+std::string CCmnStringTool::uint2str(unsigned int number) { return std::to_string(number); }
 
-std::string CCmnStringTool::uint2str(unsigned long number) { return decimalText(number); }
+std::string CCmnStringTool::uint2str(unsigned long number) { return std::to_string(number); }
 
 // The digits of to_chars are those of "%g", but it knows neither other rounding modes nor the
 // locale's point.
