@@ -261,11 +261,14 @@ std::string CCmnStringTool::searchreplace(const std::string& text, const std::st
   if (text.empty() || from.empty()) {
     return text;
   }
-  const std::unique_ptr<char[]> buffer(new char[replacedSize(text, from, to) + 1]);
+  const size_t first = findIn(text, from);
+  const std::unique_ptr<char[]> buffer(new char[replacedSize(text, from, to, first) + 1]);
+  if (first == std::string_view::npos) {
+    return text.substr(0, text.find('\0'));  // as the buffer would be read
+  }
   std::string_view rest = text;
   char* target = buffer.get();
-  for (size_t match = findIn(rest, from); match != std::string_view::npos;
-       match = findIn(rest, from)) {
+  for (size_t match = first; match != std::string_view::npos; match = findIn(rest, from)) {
     target = std::copy_n(rest.data(), match, target);
     target = std::copy(to.begin(), to.end(), target);
     rest.remove_prefix(match + from.length());

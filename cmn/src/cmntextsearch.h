@@ -74,13 +74,13 @@ inline size_t findIn(std::string_view text, std::string_view pattern) {
                           : static_cast<size_t>(static_cast<const char*>(match) - text.data());
 }
 
-// The size of a text in which one pattern takes the place of another. Throws where it is so large
-// that no byte can follow it.
-inline size_t replacedSize(std::string_view text, std::string_view from, std::string_view to) {
+// The size of a text in which one pattern takes the place of another, which first stands at
+// `first`. Throws where it is so large that no byte can follow it.
+inline size_t replacedSize(std::string_view text, std::string_view from, std::string_view to,
+                           size_t first) {
   size_t count = 0;
   size_t kept = text.size();
-  for (size_t match = findIn(text, from); match != std::string_view::npos;
-       match = findIn(text, from)) {
+  for (size_t match = first; match != std::string_view::npos; match = findIn(text, from)) {
     ++count;
     kept -= from.size();
     text.remove_prefix(match + from.size());
