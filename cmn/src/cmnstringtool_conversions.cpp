@@ -1,5 +1,6 @@
 // The conversions between the four kinds of strings.
 #include "cmnasciitext.h"
+#include "cmnbytesum.h"
 #include "cmnstringtool.h"
 
 #include <unicode/ustring.h>
@@ -7,8 +8,6 @@
 #include <langinfo.h>
 #include <string.h>
 
-#include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -43,25 +42,6 @@ bool localeKeepsAscii() {
          encoding.substr(0, 9) == "ISO-8859-";
 }
 
-// Sums up what `count` gives for each byte, two at most. The sums of a block fit into a byte: so
-// the compiler adds sixteen at once.
-template <class Count>
-size_t sumOverBytes(const char* text, size_t size, Count count) {
-  constexpr size_t longestBlock = UCHAR_MAX / 2;
-  size_t sum = 0;
-  while (size > 0) {
-    const size_t block = std::min(size, longestBlock);
-    unsigned char blockSum = 0;
-    for (size_t i = 0; i < block; ++i) {
-      blockSum = static_cast<unsigned char>(blockSum + count(text[i]));
-    }
-    sum += blockSum;
-    text += block;
-    size -= block;
-  }
-  return sum;
-}
-
 // In UTF-8 a character goes on in the bytes from 0x80 to 0xbf.
 unsigned char charactersBegun(char byte) { return static_cast<signed char>(byte) >= -0x40 ? 1 : 0; }
 
@@ -77,12 +57,12 @@ size_t countCharacters(const char* text) {
   if (!localeIsUtf8()) {
     return std::mbstowcs(nullptr, text, 0);
   }
-  return sumOverBytes(text, strlen(text), [](char byte) { return charactersBegun(byte); });
+  return sumInBlocks(strlen(text), [text](size_t i) { return charactersBegun(text[i]); });
 }
 
 // How many UTF-16 units valid UTF-8 has.
 size_t countUtf16(const char* text, size_t size) {
-  return sumOverBytes(text, size, [](char byte) { return unitsBegun(byte); });
+  return sumInBlocks(size, [text](size_t i) { return unitsBegun(text[i]); });
 }
 
 std::wstring widenedAscii(const char* text) {

@@ -1,4 +1,5 @@
 // XML escaping, hexadecimal, identifiers and tokens.
+#include "cmnbytesum.h"
 #include "cmnhexdigits.h"
 #include "cmnnumbertext.h"
 #include "cmnstringtool.h"
@@ -83,6 +84,17 @@ void readHexPairs(const char* pairs, size_t count, unsigned char* bytes) {
       bytes[i] = static_cast<unsigned char>(std::strtol(pair, nullptr, 16));
     }
   }
+}
+
+// A token begins behind a delimiter.
+size_t countTokens(std::string_view text, char delimiter) {
+  if (text.empty()) {
+    return 0;
+  }
+  const auto beginsBehind = [text, delimiter](size_t i) {
+    return (text[i] == delimiter ? 1 : 0) & (text[i + 1] != delimiter ? 1 : 0);
+  };
+  return (text[0] != delimiter ? 1U : 0U) + sumInBlocks(text.size() - 1, beginsBehind);
 }
 
 size_t countTokens(std::string_view text, const ByteSet& delimiter) {
@@ -197,7 +209,8 @@ std::vector<std::string> CCmnStringTool::tokenize(const std::string& text,
   const ByteSet delimiter(delimiters.c_str());
   const std::string_view source = text.c_str();
   std::vector<std::string> tokens;
-  tokens.reserve(countTokens(source, delimiter));
+  const bool isOne = delimiters.size() == 1;
+  tokens.reserve(isOne ? countTokens(source, delimiters[0]) : countTokens(source, delimiter));
   std::string_view rest = source.substr(delimiter.leading(source));
   while (!rest.empty()) {
     const size_t length = delimiter.leadingOthers(rest);
