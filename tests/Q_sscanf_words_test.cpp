@@ -102,13 +102,14 @@ TEST(SscanfWords, HoldWhatIsNoWhiteSpaceInShiftJis) {
   checkEveryByteAtEveryPlace();
 }
 
-TEST(SscanfWords, HoldWhatIsNoWhiteSpaceWhereTheLastOfAsciiIs) {
+TEST(SscanfWords, HoldWhatIsNoWhiteSpaceWherePrintedCharactersOfAsciiAre) {
   const kelp_test::MadeLocale locale(LC_CTYPE,
                                      "LC_CTYPE\nspace <U0009>;<U000A>;<U000B>;<U000C>;<U000D>;"
-                                     "<U0020>;<U007F>\nEND LC_CTYPE\n");
+                                     "<U0020>;<U005F>;<U007F>\nEND LC_CTYPE\n");
   if (!locale.isSet()) {
     GTEST_SKIP() << "localedef gives no locale";
   }
+  ASSERT_TRUE(isSpace('_'));
   ASSERT_TRUE(isSpace('\x7f'));
   checkWords();
   checkEveryByteAtEveryPlace();

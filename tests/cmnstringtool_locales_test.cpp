@@ -1,6 +1,7 @@
 #include "charset_locale.h"
 #include "cmnstringtool.h"
 #include "heap.h"
+#include "letters_locale.h"
 #include "plain_text.h"
 
 #include <gtest/gtest.h>
@@ -8,8 +9,10 @@
 #include <cctype>
 #include <climits>
 #include <cwchar>
+#include <future>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -196,6 +199,37 @@ TEST(Wstr2str, KeepsWhatTheConverterForCp949WritesOfTheCharacterThatItRefuses) {
     GTEST_SKIP() << "localedef and the platform's converters give no locale of CP949";
   }
   EXPECT_EQ(Tool::wstr2str(std::wstring(L"a\u327ebc")), "a\x22\x68");
+}
+
+// ---- the case of bytes, in a thread that is older than the locale
+
+std::string upperCaseOfThePlatform(std::string text) {
+  for (char& c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    c = std::isalpha(byte) != 0 ? static_cast<char>(std::toupper(byte)) : c;
+  }
+  return text;
+}
+
+TEST(CaseOfBytes, IsWhatThePlatformMakesOfThemInAThreadThatIsOlderThanTheLocale) {
+  std::promise<void> isSet;
+  std::thread older([locale = isSet.get_future()] {
+    locale.wait();
+    for (int byte = 0; byte < 0x100; ++byte) {
+      for (const size_t length : {1, 300}) {
+        const std::string text(length, static_cast<char>(byte));
+        EXPECT_EQ(Tool::tostrupper(text), upperCaseOfThePlatform(text));
+      }
+    }
+    const bool isPair = std::toupper('i') == std::toupper('I');
+    EXPECT_EQ(Tool::CompareNoCase("i", "I"), isPair);
+  });
+  const kelp_test::LettersLocale locale("ISO-8859-9", 1, kelp_test::turkishAlphabet());
+  isSet.set_value();
+  older.join();
+  if (!locale.isSet()) {
+    GTEST_SKIP() << "localedef gives no locale";
+  }
 }
 
 }  // namespace

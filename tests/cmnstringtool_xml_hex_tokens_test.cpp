@@ -360,6 +360,23 @@ TEST(Str2binary, WritesNothingBehindItsBytes) {
   }
 }
 
+TEST(Str2binary, ReadsWhatItHasStoredIntoTheTextItself) {
+  std::string hex = "0a30ffff";
+  int size = 4;
+  ASSERT_EQ(Tool::str2binary(reinterpret_cast<unsigned char*>(&hex[2]), &size, hex), done);
+  // "\n0" is what the second pair has become.
+  EXPECT_EQ(hex, std::string("0a\x0a\0\xff\xff"
+                             "ff",
+                             8));
+}
+
+TEST(Str2binary, ReadsATextInItsOwnPlace) {
+  std::string hex = "0a30ffff";
+  int size = 4;
+  ASSERT_EQ(Tool::str2binary(reinterpret_cast<unsigned char*>(&hex[0]), &size, hex), done);
+  EXPECT_EQ(hex.substr(0, 4), "\x0a\x30\xff\xff");
+}
+
 TEST(Str2binary, UndoesBinary2str) {
   for (unsigned seed = 1; seed <= 100; ++seed) {
     SCOPED_TRACE(seed);

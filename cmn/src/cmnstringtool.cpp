@@ -1,7 +1,7 @@
 #include "cmnstringtool.h"
 
 #include "cmnasciitext.h"
-#include "cmncasetables.h"
+#include "cmnlettercase.h"
 #include "cmnnumbertext.h"
 #include "cmntextsearch.h"
 
@@ -43,7 +43,7 @@ uint64_t wordAt(const char* bytes) {
 }
 
 // The locale is asked only about bytes that differ, and eight are compared at once.
-bool equalNoCase(std::string_view first, std::string_view second, const CaseTables& upper) {
+bool equalNoCase(std::string_view first, std::string_view second, const ByteCase& upper) {
   if (first.size() != second.size()) {
     return false;
   }
@@ -78,7 +78,7 @@ char plainLower(char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A
 
 // Looks at all of ASCII: a locale may have other letters there, and take some for none.
 template <char (*plain)(char)>
-bool mapsAsciiAs(const CaseTables& other) {
+bool mapsAsciiAs(const ByteCase& other) {
   bool differs = false;
   for (int i = 0; i < 0x80; ++i) {
     const char c = static_cast<char>(i);
@@ -91,7 +91,7 @@ bool mapsAsciiAs(const CaseTables& other) {
 
 // The compiler makes vector code of the plain loop for a long text of ASCII.
 template <char (*plain)(char)>
-std::string withMappedBytes(const std::string& text, const CaseTables& other) {
+std::string withMappedBytes(const std::string& text, const ByteCase& other) {
   constexpr size_t longText = 256;
   if (text.length() < longText || !isAscii(text.data(), text.length()) ||
       !mapsAsciiAs<plain>(other)) {
@@ -196,7 +196,7 @@ bool CCmnStringTool::isDigit(const std::string& text) {
 }
 
 bool CCmnStringTool::CompareNoCase(const std::string& first, const std::string& second) {
-  return equalNoCase(first, second, CaseTables::upper());
+  return equalNoCase(first, second, ByteCase::upper());
 }
 
 bool CCmnStringTool::CompareNoCase(const std::wstring& first, const std::wstring& second) {
@@ -204,11 +204,11 @@ bool CCmnStringTool::CompareNoCase(const std::wstring& first, const std::wstring
 }
 
 std::string CCmnStringTool::tostrlower(const std::string& text) {
-  return withMappedBytes<plainLower>(text, CaseTables::lower());
+  return withMappedBytes<plainLower>(text, ByteCase::lower());
 }
 
 std::string CCmnStringTool::tostrupper(const std::string& text) {
-  return withMappedBytes<plainUpper>(text, CaseTables::upper());
+  return withMappedBytes<plainUpper>(text, ByteCase::upper());
 }
 
 std::wstring CCmnStringTool::tostrlower(const std::wstring& text) {

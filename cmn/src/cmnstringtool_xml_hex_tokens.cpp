@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <iterator>
 #include <string_view>
 
@@ -84,6 +85,12 @@ void readHexPairs(const char* pairs, size_t count, unsigned char* bytes) {
       bytes[i] = static_cast<unsigned char>(std::strtol(pair, nullptr, 16));
     }
   }
+}
+
+// What is stored behind the beginning of the text itself is read again as digits.
+bool isStoredInto(std::string_view text, const unsigned char* bytes) {
+  const auto* const first = reinterpret_cast<const char*>(bytes);
+  return std::less<>()(text.data(), first) && std::less<>()(first, text.data() + text.size());
 }
 
 // A token begins behind a delimiter.
@@ -177,8 +184,8 @@ int CCmnStringTool::str2binary(unsigned char* out, int* size, const std::string&
   }
   const char* const digits = hex.data();
   const size_t count = hex.length() / 2;
-  const auto read = areHexDigits(digits, 2 * count) ? readHexDigits : readHexPairs;
-  read(digits, count, out);
+  const bool areAllDigits = !isStoredInto(hex, out) && areHexDigits(digits, 2 * count);
+  (areAllDigits ? readHexDigits : readHexPairs)(digits, count, out);
   *size = static_cast<int>(count);
   return 0;
 }
