@@ -102,17 +102,34 @@ TEST(SscanfWords, HoldWhatIsNoWhiteSpaceInShiftJis) {
   checkEveryByteAtEveryPlace();
 }
 
-TEST(SscanfWords, HoldWhatIsNoWhiteSpaceWherePrintedCharactersOfAsciiAre) {
-  const kelp_test::MadeLocale locale(LC_CTYPE,
-                                     "LC_CTYPE\nspace <U0009>;<U000A>;<U000B>;<U000C>;<U000D>;"
-                                     "<U0020>;<U005F>;<U007F>\nEND LC_CTYPE\n");
-  if (!locale.isSet()) {
-    GTEST_SKIP() << "localedef gives no locale";
+class PrintedWhiteSpace : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!m_locale.isSet()) {
+      GTEST_SKIP() << "localedef gives no locale";
+    }
+    ASSERT_TRUE(isSpace('_'));
+    ASSERT_TRUE(isSpace('\x7f'));
   }
-  ASSERT_TRUE(isSpace('_'));
-  ASSERT_TRUE(isSpace('\x7f'));
+
+  const kelp_test::MadeLocale m_locale{LC_CTYPE,
+                                       "LC_CTYPE\nspace <U0009>;<U000A>;<U000B>;<U000C>;<U000D>;"
+                                       "<U0020>;<U005F>;<U007F>\nEND LC_CTYPE\n"};
+};
+
+TEST_F(PrintedWhiteSpace, EndsWords) {
   checkWords();
   checkEveryByteAtEveryPlace();
+}
+
+TEST_F(PrintedWhiteSpace, InAFormatStandsForAnyNumberOfThem) {
+  int number = 0;
+  EXPECT_EQ(Q_sscanf("id__\x7f 7", "id_%d", &number, 4), 1);
+  EXPECT_EQ(number, 7);
+  EXPECT_EQ(Q_sscanf("id8", "id_%d", &number, 4), 1);
+  EXPECT_EQ(number, 8);
+  EXPECT_EQ(Q_sscanf("a__b9", "a_b%d", &number, 4), 1);
+  EXPECT_EQ(number, 9);
 }
 
 // ---- text that comes in pieces

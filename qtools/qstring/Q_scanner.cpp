@@ -56,8 +56,8 @@ void storeFloat(void* destination, Modifier modifier, double value) {
   }
 }
 
-// Neither white space in any locale, nor the beginning of a conversion, nor the end of the format.
-bool isOrdinary(char c) { return c > ' ' && c < 0x7f && c != '%'; }
+// Neither white space, nor the beginning of a conversion, nor the end of the format.
+bool isOrdinary(char c) { return c != '%' && c != '\0' && !isSpace(static_cast<unsigned char>(c)); }
 
 class Scanner {
  public:
