@@ -6,20 +6,18 @@
 #include "letters_locale.h"
 #include "long_texts.h"
 #include "plain_text.h"
+#include "until_failure.h"
 
 #include <gtest/gtest.h>
 
 #include <locale.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cfenv>
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <cwctype>
 #include <limits>
 #include <optional>
 #include <random>
@@ -40,9 +38,15 @@ using kelp_test::GuardedPage;
 using kelp_test::GuardedTexts;
 using kelp_test::Ingredients;
 using kelp_test::LettersLocale;
+using kelp_test::plainDecimal;
+using kelp_test::plainDouble;
+using kelp_test::plainlyEqual;
+using kelp_test::plainlyLower;
+using kelp_test::plainlyUpper;
 using kelp_test::ScopedLocale;
 using kelp_test::TextMixer;
 using kelp_test::untilFailure;
+using kelp_test::widened;
 using testing::PrintToString;
 
 const std::string zeroByte(1, '\0');
@@ -176,44 +180,6 @@ TEST_P(InLocale, DecodesAndEncodesEveryByteAndEveryCharacterByItself) {
 
 // ---- case
 
-bool isLetter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
-bool isLetter(wchar_t c) { return std::iswalpha(static_cast<std::wint_t>(c)) != 0; }
-char upper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
-wchar_t upper(wchar_t c) {
-  return static_cast<wchar_t>(std::towupper(static_cast<std::wint_t>(c)));
-}
-char lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
-wchar_t lower(wchar_t c) {
-  return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(c)));
-}
-
-template <class Text>
-Text plainlyUpper(Text text) {
-  for (auto& c : text) {
-    c = isLetter(c) ? upper(c) : c;
-  }
-  return text;
-}
-
-template <class Text>
-Text plainlyLower(Text text) {
-  for (auto& c : text) {
-    c = isLetter(c) ? lower(c) : c;
-  }
-  return text;
-}
-
-template <class Text>
-bool plainlyEqual(const Text& first, const Text& second) {
-  for (size_t i = 0; i < first.size() && i < second.size(); ++i) {
-    const bool letters = isLetter(first[i]) && isLetter(second[i]);
-    if (letters ? upper(first[i]) != upper(second[i]) : first[i] != second[i]) {
-      return false;
-    }
-  }
-  return first.size() == second.size();
-}
-
 template <class Text>
 void checkCase(const Text& text) {
   ASSERT_EQ(Tool::tostrupper(text), plainlyUpper(text)) << PrintToString(text);
@@ -342,12 +308,7 @@ TEST(PlainForm, OfBytesInHexadecimalHoldsForEveryLength) {
 
 TEST(PlainForm, OfAnIdentifierHoldsForEveryLength) {
   forEachLength(anyBytes(), [](const std::string& text) {
-    std::string expected = "0012";
-    for (const char c : text) {
-      const auto byte = static_cast<unsigned char>(c);
-      expected += (byte >= 0x80 ? "ffffff" : "") + kelp_test::plainHexadecimal({byte});
-    }
-    ASSERT_EQ(Tool::str2uid(0x12, text), expected);
+    ASSERT_EQ(Tool::str2uid(0x12, text), kelp_test::plainIdentifier(0x12, text));
   });
 }
 
@@ -490,8 +451,7 @@ TEST(PlainForm, OfTokenizingHoldsForEveryLength) {
 TEST(PlainForm, OfDigitsHoldsForEveryLength) {
   const Ingredients<char> digits{"0123456789", {"/", ":", "a", "\xb2", "\xff", zeroByte}};
   forEachLength(digits, [](const std::string& text) {
-    ASSERT_EQ(Tool::isDigit(text), text.find_first_not_of("0123456789") == std::string::npos)
-        << PrintToString(text);
+    ASSERT_EQ(Tool::isDigit(text), kelp_test::areDigits(text)) << PrintToString(text);
   });
 }
 
@@ -528,23 +488,6 @@ TEST(PlainForm, OfXmlHoldsForEveryFewPieces) {
 // ---- numbers
 
 unsigned int seed = 1;
-
-std::string plainDecimal(bool negative, unsigned long magnitude) {
-  std::string digits;
-  do {
-    digits.insert(digits.begin(), static_cast<char>('0' + magnitude % 10));
-    magnitude /= 10;
-  } while (magnitude != 0);
-  return (negative ? "-" : "") + digits;
-}
-
-template <class Number>
-std::string plainDecimal(Number number) {
-  const auto bits = static_cast<unsigned long>(number);
-  return number < 0 ? plainDecimal(true, 0 - bits) : plainDecimal(false, bits);
-}
-
-std::wstring widened(const std::string& text) { return std::wstring(text.begin(), text.end()); }
 
 void checkIntegers(unsigned long bits) {
   const auto signedInt = static_cast<int>(bits);
@@ -627,12 +570,6 @@ class ScopedRounding {
   ScopedRounding(const ScopedRounding&) = delete;
   ScopedRounding& operator=(const ScopedRounding&) = delete;
 };
-
-std::string plainDouble(double number) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%g", number);
-  return text;
-}
 
 void checkDoublesInEveryRoundingMode() {
   const std::vector<double> numbers = manyDoubles();

@@ -3,6 +3,7 @@
 #include "guarded_page.h"
 #include "plain_text.h"
 #include "scratch.h"
+#include "until_failure.h"
 
 #include <gtest/gtest.h>
 
@@ -28,6 +29,7 @@ using kelp_test::forEachText;
 using kelp_test::forEachTextOf;
 using kelp_test::GuardedPage;
 using kelp_test::plainHexadecimal;
+using kelp_test::plainlyIsIpAddress;
 using kelp_test::plainlyRead;
 using kelp_test::plainTokens;
 using kelp_test::refused;
@@ -50,16 +52,6 @@ std::string randomText(const Texts& pieces, size_t count, std::mt19937& random) 
     text += pieces[random() % pieces.size()];
   }
   return text;
-}
-
-bool plainlyIsIpAddress(const std::string& text) {
-  const Texts tokens = plainTokens(text, ".");
-  for (const std::string& token : tokens) {
-    if (token.find_first_not_of("0123456789") != std::string::npos) {
-      return false;
-    }
-  }
-  return tokens.size() == 4;
 }
 
 BinaryRead readBinary(const std::string& hex, int size, size_t room = 8) {

@@ -1,14 +1,14 @@
 // Plain forms of what CCmnStringTool does: slow, and obviously right.
 #pragma once
 
-#include <gtest/gtest.h>
-
+#include <cctype>
 #include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <cwctype>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -23,17 +23,6 @@ constexpr int refused = -1;
 template <class Text>
 Text upToZero(const Text& text) {
   return text.substr(0, text.find(typename Text::value_type{}));
-}
-
-// The same check, of no text after one that failed.
-template <class Check>
-auto untilFailure(Check check) {
-  return [check](const std::string& text) {
-    if (!testing::Test::HasFailure()) {
-      SCOPED_TRACE(testing::PrintToString(text));
-      check(text);
-    }
-  };
 }
 
 // ---- the encoding forms
@@ -154,6 +143,77 @@ inline std::string plainlyEncoded(const std::wstring& text) {
   return result.size() + rest > budget ? result : result.append(bytes, rest);
 }
 
+// ---- case, by the locale
+
+inline bool isLetter(char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; }
+inline bool isLetter(wchar_t c) { return std::iswalpha(static_cast<std::wint_t>(c)) != 0; }
+inline char upper(char c) { return static_cast<char>(std::toupper(static_cast<unsigned char>(c))); }
+inline wchar_t upper(wchar_t c) {
+  return static_cast<wchar_t>(std::towupper(static_cast<std::wint_t>(c)));
+}
+inline char lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
+inline wchar_t lower(wchar_t c) {
+  return static_cast<wchar_t>(std::towlower(static_cast<std::wint_t>(c)));
+}
+
+template <class Text>
+Text plainlyUpper(Text text) {
+  for (auto& c : text) {
+    c = isLetter(c) ? upper(c) : c;
+  }
+  return text;
+}
+
+template <class Text>
+Text plainlyLower(Text text) {
+  for (auto& c : text) {
+    c = isLetter(c) ? lower(c) : c;
+  }
+  return text;
+}
+
+template <class Text>
+bool plainlyEqual(const Text& first, const Text& second) {
+  for (size_t i = 0; i < first.size() && i < second.size(); ++i) {
+    const bool letters = isLetter(first[i]) && isLetter(second[i]);
+    if (letters ? upper(first[i]) != upper(second[i]) : first[i] != second[i]) {
+      return false;
+    }
+  }
+  return first.size() == second.size();
+}
+
+// ---- numbers
+
+inline std::string plainDecimal(bool negative, unsigned long magnitude) {
+  std::string digits;
+  do {
+    digits.insert(digits.begin(), static_cast<char>('0' + magnitude % 10));
+    magnitude /= 10;
+  } while (magnitude != 0);
+  return (negative ? "-" : "") + digits;
+}
+
+template <class Number>
+std::string plainDecimal(Number number) {
+  const auto bits = static_cast<unsigned long>(number);
+  return number < 0 ? plainDecimal(true, 0 - bits) : plainDecimal(false, bits);
+}
+
+inline std::string plainDouble(double number) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%g", number);
+  return text;
+}
+
+inline bool areDigits(const std::string& text) {
+  return text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+inline std::wstring widened(const std::string& text) {
+  return std::wstring(text.begin(), text.end());
+}
+
 // ---- trimming, searching and replacing
 
 inline bool trimsNothing(const std::string& text, const char* set) {
@@ -270,7 +330,7 @@ struct BinaryRead {
 };
 
 inline void PrintTo(const BinaryRead& read, std::ostream* stream) {
-  *stream << read.status << ", size " << read.size << ", " << testing::PrintToString(read.out);
+  *stream << read.status << ", size " << read.size << ", " << plainHexadecimal(read.out);
 }
 
 constexpr unsigned char untouched = 0xee;
@@ -291,6 +351,17 @@ inline BinaryRead plainlyRead(const std::string& hex, int size, size_t room = 8)
   return read;
 }
 
+inline std::string plainIdentifier(unsigned int type, const std::string& bytes) {
+  char digits[16];
+  std::snprintf(digits, sizeof digits, "%04x", type);
+  std::string result = digits;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    result += (byte >= 0x80 ? "ffffff" : "") + plainHexadecimal({byte});
+  }
+  return result;
+}
+
 // ---- tokens
 
 inline std::vector<std::string> plainTokens(const std::string& text,
@@ -302,6 +373,16 @@ inline std::vector<std::string> plainTokens(const std::string& text,
     tokens.emplace_back(token);
   }
   return tokens;
+}
+
+inline bool plainlyIsIpAddress(const std::string& text) {
+  const std::vector<std::string> tokens = plainTokens(text, ".");
+  for (const std::string& token : tokens) {
+    if (!areDigits(token)) {
+      return false;
+    }
+  }
+  return tokens.size() == 4;
 }
 
 }  // namespace kelp_test
