@@ -7,6 +7,7 @@
 #include "comma_locale.h"
 #include "heap.h"
 #include "next_symbol.h"
+#include "plain_scanner.h"
 #include "scan.h"
 
 #include <gtest/gtest.h>
@@ -80,31 +81,10 @@ uint64_t bitsOf(Value value) {
   return bits;
 }
 
-size_t digitsAt(const std::string& text, size_t at) {
-  size_t end = text.find_first_not_of("0123456789", at);
-  end = end == std::string::npos ? text.size() : end;
-  return end - at;
-}
-
-bool isAt(const std::string& text, size_t at, const char* characters) {
-  return at < text.size() && std::strchr(characters, text[at]) != nullptr;
-}
-
-// The length of the longest beginning that can still become a floating number; 0 without digits.
+// 0 where there is no number.
 size_t floatLength(const std::string& text) {
-  size_t at = isAt(text, 0, "+-") ? 1 : 0;
-  size_t digits = digitsAt(text, at);
-  at += digits;
-  if (isAt(text, at, ".")) {
-    const size_t fraction = digitsAt(text, ++at);
-    digits += fraction;
-    at += fraction;
-  }
-  if (digits != 0 && isAt(text, at, "eE")) {
-    at += isAt(text, at + 1, "+-") ? 2 : 1;
-    at += digitsAt(text, at);
-  }
-  return digits == 0 ? 0 : at;
+  const kelp_test::NumberText number = kelp_test::floatAtStart(text);
+  return number.isNumber ? number.length : 0;
 }
 
 Result plainFloat(const std::string& text) {

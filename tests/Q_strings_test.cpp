@@ -3,6 +3,7 @@
 #include "guarded_page.h"
 #include "heap.h"
 #include "next_symbol.h"
+#include "plain_bounded_text.h"
 #include "scratch.h"
 
 #include <gtest/gtest.h>
@@ -50,6 +51,11 @@ namespace {
 
 using kelp_test::GuardedPage;
 using kelp_test::HeapWatch;
+using kelp_test::readable;
+using kelp_test::slowAppend;
+using kelp_test::slowAppendAtMost;
+using kelp_test::slowCopy;
+using kelp_test::slowCopyAndFill;
 
 // --- narrow and wide text alike
 
@@ -99,71 +105,6 @@ class BoundedText : public testing::Test {
     }
     return content;
   }
-
-  // Of a source what a call may read, at most `bound` elements; a longer one ends unterminated.
-  static String readable(const String& source, size_t bound) {
-    return (source + Element()).substr(0, bound);
-  }
-
-  // ---- slow forms, step by step, on a destination that is a string
-
-  static size_t slowCopy(String& dst, size_t at, const String& src, size_t size) {
-    if (size == 0) {
-      return 0;
-    }
-    size_t copied = 0;
-    while (copied < size - 1 && copied < src.size()) {
-      dst[at + copied] = src[copied];
-      ++copied;
-    }
-    dst[at + copied] = Element();
-    return copied;
-  }
-
-  static size_t slowAppend(String& dst, const String& src, size_t size) {
-    if (size == 0) {
-      return 0;
-    }
-    if (dst[0] == Element()) {
-      return size < 2 ? 0 : slowCopy(dst, 0, src, size);
-    }
-    size_t room = size;
-    size_t length = 0;
-    while (dst[length] != Element()) {
-      if (room == 1) {
-        return 0;
-      }
-      ++length;
-      --room;
-      if (room == 1) {
-        return 0;
-      }
-    }
-    room = size - length;
-    return room < 2 ? 0 : slowCopy(dst, length, src, room);
-  }
-
-  static size_t slowCopyAndFill(String& dst, const String& src, size_t n, size_t size) {
-    if (size == 0) {
-      return 0;
-    }
-    const size_t m = n < size ? n : size;
-    for (size_t i = 0; i < m; ++i) {
-      dst[i] = i < src.size() ? src[i] : Element();
-    }
-    if (size <= m) {
-      dst[size - 1] = Element();
-      return size - 1;
-    }
-    dst[m] = Element();
-    return m;
-  }
-
-  static size_t slowAppendAtMost(String& dst, const String& src, size_t n, size_t size) {
-    const size_t end = dst.find(Element());
-    const size_t length = end == String::npos ? dst.size() : end;
-    return slowAppend(dst, src, std::min(length + n + 1, size));
-  }
 };
 
 using BothWidths = testing::Types<Narrow, Wide>;
@@ -185,8 +126,8 @@ TYPED_TEST(BoundedText, CopyEqualsTheSlowForm) {
       const auto source = this->sourceText(length);
       auto expected = this->destination(99, size);
       Guarded<Char> dst(expected);
-      Guarded<Char> src(this->readable(source, size == 0 ? 0 : size - 1));
-      const size_t result = this->slowCopy(expected, 0, source, size);
+      Guarded<Char> src(readable(source, size == 0 ? 0 : size - 1));
+      const size_t result = slowCopy(expected, 0, source, size);
       EXPECT_EQ(TypeParam::copy(dst.page.data(), src.page.data(), size), result);
       EXPECT_EQ(dst.content(), expected);
     }
@@ -204,8 +145,8 @@ TYPED_TEST(BoundedText, AppendEqualsTheSlowForm) {
         auto expected = this->destination(held, size);
         const size_t room = held < size ? size - held - 1 : 0;
         Guarded<Char> dst(expected);
-        Guarded<Char> src(this->readable(source, room));
-        const size_t result = this->slowAppend(expected, source, size);
+        Guarded<Char> src(readable(source, room));
+        const size_t result = slowAppend(expected, source, size);
         EXPECT_EQ(TypeParam::append(dst.page.data(), src.page.data(), size), result);
         EXPECT_EQ(dst.content(), expected);
       }
@@ -223,8 +164,8 @@ TYPED_TEST(BoundedText, CopyAndFillEqualsTheSlowForm) {
         const auto source = this->sourceText(length);
         auto expected = this->destination(99, size);
         Guarded<Char> dst(expected);
-        Guarded<Char> src(this->readable(source, size == 0 ? 0 : std::min(n, size - 1)));
-        const size_t result = this->slowCopyAndFill(expected, source, n, size);
+        Guarded<Char> src(readable(source, size == 0 ? 0 : std::min(n, size - 1)));
+        const size_t result = slowCopyAndFill(expected, source, n, size);
         EXPECT_EQ(TypeParam::copyAndFill(dst.page.data(), src.page.data(), n, size), result);
         EXPECT_EQ(dst.content(), expected);
       }
@@ -244,8 +185,8 @@ TYPED_TEST(BoundedText, AppendAtMostEqualsTheSlowForm) {
           auto expected = this->destination(held, size);
           const size_t room = held < size ? size - held - 1 : 0;
           Guarded<Char> dst(expected);
-          Guarded<Char> src(this->readable(source, std::min(n, room)));
-          const size_t result = this->slowAppendAtMost(expected, source, n, size);
+          Guarded<Char> src(readable(source, std::min(n, room)));
+          const size_t result = slowAppendAtMost(expected, source, n, size);
           EXPECT_EQ(TypeParam::appendAtMost(dst.page.data(), src.page.data(), n, size), result);
           EXPECT_EQ(dst.content(), expected);
         }
