@@ -193,6 +193,30 @@ TEST(Str2wstr, GivesNothingForATextThatEndsInsideACharacterOfEucTw) {
       {"\x8e", "\x8e\xa3", "\x8e\xa2\xa1", "a\x8e\xa3", std::string(200, 'x') + "\x8e\xa3"});
 }
 
+// The platform counts characters by a window, and in some encodings does not come to an end where
+// only the first of two that one sequence stands for has room there.
+TEST(Str2wstr, DecodesASequenceForTwoCharactersAtEveryPlace) {
+  const struct {
+    const char* charset;
+    int longestCharacter;
+    const char* sequence;
+  } cases[] = {{"BIG5-HKSCS", 2, "\x88\x62"},
+               {"EUC-JISX0213", 3, "\xab\xe5"},
+               {"SHIFT_JISX0213", 2, "\x86\x86"}};
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.charset);
+    const CharsetLocale locale(each.charset, each.longestCharacter);
+    const std::wstring two = plainlyDecoded(each.sequence);
+    if (two.size() != 2) {
+      GTEST_SKIP() << "localedef and the platform's converters give no locale of " << each.charset;
+    }
+    for (size_t before = 0; before < 200; ++before) {
+      const std::string text = std::string(before, 'a') + each.sequence + "b" + each.sequence;
+      ASSERT_EQ(Tool::str2wstr(text), std::wstring(before, L'a') + two + L"b" + two) << before;
+    }
+  }
+}
+
 TEST(Wstr2str, KeepsWhatTheConverterForCp949WritesOfTheCharacterThatItRefuses) {
   const CharsetLocale locale("CP949", 2);
   if (!locale.converts("\xb0\xa1", 0xac00)) {

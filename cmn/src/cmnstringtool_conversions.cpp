@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cwchar>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -51,13 +52,37 @@ unsigned char unitsBegun(char byte) {
   return static_cast<unsigned char>(charactersBegun(byte) + (takesTwo ? 1 : 0));
 }
 
+// Where one sequence stands for two characters, the platform's converters for these take the second
+// out of their state again and again: counting, it does not come to an end.
+bool localeKeepsSecondCharacters() {
+  const std::string_view encoding = nl_langinfo(CODESET);
+  return encoding == "EUC-JISX0213" || encoding == "SHIFT_JISX0213";
+}
+
+size_t countOneByOne(const char* text) {
+  const char* const end = text + strlen(text) + 1;
+  std::mbstate_t state{};
+  size_t count = 0;
+  for (wchar_t c = L'#'; c != L'\0'; ++count) {
+    const size_t length = std::mbrtowc(&c, text, static_cast<size_t>(end - text), &state);
+    if (length > static_cast<size_t>(end - text)) {
+      return static_cast<size_t>(-1);
+    }
+    if (length == 0) {
+      state = std::mbstate_t{};
+    }
+    text += length;
+  }
+  return count - 1;
+}
+
 // How many wide characters a text has in the locale's encoding; -1 where it is not valid. In UTF-8
 // only the conversion tells whether it is.
 size_t countCharacters(const char* text) {
-  if (!localeIsUtf8()) {
-    return std::mbstowcs(nullptr, text, 0);
+  if (localeIsUtf8()) {
+    return sumInBlocks(strlen(text), [text](size_t i) { return charactersBegun(text[i]); });
   }
-  return sumInBlocks(strlen(text), [text](size_t i) { return charactersBegun(text[i]); });
+  return localeKeepsSecondCharacters() ? countOneByOne(text) : std::mbstowcs(nullptr, text, 0);
 }
 
 // How many UTF-16 units valid UTF-8 has.
