@@ -5,6 +5,7 @@
 #include "expect.h"
 #include "input.h"
 #include "plain_bounded_text.h"
+#include "plain_text.h"
 #include "scratch.h"
 #include "wide_text.h"
 
@@ -51,7 +52,7 @@ class Bounded {
 
   // A destination with all its elements, of which none need be zero, and a source.
   Bounded(Text destination, const Text& source, size_t n)
-      : m_held(std::move(destination)), m_source(source.c_str()), m_n(n) {}
+      : m_held(std::move(destination)), m_source(kelp_test::upToZero(source)), m_n(n) {}
 
   void check() const {
     const size_t size = m_held.size();
@@ -181,9 +182,8 @@ void checkWideFormat(const Values& values, size_t size) {
   const bool fits = length >= 0 && static_cast<size_t>(length) < size;
   expect(result == (fits ? length : -1), "the length, where all fits");
   if (size > 0) {
-    const std::wstring expected =
-        length < 0 ? std::wstring(whole) : std::wstring(whole, static_cast<size_t>(length));
-    expect(dst == std::wstring(expected.c_str()).substr(0, size - 1), "the text, cut to fit");
+    const std::wstring expected = whole;
+    expect(dst == expected.substr(0, size - 1), "the text, cut to fit");
   }
 }
 
@@ -199,8 +199,8 @@ void checkFormats(Input& input) {
   values.number = input.number<int>();
   values.floating = input.number<double>();
   const size_t size = input.upTo(300);
-  values.narrow = input.bytes(input.upTo(255)).c_str();
-  values.wide = kelp_fuzz::wideText(input).substr(0, 255).c_str();
+  values.narrow = kelp_test::upToZero(input.bytes(input.upTo(255)));
+  values.wide = kelp_test::upToZero(kelp_fuzz::wideText(input).substr(0, 255));
   checkNarrowFormat(values, size);
   checkWideFormat(values, size);
 }

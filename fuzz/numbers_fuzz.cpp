@@ -88,11 +88,11 @@ void checkWritten(uint64_t bits, double floating) {
 
 struct Decimal {
   bool negative = false;
-  unsigned __int128 magnitude = 0;  // no more than 2^64
+  unsigned long magnitude = 0;
+  bool overflow = false;
 };
 
 Decimal plainlyRead(const char* text) {
-  constexpr auto limit = static_cast<unsigned __int128>(1) << 64U;
   while (std::isspace(static_cast<unsigned char>(*text)) != 0) {
     ++text;
   }
@@ -100,28 +100,35 @@ Decimal plainlyRead(const char* text) {
   decimal.negative = *text == '-';
   text += *text == '-' || *text == '+' ? 1 : 0;
   for (; *text >= '0' && *text <= '9'; ++text) {
-    decimal.magnitude = decimal.magnitude * 10 + static_cast<unsigned int>(*text - '0');
-    decimal.magnitude = decimal.magnitude > limit ? limit : decimal.magnitude;
+    const auto digit = static_cast<unsigned long>(*text - '0');
+    decimal.overflow = decimal.overflow || decimal.magnitude > (ULONG_MAX - digit) / 10;
+    decimal.magnitude = decimal.magnitude * 10 + digit;
   }
   return decimal;
 }
 
 long plainLong(const Decimal& decimal) {
-  constexpr auto limit = static_cast<unsigned __int128>(1) << 63U;
-  if (decimal.negative) {
-    return decimal.magnitude >= limit ? LONG_MIN : -static_cast<long>(decimal.magnitude);
+  if (decimal.overflow || decimal.magnitude > LONG_MAX) {
+    return decimal.negative ? LONG_MIN : LONG_MAX;
   }
-  return decimal.magnitude >= limit ? LONG_MAX : static_cast<long>(decimal.magnitude);
+  const auto magnitude = static_cast<long>(decimal.magnitude);
+  return decimal.negative ? -magnitude : magnitude;
 }
 
 unsigned long plainUnsignedLong(const Decimal& decimal) {
-  const auto magnitude = static_cast<unsigned long>(decimal.magnitude);
-  return decimal.magnitude > ULONG_MAX ? ULONG_MAX : decimal.negative ? 0 - magnitude : magnitude;
+  if (decimal.overflow) {
+    return ULONG_MAX;
+  }
+  return decimal.negative ? 0 - decimal.magnitude : decimal.magnitude;
 }
 
-bool areSame(double first, double second) {
-  return std::memcmp(&first, &second, sizeof first) == 0;
+uint64_t bitsOf(double number) {
+  uint64_t bits = 0;
+  std::memcpy(&bits, &number, sizeof bits);
+  return bits;
 }
+
+bool areSame(double first, double second) { return bitsOf(first) == bitsOf(second); }
 
 void checkRead(const std::string& text) {
   auto guarded = atEdge(text);

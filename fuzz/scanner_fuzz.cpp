@@ -6,6 +6,7 @@
 #include "input.h"
 #include "locales.h"
 #include "plain_scanner.h"
+#include "plain_text.h"
 #include "scan.h"
 
 #include <sys/mman.h>
@@ -71,7 +72,7 @@ Scan scanBy(const Task& task, Call call) {
 }
 
 void checkText(const Task& task) {
-  const std::string text = task.text.c_str();
+  const std::string text = kelp_test::upToZero(task.text);
   const Scan plain = scanPlainly(task, text);
   auto guarded = kelp_fuzz::atEdge(text);
   const char* const scanned = guarded.text().data();

@@ -14,6 +14,7 @@
 #include "expect.h"
 #include "input.h"
 #include "plain_scanner.h"
+#include "plain_text.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -147,7 +148,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   kelp_fuzz::Input input(data, size);
   const Format format(input);
   // So short that the platform, which knows no sizes, fits it into a value.
-  const std::string text = input.bytes(kelp_test::plainSlotSize - 1).c_str();
+  const std::string text = kelp_test::upToZero(input.bytes(kelp_test::plainSlotSize - 1));
   if (format.suits(text)) {
     checkAgainstThePlatform(format.text(), text);
   }
