@@ -17,6 +17,7 @@ using LetterPair = std::pair<wchar_t, wchar_t>;
 struct Alphabet {
   std::vector<LetterPair> pairs;
   std::wstring noLetters;  // of these, what the locale takes for no letters all the same
+  std::wstring spaces;     // what it takes for white space besides the usual
 };
 
 inline Alphabet asciiAlphabet() {
@@ -54,12 +55,13 @@ inline Alphabet turkishAlphabet() {
 }
 
 // Nobody's: "x" and "Y" are no letters but have another case, signs are letters of two cases, and
-// so is the character whose byte is EOF as a signed char.
+// so is the character whose byte is EOF as a signed char; and "_" is white space.
 inline Alphabet oddAlphabet() {
   Alphabet alphabet = asciiAlphabet();
   alphabet.pairs.emplace_back(L'@', L'`');
   alphabet.pairs.emplace_back(L'q', 0xff);
   alphabet.noLetters = L"xY";
+  alphabet.spaces = L"_";
   return alphabet;
 }
 
@@ -98,6 +100,10 @@ class LettersLocale : public MadeLocale {
     std::string lower;
     std::string toUpper;
     std::string toLower;
+    std::string space = "<U0009>;<U000A>;<U000B>;<U000C>;<U000D>;<U0020>;<U00A0>";
+    for (const wchar_t c : alphabet.spaces) {
+      append(space, symbol(c));
+    }
     for (const auto& [large, small] : alphabet.pairs) {
       append(toUpper, "(" + symbol(small) + "," + symbol(large) + ")");
       append(toLower, "(" + symbol(large) + "," + symbol(small) + ")");
@@ -109,8 +115,8 @@ class LettersLocale : public MadeLocale {
       }
     }
     return "LC_CTYPE\nupper " + upper + "\nlower " + lower + "\nalpha " + upper + ";" + lower +
-           "\nspace <U0009>;<U000A>;<U000B>;<U000C>;<U000D>;<U0020>;<U00A0>\ntoupper " + toUpper +
-           "\ntolower " + toLower + "\nEND LC_CTYPE\n";
+           "\nspace " + space + "\ntoupper " + toUpper + "\ntolower " + toLower +
+           "\nEND LC_CTYPE\n";
   }
 };
 
