@@ -46,7 +46,8 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 constexpr int failed = -1;
-constexpr int heapNotOpened = -7;  // what a test has ACE say, to be told from that
+constexpr int sectionRefused = -3;  // by an import
+constexpr int heapNotOpened = -7;   // what a test has ACE say, to be told from that
 constexpr size_t sectionMapSize = 16;
 
 constexpr char noDirectory[] = "Configuration path verification failed";
@@ -448,6 +449,49 @@ TEST_F(Configuration, ALineEndInsideAValueBreaksTheExportedFile) {
   CCmnConfiguration again;
   import(again, "a.conf");
   EXPECT_NE(text(again, "S", "K"), "one\ntwo");
+}
+
+TEST_F(Configuration, ASlashInAFileSeparatesNestedNames) {
+  CCmnConfiguration store(dir().c_str(), "a.conf", false);
+  makeCurrent(store, "A/B");
+  ASSERT_EQ(store.setStringValue("K", "v"), 0);
+  EXPECT_THAT(plain(store.enumerateSections(store.configHeap().root_section())),
+              ElementsAre("A/B"));
+  ASSERT_EQ(store.exportConfig(), 0);
+  CCmnConfiguration again;
+  EXPECT_EQ(import(again, "a.conf"), 0);
+  EXPECT_THAT(plain(again.enumerateSections(again.configHeap().root_section())), ElementsAre("A"));
+  EXPECT_EQ(text(again, "A\\B", "K"), "v");
+}
+
+TEST_F(Configuration, ValuesInTheOlderFormAreReadToo) {
+  CCmnConfiguration store;
+  EXPECT_EQ(load(store, "[S]\nText=\"one\nQuoted=\"two\"\r\nNumber=#12\nNone=3\n"), 0);
+  EXPECT_EQ(text(store, "S", "Text"), "one");
+  EXPECT_EQ(text(store, "S", "Quoted"), "two\"");
+  EXPECT_EQ(number(store, "S", "Number"), 12);
+  EXPECT_EQ(text(store, "S", "None"), "(missing)");
+}
+
+TEST_F(Configuration, ValuesWhoseNamesDifferInCaseAloneAreOne) {
+  CCmnConfiguration store(dir().c_str(), "a.conf", false);
+  makeCurrent(store, "S");
+  ASSERT_EQ(store.setStringValue("Key", "1"), 0);
+  ASSERT_EQ(store.setStringValue("KEY", "2"), 0);
+  EXPECT_EQ(text(store, "S", "key"), "2");
+  ASSERT_EQ(store.exportConfig(), 0);
+  EXPECT_EQ(read("a.conf"), "[S]\n\"Key\"=\"2\"\n");
+}
+
+TEST_F(Configuration, ASectionWhoseNameDiffersInCaseAloneIsRefused) {
+  CCmnConfiguration store;
+  makeCurrent(store, "Trace");
+  ACE_Configuration_Section_Key key;
+  EXPECT_EQ(store.openSection("TRACE", key, 0), failed);
+  EXPECT_EQ(store.openSection("TRACE", key, 1), failed);
+  EXPECT_EQ(load(store, "[S]\n\"K\"=\"v\"\n[TRACE]\n\"K\"=\"w\"\n"), sectionRefused);
+  EXPECT_EQ(text(store, "S", "K"), "v");
+  EXPECT_TRUE(hasSection(store, "Trace"));
 }
 
 // ---- files that ACE must not see

@@ -24,8 +24,15 @@ namespace kelp_cmn_4_4 {
  * with such a file holds here too: the last line needs its line end; a section line without its
  * closing bracket, or a value before any section, ends the import with what came before it already
  * applied; other lines that are no values are passed over; and a line end inside a value, or
- * a double quote inside a name, breaks the file that it is exported to. Names are compared byte by
- * byte; one that is longer than ACE's limit of 255 bytes is refused.
+ * a double quote inside a name, breaks the file that it is exported to. In a file a slash separates
+ * nested names, too, so that a section whose own name holds one comes back as two. Values in ACE's
+ * older form are read as well: `NAME="TEXT`, which has no closing quote, and `NAME=#NUMBER`, which
+ * is decimal.
+ *
+ * Names that differ in case alone are not told apart, as ACE compares them. A value keeps the name
+ * that it was first set under; a section beside one of another case is refused as a rule (by an
+ * import with -3), and now and then is that one. A name that is longer than ACE's limit of 255
+ * bytes is refused.
  *
  * A settings file must be the host product's own. One that holds a zero byte is refused as a whole,
  * because ACE would crash on it or misplace its values: so is a file that was saved as UTF-16.
