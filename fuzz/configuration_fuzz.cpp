@@ -60,7 +60,7 @@ ACE_Configuration_Section_Key subsection(ACE_Configuration_Heap& heap,
                                          const ACE_Configuration_Section_Key& key,
                                          const char* name) {
   ACE_Configuration_Section_Key result;
-  expect(heap.open_section(key, name, 0, result) == 0, "a section that is enumerated");
+  expect(heap.open_section(key, name, false, result) == 0, "a section that is enumerated");
   return result;
 }
 

@@ -89,6 +89,56 @@ std::string plainlyWritten(const std::string& id, int severity,
 
 // ---- the plain reader
 
+// Reads the beginning of a text step by step. After a step that fails, all others do.
+class Scan {
+ public:
+  explicit Scan(const std::string& text) : m_next(text.c_str()) {}
+
+  // A blank stands for any white space, and for none.
+  void literal(const std::string& expected) {
+    for (const char c : expected) {
+      if (c == ' ') {
+        skipBlanks();
+      } else if (m_next != nullptr) {
+        m_next = *m_next == c ? m_next + 1 : nullptr;
+      }
+    }
+  }
+
+  // Empty where there is none.
+  std::string word() {
+    skipBlanks();
+    std::string word;
+    while (m_next != nullptr && *m_next != '\0' && !isBlank(*m_next)) {
+      word += *m_next++;
+    }
+    m_next = word.empty() ? nullptr : m_next;
+    return word;
+  }
+
+  // Stays within 64 bits, and keeps the low 32 of them.
+  int numberOr(int other) {
+    if (m_next == nullptr) {
+      return other;
+    }
+    char* end = nullptr;
+    const long number = std::strtol(m_next, &end, 10);
+    m_next = end == m_next ? nullptr : end;
+    return m_next == nullptr ? other : static_cast<int>(number);
+  }
+
+ private:
+  static bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+  void skipBlanks() {
+    while (m_next != nullptr && isBlank(*m_next)) {
+      ++m_next;
+    }
+  }
+
+  const char* m_next;
+};
+
 struct Header {
   std::string id;
   int severity;
@@ -96,19 +146,19 @@ struct Header {
 
 Header plainHeader(const std::string& text, int severity) {
   constexpr size_t longestId = 1023;
-  char* id = nullptr;
-  std::sscanf(text.c_str(), "<SERIALIZED_MESSAGE MSGID=%ms SEVERITY=%d>", &id, &severity);
-  Header header{id == nullptr ? "" : id, severity};
-  std::free(id);
-  header.id.resize(std::min(header.id.size(), longestId));
-  return header;
+  Scan scan(text);
+  scan.literal("<SERIALIZED_MESSAGE MSGID=");
+  const std::string id = scan.word();
+  scan.literal(" SEVERITY=");
+  return {id.substr(0, longestId), scan.numberOr(severity)};
 }
 
 int plainType(const std::string& text) {
-  int index = -1;
-  int type = -1;
-  std::sscanf(text.c_str(), "<ARGVALUE INDEX=%d TYPE=%d>", &index, &type);
-  return type;
+  Scan scan(text);
+  scan.literal("<ARGVALUE INDEX=");
+  scan.numberOr(-1);
+  scan.literal(" TYPE=");
+  return scan.numberOr(-1);
 }
 
 void addArgument(int type, const std::string& value, std::vector<PlainArgument>& arguments) {

@@ -162,7 +162,7 @@ int someLevel(Input& input) {
 
 // Long ones are about as long as a buffer that doubles.
 std::string someText(Input& input) {
-  const std::string text = input.text();
+  std::string text = input.text();
   if (text.empty() || input.upTo(3) != 0) {
     return text;
   }
