@@ -69,7 +69,7 @@ class ScriptedCatalog : public CCmnMessageCatalog {
     m_world.calls.push_back("message of " + std::to_string(m_number));
     const auto text =
         defaultText == nullptr ? std::nullopt : std::optional<std::string>(defaultText);
-    return catalogText(m_number, id, text).c_str();
+    return tstr(catalogText(m_number, id, text).c_str());
   }
 
  private:
@@ -84,7 +84,7 @@ class ScriptedMessage : public CCmnMessage {
   SCmnMessageInfo* serialize() override { return nullptr; }
   void deserialize(const SCmnMessageInfo* info) override { m_messageId = info->text; }
   tstr formatMessage(tstr pattern) override {
-    return ("(" + std::string(pattern.c_str()) + ")").c_str();
+    return tstr(("(" + std::string(pattern.c_str()) + ")").c_str());
   }
 };
 

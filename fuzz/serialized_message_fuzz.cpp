@@ -122,9 +122,9 @@ class Scan {
       return other;
     }
     char* end = nullptr;
-    const long number = std::strtol(m_next, &end, 10);
+    const long value = std::strtol(m_next, &end, 10);
     m_next = end == m_next ? nullptr : end;
-    return m_next == nullptr ? other : static_cast<int>(number);
+    return m_next == nullptr ? other : static_cast<int>(value);
   }
 
  private:
@@ -165,8 +165,8 @@ void addArgument(int type, const std::string& value, std::vector<PlainArgument>&
   if (type == Formattable::kDate || type == Formattable::kDouble) {
     arguments.push_back({Formattable::kDouble, std::strtod(value.c_str(), nullptr), u""});
   } else if (type == Formattable::kLong) {
-    const long number = std::strtol(value.c_str(), nullptr, 10);
-    arguments.push_back({Formattable::kLong, static_cast<double>(static_cast<int>(number)), u""});
+    const auto whole = static_cast<int>(std::strtol(value.c_str(), nullptr, 10));
+    arguments.push_back({Formattable::kLong, static_cast<double>(whole), u""});
   } else if (type == Formattable::kString) {
     arguments.push_back({Formattable::kString, 0, kelp_test::plainlyFromUtf8(value)});
   }

@@ -209,8 +209,8 @@ PlainSettings someSettings(Input& input) {
 
 class Script {
  public:
-  explicit Script(Input& input) : m_input(input), m_component(someName(input)) {
-    m_settings = someSettings(input);
+  explicit Script(Input& input)
+      : m_input(input), m_component(someName(input)), m_settings(someSettings(input)) {
     if (!m_settings.empty()) {
       kelp_test::writeFile(settingsPath(), m_settings.content());
     }
@@ -352,10 +352,10 @@ class Script {
   }
 
   Input& m_input;
-  std::string m_component;
   EchoText m_echo;
   kelp_cmn_4_4::CCmnTraceLog m_log;
 
+  std::string m_component;
   PlainSettings m_settings;
   std::string m_dir;
   std::string m_file;

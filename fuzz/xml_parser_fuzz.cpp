@@ -227,9 +227,8 @@ class MadeDocument {
     m_events.push_back(u"end of document");
   }
 
-  // In UTF-8, or in one of the two orders of UTF-16.
-  std::string bytes() const {
-    const size_t form = m_input.upTo(2);
+  // In UTF-8 (0), or in one of the two orders of UTF-16.
+  std::string bytes(size_t form) const {
     std::string bytes;
     for (const char32_t c : (form == 0 ? m_text : U'\xfeff' + m_text)) {
       if (form == 0) {
@@ -257,11 +256,11 @@ class MadeDocument {
   std::u32string someName() { return names[m_input.upTo(std::size(names) - 1)]; }
 
   static std::u16string wide(const std::u32string& text) {
-    std::u16string units;
+    std::u16string result;
     for (const char32_t c : text) {
-      units += kelp_test::utf16(c);
+      result += kelp_test::utf16(c);
     }
-    return units;
+    return result;
   }
 
   void addReference(char32_t c) {
@@ -375,7 +374,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input input(data, size);
   if (isInitialised && input.choice()) {
     const MadeDocument made(input);
-    const std::string document = made.bytes();
+    const std::string document = made.bytes(input.upTo(2));
     expectSame(told(document), made.events(), "what the document was made to tell");
     expectSame(told(inParts(document, input)), made.events(), "the same in parts");
     return 0;
