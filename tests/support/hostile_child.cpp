@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -106,6 +107,7 @@ int echoInput(char**) {
 int exitWith(char** argv) { return std::atoi(argv[0]); }
 
 int dieBy(char** argv) {
+  signal(std::atoi(argv[0]), SIG_DFL);  // a sanitizer may have taken it
   raise(std::atoi(argv[0]));
   return 98;
 }
@@ -131,6 +133,45 @@ int closeOutputAndStay(char**) {
   close(STDOUT_FILENO);
   close(STDERR_FILENO);
   waitForever();
+}
+
+void sleepMilliseconds(size_t count) {
+  timespec left{static_cast<time_t>(count / 1000), static_cast<long>(count % 1000 * 1000000)};
+  while (nanosleep(&left, &left) != 0) {
+  }
+}
+
+// Says nothing, and exits with a status after so many milliseconds.
+int silence(char** argv) {
+  sleepMilliseconds(number(argv[0]));
+  return std::atoi(argv[1]);
+}
+
+// Closes its output and runs on: for so many milliseconds, until it exits with a status.
+int closeOutputAndLinger(char** argv) {
+  say("closing\n");
+  close(STDOUT_FILENO);
+  close(STDERR_FILENO);
+  return silence(argv);
+}
+
+// So many numbered lines, each written alone.
+int count(char** argv) {
+  for (size_t i = 0; i < number(argv[0]); ++i) {
+    say(std::to_string(i) + "\n");
+  }
+  return 0;
+}
+
+// Numbered lines without end, many in one piece.
+int flood(char**) {
+  for (size_t i = 0;; i += 1000) {
+    std::string block;
+    for (size_t k = i; k < i + 1000; ++k) {
+      block += std::to_string(k) + "\n";
+    }
+    say(block);
+  }
 }
 
 // Says the grandchild's number, then ends; the grandchild stays and holds the pipe.
@@ -206,6 +247,10 @@ const std::map<std::string, int (*)(char**)> modes = {
     {"stay", stay},
     {"ignoreterm", ignoreTermination},
     {"closeoutput", closeOutputAndStay},
+    {"silence", silence},
+    {"linger", closeOutputAndLinger},
+    {"count", count},
+    {"flood", flood},
     {"grandchild", leaveGrandchild},
     {"say", sayText},
     {"lines", lines},
