@@ -105,12 +105,13 @@ Command failingInTheChild(Random& random) {
 }  // namespace
 
 std::vector<End> Command::ends(bool early) const {
-  if (runsOn) {
-    return {{true, SIGTERM}, {true, SIGKILL}};
+  const std::vector<End> byForce = {{true, SIGTERM}, {true, SIGKILL}};
+  if (runsOn && !early) {
+    return byForce;
   }
   if (early || endless) {
     // It writes to nobody; or waits to write, while a later command holds the other end, too.
-    return {end, {true, SIGPIPE}, {true, SIGTERM}, {true, SIGKILL}};
+    return {end, {true, SIGPIPE}, byForce[0], byForce[1]};
   }
   return {end};
 }

@@ -429,10 +429,10 @@ class Soak {
   }
 
   void endByForce(SoakPipe& pipe, Command& command, long timeoutSeconds) {
-    m_children.addClosed(pipe.startedPid(), command.ends(false));
+    m_children.addClosed(pipe.startedPid(), command.ends(true));
     command.name = timeoutSeconds < 0 ? "given up" : "ended by force";
     checkCode(pipe, command, pipe.Close(timeoutSeconds),
-              timeoutSeconds < 0 ? Codes{execPipeWaitFailed} : codesFor(command.ends(false), true));
+              timeoutSeconds < 0 ? Codes{execPipeWaitFailed} : codesFor(command.ends(true), true));
   }
 
   void runOutOfTime() {
