@@ -296,6 +296,8 @@ class Soak {
     if (run.command.endless || run.command.runsOn || m_random.oneIn(6)) {
       run.linesToRead = m_random.below(run.command.runsOn ? 2 : 3000);
     }
+    // A command has two minutes.
+    run.lineSize = std::max(run.lineSize, static_cast<int>(run.command.output.size() / 50000));
     pipe.forgetInput();
     const int code = pipe.ExecPipe(run.command.line, "");
     if (code != execPipeOk) {
