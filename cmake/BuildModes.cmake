@@ -13,7 +13,14 @@ if(KELP_SANITIZE)
   target_link_options(kelp_build_modes INTERFACE ${sanitizers})
 endif()
 
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND (KELP_SANITIZE OR KELP_BUILD_FUZZERS))
+if(KELP_SANITIZE_THREADS)
+  target_compile_options(kelp_build_modes INTERFACE -fsanitize=thread -fno-omit-frame-pointer)
+  target_compile_definitions(kelp_build_modes INTERFACE KELP_SANITIZE_THREADS)
+  target_link_options(kelp_build_modes INTERFACE -fsanitize=thread)
+endif()
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND
+    (KELP_SANITIZE OR KELP_SANITIZE_THREADS OR KELP_BUILD_FUZZERS))
   # Its runtime is in the program, and a library takes it from there.
   target_link_options(kelp_build_modes INTERFACE -Wl,-z,undefs)
 endif()

@@ -8,17 +8,17 @@
 #include <new>
 #include <utility>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define KELP_ADDRESS_SANITIZER
+#if defined(__SANITIZE_ADDRESS__) || defined(KELP_SANITIZE_THREADS)
+#define KELP_SANITIZED_HEAP
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
-#define KELP_ADDRESS_SANITIZER
+#define KELP_SANITIZED_HEAP
 #endif
 #endif
 
 // The heap itself, which cannot be looked up: a look-up may need memory.
 extern "C" {
-#ifdef KELP_ADDRESS_SANITIZER
+#ifdef KELP_SANITIZED_HEAP
 #define KELP_HEAP(function) __interceptor_##function
 #else
 #define KELP_HEAP(function) __libc_##function
