@@ -29,11 +29,12 @@ if(KELP_BUILD_FUZZERS)
 endif()
 
 if(KELP_COVERAGE)
-  # Only in its own dialect does the compiler save the counters of a child before it calls execv.
-  set(CMAKE_CXX_EXTENSIONS ON)
-  target_compile_options(kelp_build_modes INTERFACE --coverage -fprofile-update=atomic)
-  target_compile_definitions(kelp_build_modes INTERFACE KELP_COVERAGE)
-  target_link_options(kelp_build_modes INTERFACE --coverage)
+  # The counters are the mapped profile itself (%c), which every process of a program shares (%m): so those count, too,
+  # that a child leaves by execv, _exit or a signal.
+  target_compile_options(kelp_build_modes INTERFACE
+    -fprofile-instr-generate=${PROJECT_BINARY_DIR}/profiles/%c%m.profraw -fcoverage-mapping -fprofile-update=atomic
+    "SHELL:-mllvm -runtime-counter-relocation")
+  target_link_options(kelp_build_modes INTERFACE -fprofile-instr-generate)
 endif()
 
 # By the configuration that is built, however it is spelt: a host's generator may have several.
