@@ -28,6 +28,15 @@
 namespace {
 
 bool everythingIsUpperCase = false;
+bool noBreakSpaceIsSpace = false;
+
+// As in a locale with more white space.
+struct NoBreakSpaceIsSpace {
+  NoBreakSpaceIsSpace() { noBreakSpaceIsSpace = true; }
+  ~NoBreakSpaceIsSpace() { noBreakSpaceIsSpace = false; }
+  NoBreakSpaceIsSpace(const NoBreakSpaceIsSpace&) = delete;
+  NoBreakSpaceIsSpace& operator=(const NoBreakSpaceIsSpace&) = delete;
+};
 
 // As in a locale with more upper-case letters.
 struct UpperCaseEverywhere {
@@ -40,6 +49,11 @@ struct UpperCaseEverywhere {
 }  // namespace
 
 // In front of the platform's.
+extern "C" int isspace(int c) noexcept {
+  static const auto platforms = kelp_test::nextSymbol<decltype(isspace)>("isspace");
+  return noBreakSpaceIsSpace && c == 0xa0 ? 1 : platforms(c);
+}
+
 extern "C" int isupper(int c) noexcept {
   static const auto platforms = kelp_test::nextSymbol<decltype(isupper)>("isupper");
   return everythingIsUpperCase ? 1 : platforms(c);
@@ -150,6 +164,23 @@ TEST(Sscanf, OrdinaryCharactersMatchThemselves) {
   EXPECT_EQ(Q_sscanf(" id=5", "id=%d", &a, 4), 0);  // no white space is skipped
   EXPECT_EQ(Q_sscanf("\xe4\xff!", "\xe4\xff%n!", &n, 4), 0);
   EXPECT_EQ(n, 2);
+  EXPECT_EQ(Q_sscanf("a\x7f b", "a\x7f%n b", &n, 4), 0);
+  EXPECT_EQ(n, 2);
+}
+
+// The byte belongs to no white space in "C".
+TEST(Sscanf, WhiteSpaceIsWhatTheLocaleSays) {
+  char a[8] = "";
+  char b[8] = "";
+  EXPECT_EQ(Q_sscanf("x\xa0y", "%s%s", a, 8, b, 8), 1);
+  EXPECT_STREQ(a, "x\xa0y");
+  const NoBreakSpaceIsSpace locale;
+  EXPECT_EQ(Q_sscanf("x\xa0y", "%s%s", a, 8, b, 8), 2);
+  EXPECT_STREQ(a, "x");
+  EXPECT_STREQ(b, "y");
+  int n = 0;
+  EXPECT_EQ(Q_sscanf("x\xa0\xa0 y", "x\xa0y%n", &n, 4), 0);
+  EXPECT_EQ(n, 5);
 }
 
 TEST(Sscanf, EndOfInputAtAnOrdinaryCharacterFailsOnlyBeforeTheFirstConversion) {
@@ -410,6 +441,17 @@ TEST(Sscanf, ReadsNumbersOfAnyLength) {
   EXPECT_EQ(Q_sscanf(("." + zeros + "5e5001").c_str(), "%lf%n", &number, 8, &consumed, 4), 1);
   EXPECT_EQ(number, 5.0);
   EXPECT_EQ(consumed, 5007);
+}
+
+TEST(Sscanf, ReadsNumbersWhereverTheyStand) {
+  for (size_t before = 0; before < 600; ++before) {
+    int value = 0;
+    int n = 0;
+    const std::string text = std::string(before, ' ') + "-123456789,";
+    ASSERT_EQ(Q_sscanf(text.c_str(), "%d%n", &value, 4, &n, 4), 1) << before;
+    ASSERT_EQ(value, -123456789) << before;
+    ASSERT_EQ(n, static_cast<int>(before) + 10);
+  }
 }
 
 TEST(Sscanf, ReadsPointersWhateverTheModifier) {

@@ -516,6 +516,21 @@ TEST(StreamSource, LeavesTheStreamAloneWhileAForeignTextIsRead) {
   EXPECT_EQ(fgetc(stream.get()), 'y');
 }
 
+// The stream's position is not moved there.
+TEST(StreamSource, ATextBehindWhatTheStreamHasReadIsAForeignText) {
+  const Stream stream(tmpfile());
+  char buffer[64] = {};
+  ASSERT_EQ(setvbuf(stream.get(), buffer, _IOFBF, sizeof buffer), 0);
+  ASSERT_EQ(fputs("34y", stream.get()), 1);
+  rewind(stream.get());
+  EXPECT_EQ(fgetc(stream.get()), '3');
+  ScanSource source = sourceOf(stream.get());
+  source.position = buffer + 60;
+  EXPECT_EQ(__Qrefill(&source), 0);
+  EXPECT_EQ(source.position, buffer + 1);
+  EXPECT_EQ(source.unread, 2);
+}
+
 TEST(StreamSource, RefillAdoptsTheStreamsBuffer) {
   const Stream stream = streamOf("12345", false, Buffering::usual);
   ScanSource source = sourceOf(stream.get());

@@ -402,6 +402,26 @@ class LetGoOnceAwaited {
   std::thread m_thread;
 };
 
+TEST(ChildStatusRecorder, LeavesAMapAloneThatIsGivenBackAfterItsEnd) {
+  ChildStatusRecorder recorder;
+  Map map;
+  recorder.record(map, 1, 9);
+  {
+    const InTheMap somebody(recorder, map);
+    recorder.close();  // waits in vain
+  }
+  for (int round = 0; round < 2; ++round) {  // the first one holds up nobody
+    const YieldCount counted;
+    int status = 77;
+    recorder.record(map, 2, 9);
+    EXPECT_FALSE(recorder.extract(map, 1, status));
+    recorder.drainAndTopUp(map);
+    EXPECT_EQ(status, 77);
+    EXPECT_EQ(yields, 0);
+  }
+  EXPECT_EQ(map, (Map{{1, 9}}));
+}
+
 // In a real-time thread 20,000 yields are over before anybody else has run.
 TEST(ChildStatusRecorder, WaitsForATimeAndNotForANumberOfYields) {
   ChildStatusRecorder recorder;

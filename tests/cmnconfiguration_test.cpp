@@ -8,7 +8,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -83,6 +85,24 @@ class Configuration : public testing::Test {
 
  private:
   kelp_test::ScratchDirectory m_scratch;
+};
+
+// Nothing can be opened while it lives.
+class NoMoreDescriptors {
+ public:
+  NoMoreDescriptors() {
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    getrlimit(RLIMIT_NOFILE, &m_before);
+    const rlimit none{static_cast<rlim_t>(next), m_before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoMoreDescriptors() { setrlimit(RLIMIT_NOFILE, &m_before); }
+  NoMoreDescriptors(const NoMoreDescriptors&) = delete;
+  NoMoreDescriptors& operator=(const NoMoreDescriptors&) = delete;
+
+ private:
+  rlimit m_before{};
 };
 
 void expectNoError(const CCmnConfiguration& store) {
@@ -579,6 +599,17 @@ TEST_F(Configuration, APipeIsReadOnce) {
   EXPECT_EQ(import(store, "pipe"), 0);
   writer.join();
   EXPECT_EQ(text(store, "S", "K"), "v");
+}
+
+TEST_F(Configuration, AFileThatCannotBeOpenedFailsAsOneThatAceRefuses) {
+  write("a.conf", "[S]\n\"K\"=\"v\"\n");
+  CCmnConfiguration store;
+  {
+    const NoMoreDescriptors none;
+    EXPECT_EQ(import(store, "a.conf"), failed);
+  }
+  expectError(store, failed, importFailed, "importConfig");
+  EXPECT_EQ(import(store, "a.conf"), 0);
 }
 
 // ---- memory that runs out

@@ -1483,6 +1483,21 @@ TEST_F(IcuMessageWithoutMemory, KeepsAStringThatItsMakerMadeBogus) {
   EXPECT_TRUE(m_message->getArgument(2).getString().isBogus());
 }
 
+// A text that ICU only refers to is copied in full, into memory of its own.
+TEST_F(IcuMessageWithoutMemory, CopiesABorrowedTextWholeOrNotAtAll) {
+  const std::u16string content(200, u'x');
+  Formattable value;
+  value.adoptString(new UnicodeString(true, content.data(), 200));
+  int failures = 0;
+  failEachAllocation([&] { makeAnew(); }, [&] { m_message->addArgument(value); },
+                     [&](bool threw) {
+                       failures += threw ? 1 : 0;
+                       ASSERT_EQ(m_message->getArgumentCount(), threw ? 2 : 3);
+                       EXPECT_TRUE(threw || m_message->getArgument(2) == value);
+                     });
+  EXPECT_GT(failures, 0);
+}
+
 TEST_F(IcuMessageWithoutMemory, KeepsAnAmountThatIsNoNumber) {
   UErrorCode status = U_ZERO_ERROR;
   const double nan = std::numeric_limits<double>::quiet_NaN();

@@ -40,14 +40,16 @@ struct OwnRing {
   StatusRing ring{slots.data(), ringCapacity};
 };
 
-void pushMany(StatusQueue& queue, int first, int count) {
+template <size_t levels>
+void pushMany(GrowingStatusQueue<levels>& queue, int first, int count) {
   for (int i = first; i < first + count; ++i) {
     ASSERT_TRUE(queue.push({i, -i})) << i;
   }
 }
 
 // The numbers handed out; every status must be that of its number.
-std::vector<int> drained(StatusQueue& queue) {
+template <size_t levels>
+std::vector<int> drained(GrowingStatusQueue<levels>& queue) {
   std::vector<int> pids;
   queue.handOut([&pids](Record record) {
     EXPECT_EQ(record.pid, -record.status);
@@ -253,6 +255,20 @@ TEST(StatusQueue, LosesARecordOnlyWhereTheSystemHasNoPages) {
   const ScopedFailure noPages(Call::mmap, ENOMEM, 1, Times::onwards);
   pushMany(queue, 0, firstCapacity);
   EXPECT_EQ(noPages.calls(), 0) << "there is room again";
+}
+
+TEST(StatusQueue, LosesARecordWhereItMayGrowNoMore) {
+  GrowingStatusQueue<2> queue;
+  for (int round = 0; round < 2; ++round) {
+    pushMany(queue, 0, (round == 0 ? 3 : 2) * firstCapacity);  // its newest ring is the one in use
+    EXPECT_FALSE(queue.push({interrupted, -interrupted}));
+    EXPECT_FALSE(queue.empty());
+    EXPECT_EQ(drained(queue), numbers(0, (round == 0 ? 3 : 2) * firstCapacity));
+    EXPECT_TRUE(queue.empty());
+  }
+  pushMany(queue, 0, 1);
+  queue.forgetUnfinished();
+  EXPECT_EQ(drained(queue), numbers(0, 1));
 }
 
 TEST(StatusQueue, AgreesWithAPlainQueue) {

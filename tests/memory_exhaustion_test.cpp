@@ -250,10 +250,30 @@ TEST_F(CatalogWithoutMemory, FailsAndCanBeTriedAgain) {
 }
 
 TEST_F(CatalogWithoutMemory, KeepsTheRootForANameThatIcuRefuses) {
-  CCmnIcuMessageCatalog catalog("alanguagethatistoolong", "messages");
-  EXPECT_EQ(catalog.init(), opened);
-  EXPECT_STREQ(catalog.getMessage("MSG_PLAIN", nullptr).c_str(),
-               "messages: plain text of the root");
+  for (const std::string& name :
+       {std::string("alanguagethatistoolong"), "de@" + std::string(100, 'x') + "=1"}) {
+    SCOPED_TRACE(name);
+    CCmnIcuMessageCatalog catalog(name, "messages");
+    EXPECT_EQ(catalog.init(), opened);
+    EXPECT_STREQ(catalog.getMessage("MSG_PLAIN", nullptr).c_str(),
+                 "messages: plain text of the root");
+  }
+}
+
+// ICU needs memory to follow one key to another.
+TEST_F(CatalogWithoutMemory, GivesTheWholeTextOfAnAliasOrThrows) {
+  kelp_test::installBundle("typed", kelp_test::BundleForm::directory);
+  CCmnIcuMessageCatalog catalog("root", "typed");
+  ASSERT_EQ(catalog.init(), opened);
+  std::string result;
+  int failures = 0;
+  failEachAllocation([&] { result.assign(1024, '?'); },
+                     [&] { result = catalog.getMessage("MSG_ALIAS", "default").c_str(); },
+                     [&](bool threw) {
+                       failures += threw ? 1 : 0;
+                       EXPECT_TRUE(threw || result == "typed: text: {0}") << result;
+                     });
+  EXPECT_GT(failures, 0);
 }
 
 TEST_F(CatalogWithoutMemory, GivesWholeTextsOrNone) {

@@ -41,9 +41,7 @@ icu::ResourceBundle* openBundle(const char* path, const char* language, UErrorCo
 int CCmnIcuMessageCatalog::init() try {
   tstr directory;
   tstr file;
-  if (CCmnPathTool::getMessageFileInfo(m_catalogName, directory, file) != 0) {
-    return initFailed;
-  }
+  CCmnPathTool::getMessageFileInfo(m_catalogName, directory, file);  // never fails
   assign(m_bundlePath, joined(directory, file));
   UErrorCode status = U_ZERO_ERROR;
   icu::ResourceBundle* const bundle = openBundle(m_bundlePath.c_str(), m_language.c_str(), status);

@@ -20,13 +20,15 @@ namespace kelp_cmn_4_4 {
 //
 // What was pushed later comes out later: a producer uses the newest ring that it sees, and the
 // consumer takes from the oldest that holds anything.
-class StatusQueue {
+template <size_t levels>
+class GrowingStatusQueue {
  public:
   using Record = StatusRing::Record;
 
   static constexpr size_t firstCapacity = 1024;
 
-  // False, and the record is lost, when the newest ring is full and the system has no pages.
+  // False, and the record is lost, when the newest ring is full and is the last one or the system
+  // has no pages.
   bool push(Record record) {
     size_t level = 0;
     do {
@@ -65,8 +67,6 @@ class StatusQueue {
   }
 
  private:
-  static constexpr size_t levels = 16;  // 67 million records, far more than there are processes
-
   static size_t mappingSize(size_t capacity) {
     return sizeof(StatusRing) + capacity * sizeof(StatusRing::Slot);
   }
@@ -128,6 +128,8 @@ class StatusQueue {
   StatusRing m_first{m_firstSlots.data(), firstCapacity};
   std::array<std::atomic<StatusRing*>, levels> m_rings{&m_first};
 };
+
+using StatusQueue = GrowingStatusQueue<16>;  // 67 million records, far more than processes
 
 }  // namespace kelp_cmn_4_4
 

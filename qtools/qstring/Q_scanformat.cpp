@@ -9,7 +9,7 @@ namespace {
 
 int parseWidth(const char*& format) {
   int width = 0;
-  for (; isDigit(*format, 10); ++format) {
+  for (; isDigit(*format); ++format) {
     const int digit = *format - '0';
     width = width > (INT_MAX - digit) / 10 ? INT_MAX : width * 10 + digit;
   }

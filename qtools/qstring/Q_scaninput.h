@@ -19,12 +19,7 @@ constexpr int endOfInput = -1;
 // table.
 inline bool isSpace(int c) { return ((*__ctype_b_loc())[c] & _ISspace) != 0; }
 
-inline bool isDigit(int c, int base) {
-  if (base <= 10) {
-    return c >= '0' && c < '0' + base;
-  }
-  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
+inline bool isDigit(int c) { return c >= '0' && c <= '9'; }
 
 // How many characters a text begins with for which `belongs` holds.
 template <class Belongs>

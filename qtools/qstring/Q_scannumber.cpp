@@ -26,7 +26,7 @@ bool consumeShortDecimal(Input& input, q_integertext::Integer& value) {
   const char* const limit = end - digits > fittingDigits ? digits + fittingDigits : end;
   const char* p = digits;
   uintmax_t magnitude = 0;
-  for (; p != limit && isDigit(*p, 10); ++p) {
+  for (; p != limit && isDigit(*p); ++p) {
     magnitude = 10 * magnitude + static_cast<uintmax_t>(*p - '0');
   }
   const bool isWhole = p != digits && (p != limit || (p == end && input.isLast()));
@@ -86,7 +86,7 @@ bool FloatNumeral::consume(Field& field) {
 
 bool FloatNumeral::consumeDigits(Field& field, Part part) {
   const intmax_t before = field.consumed();
-  for (int c = field.peek(); isDigit(c, 10); c = field.peek()) {
+  for (int c = field.peek(); isDigit(c); c = field.peek()) {
     if (part == Part::fraction) {
       --m_exponent;
     }
@@ -110,7 +110,7 @@ void FloatNumeral::keepDigit(char digit) {
 void FloatNumeral::consumeExponent(Field& field) {
   const bool isNegative = field.consumeEither('+', '-') == '-';
   intmax_t exponent = 0;
-  for (int c = field.peek(); isDigit(c, 10); c = field.peek()) {
+  for (int c = field.peek(); isDigit(c); c = field.peek()) {
     if (exponent < exponentLimit) {
       exponent = exponent * 10 + (c - '0');
     }
