@@ -28,15 +28,6 @@
 namespace {
 
 bool everythingIsUpperCase = false;
-bool noBreakSpaceIsSpace = false;
-
-// As in a locale with more white space.
-struct NoBreakSpaceIsSpace {
-  NoBreakSpaceIsSpace() { noBreakSpaceIsSpace = true; }
-  ~NoBreakSpaceIsSpace() { noBreakSpaceIsSpace = false; }
-  NoBreakSpaceIsSpace(const NoBreakSpaceIsSpace&) = delete;
-  NoBreakSpaceIsSpace& operator=(const NoBreakSpaceIsSpace&) = delete;
-};
 
 // As in a locale with more upper-case letters.
 struct UpperCaseEverywhere {
@@ -49,11 +40,6 @@ struct UpperCaseEverywhere {
 }  // namespace
 
 // In front of the platform's.
-extern "C" int isspace(int c) noexcept {
-  static const auto platforms = kelp_test::nextSymbol<decltype(isspace)>("isspace");
-  return noBreakSpaceIsSpace && c == 0xa0 ? 1 : platforms(c);
-}
-
 extern "C" int isupper(int c) noexcept {
   static const auto platforms = kelp_test::nextSymbol<decltype(isupper)>("isupper");
   return everythingIsUpperCase ? 1 : platforms(c);
@@ -166,21 +152,6 @@ TEST(Sscanf, OrdinaryCharactersMatchThemselves) {
   EXPECT_EQ(n, 2);
   EXPECT_EQ(Q_sscanf("a\x7f b", "a\x7f%n b", &n, 4), 0);
   EXPECT_EQ(n, 2);
-}
-
-// The byte belongs to no white space in "C".
-TEST(Sscanf, WhiteSpaceIsWhatTheLocaleSays) {
-  char a[8] = "";
-  char b[8] = "";
-  EXPECT_EQ(Q_sscanf("x\xa0y", "%s%s", a, 8, b, 8), 1);
-  EXPECT_STREQ(a, "x\xa0y");
-  const NoBreakSpaceIsSpace locale;
-  EXPECT_EQ(Q_sscanf("x\xa0y", "%s%s", a, 8, b, 8), 2);
-  EXPECT_STREQ(a, "x");
-  EXPECT_STREQ(b, "y");
-  int n = 0;
-  EXPECT_EQ(Q_sscanf("x\xa0\xa0 y", "x\xa0y%n", &n, 4), 0);
-  EXPECT_EQ(n, 5);
 }
 
 TEST(Sscanf, EndOfInputAtAnOrdinaryCharacterFailsOnlyBeforeTheFirstConversion) {
