@@ -27,8 +27,11 @@ int nanosleepError = 0;
 int recordNanosleep(const timespec* duration, timespec* rest) {
   nanosleeps.push_back({duration->tv_sec, duration->tv_nsec});
   EXPECT_EQ(rest, nullptr);
+  if (nanosleepError == 0) {
+    return 0;
+  }
   errno = nanosleepError;
-  return nanosleepError == 0 ? 0 : -1;
+  return -1;
 }
 
 unsigned int recordSleep(unsigned int seconds) {
@@ -73,6 +76,18 @@ TEST(Millisleep, SplitsTheTimeIntoSecondsAndNanoseconds) {
     EXPECT_EQ(nanosleeps[0].nanoseconds, c.nanoseconds);
     EXPECT_TRUE(sleeps.empty());
   }
+}
+
+TEST(Millisleep, IsNotMisledByAnErrorOfBefore) {
+  inAnotherProcess([] {
+    const Recording recording(0);
+    for (int round = 0; round < 2; ++round) {
+      errno = ENOSYS;
+      millisleep(1);
+    }
+    EXPECT_EQ(nanosleeps.size(), 2U);
+    EXPECT_TRUE(sleeps.empty());
+  });
 }
 
 TEST(Millisleep, IsNotRepeatedAfterAnInterruptionOrAnyOtherFailure) {

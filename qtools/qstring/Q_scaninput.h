@@ -41,8 +41,10 @@ class Input {
   // Goes on where the source stands. The source is brought up to date at the end.
   explicit Input(ScanSource& source) : m_source(&source) { adoptSource(); }
 
-  // A text up to its terminator, which is looked for no further than the scan comes.
-  explicit Input(const char* text) : m_start(text), m_position(text), m_end(text) {}
+  // A text up to its terminator, which is looked for no further than the scan comes; a longer one
+  // ends at the limit.
+  explicit Input(const char* text, size_t limit = INT_MAX)
+      : m_start(text), m_position(text), m_end(text), m_textLimit(limit) {}
 
   ~Input() {
     if (m_source != nullptr) {
@@ -88,7 +90,7 @@ class Input {
   const char* m_position = nullptr;
   const char* m_end = nullptr;
   intmax_t m_consumedBefore = 0;
-  size_t m_textLimit = INT_MAX;  // a longer text ends there
+  size_t m_textLimit = 0;  // of what has not been looked at
 };
 
 // The input that a conversion may consume: as much as its width allows.

@@ -54,7 +54,7 @@ size_t appendAtMost(Char* dst, const Char* src, size_t n, size_t size) {
     return 0;
   }
   const size_t length = boundedLength(dst, size - 1);
-  const size_t room = size - length - 1;
+  const size_t room = size - length;  // the terminator's, too
   // Where n exceeds the room, length + n could exceed every size_t.
   return appendText(dst, src, n < room ? length + n + 1 : size);
 }
@@ -112,11 +112,7 @@ int Q_vsnprintf(char* dst, size_t size, const char* format, va_list args) {
     dst[0] = '\0';
     return 0;
   }
-  if (static_cast<size_t>(length) < size) {
-    return length;
-  }
-  dst[size - 1] = '\0';
-  return static_cast<int>(size - 1);
+  return static_cast<int>(std::min(static_cast<size_t>(length), size - 1));
 }
 
 int Q_snprintf(char* dst, size_t size, const char* format, ...) {

@@ -19,7 +19,7 @@ MINUS = re.compile(r"(?<![\w)\]] )(?<![-\w)\]])-(?=[\w(])")
 CHARACTER = re.compile(r"'(?:\\.|[^'\\])'")
 STRING = re.compile(r'"(?:\\.|[^"\\])+"')
 OPERANDS = re.compile(r"(?<![\w.>)\]*-] )(?<![\w.>)\]])([\w.]+(?:->\w+)?) (-|/|%|<<|>>) ([\w.]+)(?![\w.(\[-])")
-ARGUMENTS = re.compile(r"(?<=\()([\w.&*]+), ([\w.&*]+)(?=[,)])")
+ARGUMENTS = re.compile(r"(?<!\bmin\()(?<!\bmax\()(?<!\bmin<ptrdiff_t>\()(?<=\()([\w.&*]+), ([\w.&*]+)(?=[,)])")
 CONDITION = re.compile(r"\b(?:if|while) \(")
 # What may begin a statement that can be left out. A declaration left out does not compile, as a rule.
 STATEMENT = re.compile(r"(?:[\w:~*]|\(void\)|--|\+\+).*;$")
