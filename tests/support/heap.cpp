@@ -37,6 +37,7 @@ namespace {
 
 bool (*processRule)(const HeapRequest& request) = nullptr;
 HeapLender processLender;
+HeapListener processListener;
 unsigned char fresh = freshByte;
 thread_local HeapWatch* innermost = nullptr;
 thread_local bool inside = false;  // the heap's own requests are not told
@@ -88,6 +89,10 @@ struct HeapFront {
   }
 
   static void* given(const HeapRequest& request, void* block) {
+    if (processListener.given != nullptr && block != nullptr) {
+      const Inside within;
+      processListener.given(request, block);
+    }
     for (HeapWatch* watch = innermost; watch != nullptr; watch = watch->m_outer) {
       watch->noteGiven(request, block);
     }
@@ -95,6 +100,10 @@ struct HeapFront {
   }
 
   static void released(const void* block, bool byDelete) {
+    if (processListener.released != nullptr) {
+      const Inside within;
+      processListener.released(block);
+    }
     for (HeapWatch* watch = innermost; watch != nullptr; watch = watch->m_outer) {
       watch->noteReleased(block, byDelete);
     }
@@ -236,6 +245,8 @@ void HeapWatch::noteReleased(const void* block, bool byDelete) {
 }
 
 void setHeapRule(bool (*rule)(const HeapRequest& request)) { processRule = rule; }
+
+void setHeapListener(const HeapListener& listener) { processListener = listener; }
 
 void setHeapLender(const HeapLender& lender) { processLender = lender; }
 

@@ -121,6 +121,14 @@ class HeapWatch {
 // request. Null for none, as at first.
 void setHeapRule(bool (*rule)(const HeapRequest& request));
 
+// Is told of every block that is watched, as soon as it is given, and before it is released.
+struct HeapListener {
+  void (*given)(const HeapRequest& request, const void* block) = nullptr;
+  void (*released)(const void* block) = nullptr;
+};
+// For the whole process, too; an empty one for none.
+void setHeapListener(const HeapListener& listener);
+
 // Blocks of a test's own, which operator new hands out instead of the heap's.
 struct HeapLender {
   void* (*lend)(size_t size) = nullptr;     // null leaves the request to the heap

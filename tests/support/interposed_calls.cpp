@@ -5,12 +5,14 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstdlib>
 
 namespace kelp_test {
@@ -33,6 +35,8 @@ Armed* armedCalls = nullptr;
 
 Replacements current;
 
+thread_local int unfailing = 0;
+
 Armed& armed(Call call) {
   if (armedCalls == nullptr) {
     void* memory = mmap(nullptr, callCount * sizeof(Armed), PROT_READ | PROT_WRITE,
@@ -50,22 +54,7 @@ bool concerns(const Armed& failure) {
   return failure.where == Where::anywhere || own == (failure.where == Where::here);
 }
 
-bool fails(Call call) {
-  if (armedCalls == nullptr) {
-    return false;
-  }
-  Armed& failure = armedCalls[static_cast<size_t>(call)];
-  if (!failure.active.load() || !concerns(failure)) {
-    return false;
-  }
-  const int number = failure.calls.fetch_add(1) + 1;
-  if (number != failure.nth && (failure.times == Times::once || number < failure.nth)) {
-    return false;
-  }
-  failure.failed.fetch_add(1);
-  errno = failure.error;
-  return true;
-}
+bool fails(Call call) { return isToFail(call); }
 
 template <class Function>
 void find(Function*& function, const char* name) {
@@ -81,6 +70,17 @@ struct AllRealCalls : RealCalls {
   int (*execv)(const char*, char* const*);
   int (*access)(const char*, int);
   int (*fcntl)(int, int, ...);
+  FILE* (*fopen)(const char*, const char*);
+  int (*fclose)(FILE*);
+  char* (*fgets)(char*, int, FILE*);
+  size_t (*fread)(void*, size_t, size_t, FILE*);
+  int (*fputs)(const char*, FILE*);
+  int (*puts)(const char*);
+  int (*fflush)(FILE*);
+  int (*vfscanf)(FILE*, const char*, va_list);
+  int (*setvbuf)(FILE*, char*, int, size_t);
+  int (*stat)(const char*, struct stat*);
+  int (*mkdir)(const char*, mode_t);
 
   AllRealCalls() {
     find(pipe, "pipe");
@@ -101,6 +101,17 @@ struct AllRealCalls : RealCalls {
     find(execv, "execv");
     find(access, "access");
     find(fcntl, "fcntl");
+    find(fopen, "fopen");
+    find(fclose, "fclose");
+    find(fgets, "fgets");
+    find(fread, "fread");
+    find(fputs, "fputs");
+    find(puts, "puts");
+    find(fflush, "fflush");
+    find(vfscanf, "__isoc99_vfscanf");
+    find(setvbuf, "setvbuf");
+    find(stat, "stat");
+    find(mkdir, "mkdir");
   }
 };
 
@@ -112,23 +123,51 @@ const AllRealCalls& real() {
 // Looked up before a signal handler can need them.
 [[maybe_unused]] const AllRealCalls& lookedUp = real();
 
-bool grants(const HeapRequest& request) {
-  switch (request.call) {
+Call kindOf(HeapCall call) {
+  switch (call) {
     case HeapCall::malloc:
-      return !fails(Call::malloc);
-    case HeapCall::realloc:
-      return !fails(Call::realloc);
+      return Call::malloc;
     case HeapCall::calloc:
-      return true;
+      return Call::calloc;
+    case HeapCall::realloc:
+      return Call::realloc;
+    case HeapCall::throwingNew:
+      return Call::throwingNew;
     default:
-      break;
+      return Call::nothrowNew;
   }
-  return !fails(request.call == HeapCall::throwingNew ? Call::throwingNew : Call::nothrowNew);
+}
+
+// Counts in both ways, whatever the other one says.
+bool grants(const HeapRequest& request) {
+  const bool anyFails = fails(Call::anyMemory);
+  return !fails(kindOf(request.call)) && !anyFails;
 }
 
 [[maybe_unused]] const bool heapIsRuled = (setHeapRule(grants), true);
 
 }  // namespace
+
+Unfailing::Unfailing() { ++unfailing; }
+
+Unfailing::~Unfailing() { --unfailing; }
+
+bool isToFail(Call call) {
+  if (armedCalls == nullptr || unfailing != 0) {
+    return false;
+  }
+  Armed& failure = armedCalls[static_cast<size_t>(call)];
+  if (!failure.active.load() || !concerns(failure)) {
+    return false;
+  }
+  const int number = failure.calls.fetch_add(1) + 1;
+  if (number != failure.nth && (failure.times == Times::once || number < failure.nth)) {
+    return false;
+  }
+  failure.failed.fetch_add(1);
+  errno = failure.error;
+  return true;
+}
 
 ScopedFailure::ScopedFailure(Call call, int error, int nth, Times times, Where where)
     : m_call(call) {
@@ -287,6 +326,102 @@ int fcntl(int fd, int command, ...) {
   const long argument = va_arg(args, long);
   va_end(args);
   return fails(Call::fcntl) ? -1 : real().fcntl(fd, command, argument);
+}
+
+FILE* fopen(const char* path, const char* mode) {
+  return fails(Call::fopen) ? nullptr : real().fopen(path, mode);
+}
+
+int fclose(FILE* stream) {
+  const bool failing = fails(Call::fclose);
+  const int error = errno;
+  const int result = real().fclose(stream);
+  if (failing) {
+    errno = error;
+  }
+  return failing ? EOF : result;
+}
+
+char* fgets(char* line, int size, FILE* stream) {
+  return fails(Call::fgets) ? nullptr : real().fgets(line, size, stream);
+}
+
+char* __fgets_chk(char* line, size_t capacity, int size, FILE* stream) {
+  if (static_cast<size_t>(size) > capacity) {
+    std::abort();
+  }
+  return fgets(line, size, stream);
+}
+
+size_t fread(void* buffer, size_t size, size_t count, FILE* stream) {
+  return fails(Call::fread) ? 0 : real().fread(buffer, size, count, stream);
+}
+
+size_t __fread_chk(void* buffer, size_t capacity, size_t size, size_t count, FILE* stream) {
+  if (size * count > capacity) {
+    std::abort();
+  }
+  return fread(buffer, size, count, stream);
+}
+
+int fputs(const char* text, FILE* stream) {
+  return fails(Call::fputs) ? EOF : real().fputs(text, stream);
+}
+
+int puts(const char* text) { return fails(Call::puts) ? EOF : real().puts(text); }
+
+int fprintf(FILE* stream, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int result = fails(Call::fprintf) ? -1 : vfprintf(stream, format, args);
+  va_end(args);
+  return result;
+}
+
+int __fprintf_chk(FILE* stream, int /*flag*/, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int result = fails(Call::fprintf) ? -1 : vfprintf(stream, format, args);
+  va_end(args);
+  return result;
+}
+
+int printf(const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int result = fails(Call::printf) ? -1 : vprintf(format, args);
+  va_end(args);
+  return result;
+}
+
+int __printf_chk(int /*flag*/, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int result = fails(Call::printf) ? -1 : vprintf(format, args);
+  va_end(args);
+  return result;
+}
+
+int fflush(FILE* stream) { return fails(Call::fflush) ? EOF : real().fflush(stream); }
+
+int __isoc99_fscanf(FILE* stream, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int result = fails(Call::fscanf) ? EOF : real().vfscanf(stream, format, args);
+  va_end(args);
+  return result;
+}
+
+int setvbuf(FILE* stream, char* buffer, int mode, size_t size) noexcept {
+  return fails(Call::setvbuf) ? EOF : real().setvbuf(stream, buffer, mode, size);
+}
+
+int stat(const char* path, struct stat* status) noexcept {
+  return fails(Call::stat) ? -1 : real().stat(path, status);
+}
+
+int mkdir(const char* path, mode_t mode) noexcept {
+  return fails(Call::mkdir) ? -1 : real().mkdir(path, mode);
 }
 
 }  // extern "C"

@@ -36,10 +36,28 @@ enum class Call {
   time,
   fcntl,
   mmap,
+  calloc,
   throwingNew,  // operator new in its ordinary forms
   nothrowNew,   // and in those that give null
+  anyMemory,    // every request of these five kinds
+  fopen,
+  fclose,  // has closed the stream all the same
+  fgets,
+  fread,
+  fputs,
+  fprintf,
+  printf,
+  puts,
+  fflush,
+  fscanf,
+  setvbuf,
+  stat,
+  mkdir,
+  getaddrinfo,  // in a program that has scripted_resolver.cpp, too; "errno" is its result
+  getnameinfo,  // likewise
+  gethostname,  // likewise
 };
-constexpr size_t callCount = static_cast<size_t>(Call::nothrowNew) + 1;
+constexpr size_t callCount = static_cast<size_t>(Call::gethostname) + 1;
 
 // Which processes a failure concerns: the one that armed it, its children, or both.
 enum class Where { here, child, anywhere };
@@ -61,6 +79,19 @@ class ScopedFailure {
  private:
   Call m_call;
 };
+
+// While it lives, no call of its thread fails or is counted.
+class Unfailing {
+ public:
+  Unfailing();
+  ~Unfailing();
+  Unfailing(const Unfailing&) = delete;
+  Unfailing& operator=(const Unfailing&) = delete;
+};
+
+// For what stands in front of a call elsewhere: counts it, and tells whether it is to fail, with
+// errno then set.
+bool isToFail(Call call);
 
 // What runs instead of a call; null for the call itself. Called functions may use realCalls().
 struct Replacements {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <deque>
@@ -16,6 +17,10 @@ namespace kelp_test {
 namespace {
 
 ScriptedResolver* current = nullptr;
+
+int (*failureRule)(ResolverCall call) = nullptr;
+
+int failureOf(ResolverCall call) { return failureRule == nullptr ? 0 : failureRule(call); }
 
 // What a failing call leaves where its result belongs.
 char neverAList;
@@ -51,6 +56,8 @@ int store(const std::string& name, char* host, socklen_t size) {
 }
 
 }  // namespace
+
+void setResolverRule(int (*rule)(ResolverCall call)) { failureRule = rule; }
 
 struct ScriptedResolver::List {
   struct Entry {
@@ -174,11 +181,16 @@ int ScriptedResolver::getHostName(char* buffer, size_t size) {
 }  // namespace kelp_test
 
 using kelp_test::current;
+using kelp_test::failureOf;
 using kelp_test::nextSymbol;
+using kelp_test::ResolverCall;
 
 extern "C" {
 
 int getaddrinfo(const char* node, const char* service, const addrinfo* hints, addrinfo** list) {
+  if (const int failure = failureOf(ResolverCall::getaddrinfo); failure != 0) {
+    return failure;
+  }
   return current != nullptr
              ? current->getAddrInfo(node, service, hints, list)
              : nextSymbol<decltype(getaddrinfo)>("getaddrinfo")(node, service, hints, list);
@@ -186,6 +198,9 @@ int getaddrinfo(const char* node, const char* service, const addrinfo* hints, ad
 
 int getnameinfo(const sockaddr* address, socklen_t length, char* host, socklen_t hostSize,
                 char* service, socklen_t serviceSize, int flags) {
+  if (const int failure = failureOf(ResolverCall::getnameinfo); failure != 0) {
+    return failure;
+  }
   return current != nullptr
              ? current->getNameInfo(address, length, host, hostSize, service, serviceSize, flags)
              : nextSymbol<decltype(getnameinfo)>("getnameinfo")(address, length, host, hostSize,
@@ -201,6 +216,10 @@ void freeaddrinfo(addrinfo* list) noexcept {
 }
 
 int gethostname(char* buffer, size_t size) noexcept {
+  if (const int failure = failureOf(ResolverCall::gethostname); failure != 0) {
+    errno = failure;
+    return -1;
+  }
   return current != nullptr ? current->getHostName(buffer, size)
                             : nextSymbol<decltype(gethostname)>("gethostname")(buffer, size);
 }
