@@ -1,5 +1,6 @@
 // What the look-ups ask of the system's resolver, and what they make of each of its answers.
 #include "cmnnetwork.h"
+#include "failing_memory.h"
 #include "network_results.h"
 #include "scratch.h"
 #include "scripted_resolver.h"
@@ -252,6 +253,16 @@ TEST_F(NetworkCalls, DescribesEveryFieldOfANode) {
               ElementsAre("10.0.0.1: flags 1, 256 bytes", "8.8.8.8: flags 1, 256 bytes",
                           "fe80::1: flags 1, 256 bytes"));
   EXPECT_THAT(nameCalls(), IsEmpty());
+}
+
+TEST_F(NetworkCalls, ListsAreDescribedWholeOrNotAtAllWithoutMemory) {
+  addrinfo* const list = m_resolver.makeList({{"10.0.0.9"}, {"2001:db8::1", AF_INET6}});
+  const std::vector<std::string> whole = CCmnNetwork::addrinfoBlob(list);
+  ASSERT_EQ(whole.size(), 2U);
+  std::vector<std::string> lines;
+  kelp_test::failEachAllocation(
+      [&] { lines.clear(); }, [&] { lines = CCmnNetwork::addrinfoBlob(list); },
+      [&](bool threw) { EXPECT_EQ(lines, threw ? std::vector<std::string>() : whole); });
 }
 
 TEST_F(NetworkCalls, AsksForTheFullyQualifiedNameOfTheFirstAddress) {

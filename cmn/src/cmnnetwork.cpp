@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <memory>
-#include <sstream>
+#include <string>
 
 namespace kelp_cmn_4_4 {
 namespace {
@@ -43,17 +43,19 @@ bool lookUpName(const addrinfo& node, int flags, std::string& name) {
   return true;
 }
 
+// Not by a stream: where memory fails, that only drops what it cannot hold.
 std::string description(const addrinfo& node) {
-  std::ostringstream line;
-  line << "ai_family = " << node.ai_family << ",ai_socktype = " << node.ai_socktype
-       << ",ai_protocol = " << node.ai_protocol
-       << ",ai_canonname = " << (node.ai_canonname == nullptr ? "" : node.ai_canonname)
-       << ",ai_addrlen = " << node.ai_addrlen << ",";
+  std::string line = "ai_family = " + std::to_string(node.ai_family);
+  line += ",ai_socktype = " + std::to_string(node.ai_socktype);
+  line += ",ai_protocol = " + std::to_string(node.ai_protocol);
+  line += ",ai_canonname = ";
+  line += node.ai_canonname == nullptr ? "" : node.ai_canonname;
+  line += ",ai_addrlen = " + std::to_string(node.ai_addrlen) + ",";
   std::string address;
   if (lookUpName(node, NI_NUMERICHOST, address)) {
-    line << "foundName = " << address << ",";
+    line += "foundName = " + address + ",";
   }
-  return line.str();
+  return line;
 }
 
 }  // namespace
