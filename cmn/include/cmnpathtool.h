@@ -18,8 +18,7 @@ namespace kelp_cmn_4_4 {
  *
  * The component's name is used unchanged; an empty one gives a file name of just the prefix or
  * suffix. Texts are read as NUL-terminated byte strings, whatever the locale. May be called from
- * any thread. Throws std::bad_alloc where memory fails; no text is cut then, but `file` may have
- * its new value already.
+ * any thread. Throws std::bad_alloc where memory fails; the texts stay as they were then.
  */
 class KELP_CMN_API CCmnPathTool {
  public:

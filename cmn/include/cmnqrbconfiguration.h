@@ -14,7 +14,8 @@ namespace kelp_cmn_4_4 {
  * Finds the host product's "rk.conf" and reads its "VERBOSE" line.
  *
  * Static functions only. Nothing is kept between calls: every call reads the file afresh. May be
- * called from any thread. Throws std::bad_alloc where memory fails.
+ * called from any thread. Throws std::bad_alloc where memory fails; the texts stay as they were
+ * then.
  */
 class KELP_CMN_API CCmnQRBConfiguration {
  public:

@@ -24,10 +24,19 @@ void createIfMissing(const tstr& dir) {
   }
 }
 
-void placeBelowInstallRoot(const char* subdirectory, tstr& dir) {
-  CCmnPathTool::getInstallPath(dir);
-  assign(dir, joined(dir, subdirectory));
-  createIfMissing(dir);
+// Both or, where memory failed before, neither.
+int give(tstr& newDir, tstr& newFile, tstr& dir, tstr& file) {
+  createIfMissing(newDir);
+  file.swap(newFile);
+  dir.swap(newDir);
+  return 0;
+}
+
+int giveBelowInstallRoot(const char* subdirectory, tstr& newFile, tstr& dir, tstr& file) {
+  tstr root;
+  CCmnPathTool::getInstallPath(root);
+  tstr newDir = joined(root, subdirectory);
+  return give(newDir, newFile, dir, file);
 }
 
 }  // namespace
@@ -40,25 +49,23 @@ int CCmnPathTool::getInstallPath(tstr& path) {
 }
 
 int CCmnPathTool::getMessageFileInfo(const tstr& component, tstr& dir, tstr& file) {
-  assign(file, joined(messageFilePrefix, whole(component).c_str()));
-  placeBelowInstallRoot(resourcesSubdirectory, dir);
-  return 0;
+  tstr newFile = joined(messageFilePrefix, whole(component).c_str());
+  return giveBelowInstallRoot(resourcesSubdirectory, newFile, dir, file);
 }
 
 int CCmnPathTool::getTraceFileInfo(const tstr& component, tstr& dir, tstr& file) {
-  assign(file, joined(whole(component).c_str(), traceFileSuffix));
+  tstr newFile = joined(whole(component).c_str(), traceFileSuffix);
   // The install root is asked for and overwritten on purpose: traces stay in their place wherever
   // the root may go.
-  getInstallPath(dir);
-  assign(dir, traceDirectory);
-  createIfMissing(dir);
-  return 0;
+  tstr newDir;
+  getInstallPath(newDir);
+  assign(newDir, traceDirectory);
+  return give(newDir, newFile, dir, file);
 }
 
 int CCmnPathTool::getConfigFileInfo(const tstr& component, tstr& dir, tstr& file) {
-  assign(file, joined(whole(component).c_str(), configFileSuffix));
-  placeBelowInstallRoot(configSubdirectory, dir);
-  return 0;
+  tstr newFile = joined(whole(component).c_str(), configFileSuffix);
+  return giveBelowInstallRoot(configSubdirectory, newFile, dir, file);
 }
 
 }  // namespace kelp_cmn_4_4

@@ -37,8 +37,10 @@ int CCmnQRBConfiguration::getTraceConfigFileInfo(tstr& dir, tstr& file) {
   char fileText[pathSize];
   Q_snprintf(dirText, sizeof dirText, "%s%s", productDirectory, "/");
   Q_snprintf(fileText, sizeof fileText, "%s", configFile);
-  assign(dir, dirText);
-  assign(file, fileText);
+  tstr newDir = copied(dirText);
+  tstr newFile = copied(fileText);
+  dir.swap(newDir);
+  file.swap(newFile);
   return 0;
 }
 
