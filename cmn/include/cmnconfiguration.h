@@ -52,9 +52,10 @@ namespace kelp_cmn_4_4 {
  *
  * Where memory fails, no text is read or kept that is cut: std::bad_alloc leaves, or the heap's
  * status says so. What ACE does by itself then cannot be helped. Opening the heap, importing and
- * exporting may end the process, a list of sections may be too short, and a section that was half
- * made is refused ever after, by openSection() as well as by every import that holds it (-3): use a
- * new store.
+ * exporting may end the process, an import may give 0 and have lost values, a list of sections may
+ * be too short, and a section that was half made is refused ever after, by openSection() as well as
+ * by every import that holds it (-3): use a new store. Nor does ACE tell an error while it reads a
+ * file from the file's end.
  */
 class KELP_CMN_API CCmnConfiguration {
  public:
@@ -90,15 +91,17 @@ class KELP_CMN_API CCmnConfiguration {
    * null counts as empty, which is no directory: the current one is "./"
    * @param file  the file's name; null counts as empty
    * @return 0; -1 when the directory or the file does not exist, or when the file holds a zero
-   * byte, which leaves the heap as it was; else the status of ACE's import: -1 when the file cannot
-   * be opened, -3 for a bad section line, -4 for a value that cannot be set, such as one before any
-   * section. The names are kept, whatever the result, and a failure is recorded.
+   * byte or cannot be searched for one, which leaves the heap as it was; else the status of ACE's
+   * import: -1 when the file cannot be opened, -3 for a bad section line, -4 for a value that
+   * cannot be set, such as one before any section. The names are kept, whatever the result, and a
+   * failure is recorded.
    */
   int importConfig(const char* dir, const char* file);
 
-  /** Writes every section of the heap to the file last named, in place: a crash or a full disk
-   * leaves a cut file. @return 0, else the status of ACE's export: -1 when the file cannot be
-   * opened, below -1 when it cannot be written */
+  /** Writes every section of the heap to the file last named, in place: a crash, a full disk or a
+   * lack of memory leaves a file that is not whole. @return 0, else the status of ACE's export: -1
+   * when the file cannot be opened, below -1 when it cannot be written
+   * @throw std::bad_alloc if ACE gives 0, but had no memory for all of it */
   int exportConfig();
 
   /**

@@ -4,8 +4,6 @@
 #include "cmnpathtool.h"
 #include "cmnsettingsfile.h"
 
-#include <ace/Configuration_Import_Export.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <functional>
@@ -108,8 +106,7 @@ int CCmnConfiguration::exportConfig() {
   if (lacksHeap(m_heap, m_currentSection)) {
     return refused;
   }
-  ACE_Registry_ImpExp registry(m_heap);
-  return registry.export_config(m_configPath.c_str());
+  return exportSettings(m_heap, m_configPath.c_str());
 }
 
 int CCmnConfiguration::openSection(const ACE_Configuration_Section_Key& base, const char* name,
