@@ -390,6 +390,23 @@ TEST(ExecPipeHooks, WithoutARunnerNothingRuns) {
   EXPECT_EQ(hook.freed, 0);
 }
 
+TEST(ExecPipeHooks, GetTheirOutputBackWhereThereIsNoMemoryForItsLines) {
+  HookedPipe pipe("one\na line that is too long for a short string\n");
+  Lines output;
+  output.reserve(2);
+  bool threw = false;
+  try {
+    const ScopedFailure failure(Call::throwingNew, ENOMEM, 1, Times::onwards);
+    pipe.ExecCommandInChildContext(std::string(), output);
+  } catch (const std::bad_alloc&) {
+    threw = true;
+  }
+  EXPECT_TRUE(threw);
+  EXPECT_EQ(hook.freed, 1);
+  EXPECT_EQ(hook.freedLength, hook.length);
+  EXPECT_THAT(output, ElementsAre("one"));
+}
+
 TEST(ExecPipeHooks, SplitIntoLinesAndDropWhatFollowsTheLastLineEnd) {
   const struct {
     const char* text;

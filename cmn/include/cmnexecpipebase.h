@@ -147,7 +147,8 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
    *
    * When an exception leaves (std::bad_alloc, or what a derived class throws) after the command was
    * started, the command has been ended by Close(10) first, and its result is lost; `output` holds
-   * the lines that came before. The next run is as any other.
+   * the lines that came before. The next run is as any other after a Close() before the end of the
+   * output: what was read ahead comes first.
    * @param command         the command line
    * @param output          left as it is when the command cannot be started; else cleared, then
    * receives an element for each line, its line end included where it had one; a line of more than

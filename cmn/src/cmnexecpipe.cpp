@@ -206,6 +206,22 @@ ECmnExecPipe decodeStatus(const std::string& command, int status) {
   return {};
 }
 
+// Divides the text, which may be null.
+void appendLines(char* text, int length, std::vector<std::string>& output) {
+  char* line = text;
+  int handedOut = 0;
+  while (line != nullptr && handedOut < length) {
+    char* newline = std::strchr(line, '\n');
+    if (newline == nullptr) {
+      break;  // what follows the last line end is dropped on purpose
+    }
+    *newline = '\0';
+    output.emplace_back(line);
+    handedOut += static_cast<int>(newline - line) + 1;
+    line = newline + 1;
+  }
+}
+
 }  // namespace
 
 CCmnExecPipePosix::CCmnExecPipePosix() { CCmnExecPipePosix::Init(); }
@@ -249,21 +265,18 @@ int CCmnExecPipePosix::ExecCommandInChildContext(std::string command,
   if (length == 0) {
     return result;
   }
-  char* line = text;
-  int handedOut = 0;
-  while (line != nullptr && handedOut < length) {
-    char* newline = std::strchr(line, '\n');
-    if (newline == nullptr) {
-      break;  // what follows the last line end is dropped on purpose
+  const auto release = [&] {
+    if (m_pfnFreeOutput != nullptr) {
+      m_pfnFreeOutput(text, length);
     }
-    *newline = '\0';
-    output.emplace_back(line);
-    handedOut += static_cast<int>(newline - line) + 1;
-    line = newline + 1;
+  };
+  try {
+    appendLines(text, length, output);
+  } catch (...) {
+    release();
+    throw;
   }
-  if (m_pfnFreeOutput != nullptr) {
-    m_pfnFreeOutput(text, length);
-  }
+  release();
   return result;
 }
 
