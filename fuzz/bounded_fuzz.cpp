@@ -223,33 +223,28 @@ void checkBlocks(Input& input) {
   std::free(block);
 }
 
+void checkNarrowText(Input& input) {
+  const auto n = input.choice() ? input.number<size_t>() : input.upTo(40);
+  const std::string destination = input.bytes(input.upTo(255));
+  Bounded<Narrow>(destination, input.rest(), n).check();
+}
+
+void checkWideText(Input& input) {
+  const auto n = input.choice() ? input.number<size_t>() : input.upTo(40);
+  const size_t length = input.upTo(255);
+  const std::wstring text = kelp_fuzz::wideText(input);
+  const std::wstring destination = text.substr(0, length);
+  Bounded<Wide>(destination, text.substr(destination.size()), n).check();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  Input input(data, size);
-  switch (size > kelp_fuzz::longestInput ? 4 : input.upTo(3)) {
-    case 0: {
-      const auto n = input.choice() ? input.number<size_t>() : input.upTo(40);
-      const std::string destination = input.bytes(input.upTo(255));
-      Bounded<Narrow>(destination, input.rest(), n).check();
-      break;
-    }
-    case 1: {
-      const auto n = input.choice() ? input.number<size_t>() : input.upTo(40);
-      const size_t length = input.upTo(255);
-      const std::wstring text = kelp_fuzz::wideText(input);
-      const std::wstring destination = text.substr(0, length);
-      Bounded<Wide>(destination, text.substr(destination.size()), n).check();
-      break;
-    }
-    case 2:
-      checkFormats(input);
-      break;
-    case 3:
-      checkBlocks(input);
-      break;
-    default:
-      break;
+  if (size > kelp_fuzz::longestInput) {
+    return 0;
   }
+  Input input(data, size);
+  void (*const checks[])(Input&) = {checkNarrowText, checkWideText, checkFormats, checkBlocks};
+  checks[input.upTo(3)](input);
   return 0;
 }

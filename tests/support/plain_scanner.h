@@ -88,8 +88,8 @@ inline bool isInScanSet(char character, const std::string& set) {
     const bool isRange = members[i] == '-' && i > 0 && i + 1 < members.size() &&
                          byte(members[i - 1]) <= byte(members[i + 1]);
     if (isRange) {
-      found = found || (byte(members[i - 1]) <= byte(character) &&
-                        byte(character) <= byte(members[i + 1]));
+      found = found ||
+              (byte(members[i - 1]) <= byte(character) && byte(character) <= byte(members[i + 1]));
       ++i;  // its end, which may begin the next
     } else {
       found = found || members[i] == character;
@@ -350,9 +350,7 @@ class PlainScanner {
   }
 
   // Ten bytes of a long double are the number; the others nobody stores.
-  void storeLong(long double value) {
-    std::memcpy(m_slots[m_stored++].bytes.data(), &value, 10);
-  }
+  void storeLong(long double value) { std::memcpy(m_slots[m_stored++].bytes.data(), &value, 10); }
 
   static constexpr const char* upperCase = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 
