@@ -2,6 +2,7 @@
 
 #include "cmnsaxhandler.h"
 #include "exposed_members.h"
+#include "heap.h"
 #include "next_symbol.h"
 #include "scratch.h"
 #include "xerces_memory.h"
@@ -29,6 +30,7 @@
 
 namespace {
 
+using kelp_test::HeapWatch;
 using kelp_test::XercesMemory;
 
 using Lines = std::vector<std::string>;
@@ -732,6 +734,33 @@ TEST_F(SaxParser, LetsTheHandlerChangeTheTextsThatWereGiven) {
     EXPECT_EQ(parts[0], std::string(18, ' '));
     EXPECT_EQ(handler.lines(), (Lines{"<a>", "<b>", "'text'", "</b>", "</a>", "endDocument"}));
   }
+}
+
+// Of a short text the reader has read all by the time that a handler is told of anything.
+TEST_F(SaxParser, LetsTheHandlerChangeALongTextThatWasGiven) {
+  constexpr long size = 1'000'000;
+  std::string document = "<a>" + std::string(size, 'k') + "</a>";
+  Erasing handler(document);
+  CCmnSaxParser parser(&handler);
+  parser.parse(document);
+  const Lines lines = handler.lines();
+  EXPECT_EQ(lines.back(), "endDocument");
+  long read = 0;
+  for (const std::string& line : lines) {
+    read += std::count(line.begin(), line.end(), 'k');
+  }
+  EXPECT_EQ(read, size);
+}
+
+TEST_F(SaxParser, JoinsPartsInOneBlockOfTheirSizes) {
+  CCmnSaxParser parser(nullptr);
+  script.readsDocuments = false;
+  const Lines parts = {"<a>", std::string(1000, ' '), "", "</a>"};
+  HeapWatch watch;
+  parser.parse(parts);
+  watch.end();
+  ASSERT_GE(watch.requests(), 1);
+  EXPECT_EQ(watch.request(0).size, 3 + 1000 + 0 + 4 + parts.size() + 1);
 }
 
 TEST_F(SaxParser, HasTheReaderNotCopyWhatItHasJoinedItself) {
