@@ -19,6 +19,7 @@
 #ifdef __SANITIZE_ADDRESS__
 // From the sanitizer's interface, whose header not every compiler brings.
 extern "C" size_t __sanitizer_get_current_allocated_bytes();
+extern "C" void __sanitizer_purge_allocator();
 
 // What is freed comes back soon enough for the memory to be watched.
 extern "C" const char* __asan_default_options() { return "quarantine_size_mb=8"; }
@@ -278,7 +279,12 @@ void Trace::check() {
 }
 
 size_t residentBytes() {
-  malloc_trim(0);  // what is free is of no interest
+  // What is free is of no interest.
+#ifdef __SANITIZE_ADDRESS__
+  __sanitizer_purge_allocator();
+#else
+  malloc_trim(0);
+#endif
   std::ifstream file("/proc/self/statm");
   size_t pages = 0;
   file >> pages >> pages;
