@@ -51,11 +51,11 @@ namespace kelp_cmn_4_4 {
  * opened, the one-name getters and setters fail and there is nothing to enumerate.
  *
  * Where memory fails, no text is read or kept that is cut: std::bad_alloc leaves, or the heap's
- * status says so. What ACE does by itself then cannot be helped. Opening the heap, importing and
- * exporting may end the process, an import may give 0 and have lost values, a list of sections may
- * be too short, and a section that was half made is refused ever after, by openSection() as well as
- * by every import that holds it (-3): use a new store. Nor does ACE tell an error while it reads a
- * file from the file's end.
+ * status says so. What ACE does by itself then cannot be helped. Opening the heap, making
+ * a section, importing and exporting may end the process, an import may give 0 and have lost
+ * values, a list of sections may be too short, and a section that was half made is refused ever
+ * after, by openSection() as well as by every import that holds it (-3): use a new store. Nor does
+ * ACE tell an error while it reads a file from the file's end.
  */
 class KELP_CMN_API CCmnConfiguration {
  public:
