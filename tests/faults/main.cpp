@@ -1,0 +1,170 @@
+// faults [SECONDS|all [OPERATION …]]: makes every call that the library makes fail in turn, and
+// looks at what becomes of it. Without arguments everything is tried; with a number of seconds
+// about as long a share of it, at random. Ends with a line for each operation, and with 1 where
+// there was a finding.
+#include "calls.h"
+#include "examination.h"
+#include "job.h"
+#include "scripted_resolver.h"
+
+#include <ace/Log_Category.h>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <random>
+#include <string>
+#include <vector>
+
+// What it finds is to come to the round's own handler, with its stack.
+extern "C" const char* __asan_default_options() {
+  return "handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:handle_abort=0:"
+         "abort_on_error=1:detect_leaks=0:allocator_may_return_null=1:use_sigaltstack=0";
+}
+extern "C" const char* __ubsan_default_options() { return "abort_on_error=1:print_stacktrace=1"; }
+
+namespace {
+
+using namespace kelp_test;
+
+Operations allOperations() {
+  Operations all;
+  for (const auto& table :
+       {textOperations, scanningOperations, settingsOperations, traceOperations, messageOperations,
+        processOperations, namingOperations, leafOperations}) {
+    for (Operation& operation : table()) {
+      all.push_back(operation);
+    }
+  }
+  return all;
+}
+
+Operations chosen(const std::vector<std::string>& names) {
+  Operations all = allOperations();
+  if (!names.empty()) {
+    const auto isOther = [&](const Operation& operation) {
+      return std::none_of(names.begin(), names.end(), [&](const std::string& name) {
+        return operation.name.find(name) != std::string::npos;
+      });
+    };
+    all.erase(std::remove_if(all.begin(), all.end(), isOther), all.end());
+  }
+  return all;
+}
+
+Tally& sharedTally() {
+  void* const memory =
+      mmap(nullptr, sizeof(Tally), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) {
+    std::abort();
+  }
+  return *new (memory) Tally();
+}
+
+int resolverFailure(ResolverCall call) {
+  const Call number = call == ResolverCall::getaddrinfo   ? Call::getaddrinfo
+                      : call == ResolverCall::getnameinfo ? Call::getnameinfo
+                                                          : Call::gethostname;
+  return isToFail(number) ? errno : 0;
+}
+
+// What a round writes to standard output is nobody's to read; its orphans come to this process.
+void beExaminer() {
+  const int nowhere = open("/dev/null", O_WRONLY);
+  dup2(nowhere, STDOUT_FILENO);
+  close(nowhere);
+  prctl(PR_SET_CHILD_SUBREAPER, 1);
+  // What is made once: a stream's buffer, ACE's log, and each text of the platform's for an error.
+  std::puts("");
+  ACE_Log_Category::ace_lib().per_thr_obj()->log(LM_DEBUG, ACE_TEXT(""));
+  for (int error = 1; error < 200; ++error) {
+    char text[100];
+    static_cast<void>(strerror_r(error, text, sizeof text));
+    static_cast<void>(std::strerror(error));
+  }
+  setResolverRule(resolverFailure);
+}
+
+// In a process of its own, so that no operation finds what another has done once for all.
+Tally examineApart(const Operation& operation, const Extent& extent) {
+  Tally& shared = sharedTally();
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    beExaminer();
+    examine(operation, extent, shared);
+    std::fflush(nullptr);
+    _exit(0);
+  }
+  int status = -1;
+  if (child < 0 || waitpid(child, &status, 0) != child || status != 0) {
+    std::fprintf(stderr, "%s: its examination ended with wait status %d\n", operation.name.c_str(),
+                 status);
+    ++shared.findings;
+  }
+  const Tally tally = shared;
+  munmap(&shared, sizeof shared);
+  return tally;
+}
+
+// What is left of the time is shared by those that are left.
+Extent extentFor(double seconds, std::chrono::steady_clock::time_point begin, size_t left,
+                 unsigned int seed) {
+  Extent extent;
+  if (seconds > 0) {
+    const auto now = std::chrono::steady_clock::now();
+    const auto end = begin + std::chrono::duration<double>(seconds);
+    const std::chrono::duration<double> share = (end - now) / static_cast<double>(left);
+    extent.end = now + std::chrono::duration_cast<std::chrono::milliseconds>(share);
+    extent.seed = seed;
+  }
+  return extent;
+}
+
+std::string lineFor(const Operation& operation, const Tally& tally) {
+  char line[256];
+  std::snprintf(line, sizeof line, "%-44s %6d calls %7d rounds %6d theirs %4d findings\n",
+                operation.name.c_str(), tally.calls, tally.rounds, tally.foreign, tally.findings);
+  return line;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  const bool isBounded = !arguments.empty() && arguments[0] != "all";
+  const double seconds = isBounded ? std::strtod(arguments[0].c_str(), nullptr) : 0;
+  const std::vector<std::string> names(arguments.begin() + (arguments.empty() ? 0 : 1),
+                                       arguments.end());
+  const unsigned int seed = std::random_device()();
+  setlocale(LC_ALL, "C.UTF-8");
+  const Operations operations = chosen(names);
+  if (isBounded) {
+    std::printf("a share at random, of seed %u\n", seed);
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  std::string report;
+  int rounds = 0;
+  int findings = 0;
+  for (size_t i = 0; i < operations.size(); ++i) {
+    const Tally tally =
+        examineApart(operations[i], extentFor(seconds, begin, operations.size() - i, seed));
+    report += lineFor(operations[i], tally);
+    rounds += tally.rounds;
+    findings += tally.findings;
+  }
+  std::printf("%s%d operations, %d rounds, %d findings\n", report.c_str(),
+              static_cast<int>(operations.size()), rounds, findings);
+  return findings == 0 ? 0 : 1;
+}
