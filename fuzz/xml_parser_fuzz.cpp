@@ -83,7 +83,8 @@ class Recorder : public CCmnSaxParseHandler {
                     const xercesc::Attributes& attrs) override {
     std::u16string event = u"<" + units(uri) + u"," + units(localname) + u"," + units(qname);
     for (XMLSize_t i = 0; i < attrs.getLength(); ++i) {
-      event += u" " + units(attrs.getQName(i)) + u"=" + units(attrs.getValue(i));
+      event += u' ';
+      event += units(attrs.getQName(i)) + u"=" + units(attrs.getValue(i));
     }
     m_open.push_back(units(qname));
     add(event);
