@@ -225,6 +225,14 @@ TEST_F(ExecPipeFailures, AFailedForkReleasesThePipe) {
   }
 }
 
+TEST_F(ExecPipeFailures, ALogAtLevel0HearsOfNoFailure) {
+  m_log = openLog(0);
+  m_pipe.registerTraceLog(m_log);
+  const ScopedFailure failure(Call::fork, EAGAIN);
+  EXPECT_EQ(run(hostile("exit 0")), execPipeForkFailed);
+  EXPECT_THAT(traced(), IsEmpty());
+}
+
 TEST_F(ExecPipeFailures, AfterAFailedForkEachEndThatCannotBeClosedIsTraced) {
   const std::string readEnd =
       launching + "ERROR: failed fork close(pipe[0]) failed, errno " + std::to_string(EIO);

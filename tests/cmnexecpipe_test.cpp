@@ -286,6 +286,12 @@ TEST(ExecPipeAddArgument, DecodesJustTheBytesItIsGiven) {
   }
 }
 
+TEST(ExecPipeAddArgument, KeepsAZeroByteLikeAnyOther) {
+  ProbedPipe pipe;
+  EXPECT_TRUE(pipe.AddArgument("a\0b\0'\0'c", 8));
+  EXPECT_EQ(std::string(pipe.argument(0), 7), std::string("a\0b\0\0c\0", 7));
+}
+
 TEST(ExecPipeAddArgument, AllocatesAByteMoreThanTheUndecodedText) {
   ProbedPipe pipe;
   pipe.AddArgument(nullptr, 0);

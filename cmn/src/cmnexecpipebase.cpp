@@ -36,7 +36,7 @@ void endRun(CCmnExecPipeBase& pipe) {
   try {
     pipe.Close(closeTimeoutSeconds);
   } catch (const std::bad_alloc&) {
-    return;  // the exception under way says the same
+    // The exception under way says the same.
   }
 }
 

@@ -14,8 +14,7 @@ using TraceLogHolder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<
 constexpr int traceError = 1;
 constexpr int traceDetail = 3;
 
-// An errno among the arguments is read before the trace can change it. A line for which there is no
-// memory is lost: what it tells of has to be dealt with all the same.
+// An errno among the arguments is read before the trace can change it.
 template <class... Args>
 void traceTo(const TraceLogHolder& log, int level, const char* format, Args... args) {
   if (!log) {
@@ -24,7 +23,7 @@ void traceTo(const TraceLogHolder& log, int level, const char* format, Args... a
   try {
     log->trace(level, format, args...);
   } catch (const std::bad_alloc&) {
-    return;
+    // The line is lost: what it tells of has to be dealt with all the same.
   }
 }
 

@@ -165,6 +165,7 @@ class ProbedPipe : public kelp_cmn_4_4::CCmnExecPipePosix {
   bool untouched = false;
 
   Lines arguments() const { return {m_argv, m_argv + m_argc}; }
+  const char* argument(int number) const { return m_argv[number]; }
 };
 
 // The trace log's files lie in the install root.
