@@ -26,6 +26,8 @@ STATEMENT = re.compile(r"(?:[\w:~*]|\(void\)|--|\+\+).*;$")
 KEPT = re.compile(r"(?:return\b(?! ?;)|using |static_assert|template|typedef |friend |public|private|protected|extern |class |"
                   r"struct |enum |const |constexpr |static |goto |throw\b|case |default:|mutable |explicit |virtual |inline )")
 
+FALLING = re.compile(r"\s*(?:case\b|default:)")
+
 
 @dataclass(frozen=True)
 class Change:
@@ -134,9 +136,12 @@ def statements(code):
 def changes(text):
     """All changes of a source, in the order of their lines."""
     found, names = [], {}
+    code = masked(text, strings=False)
     for first, last, new in sorted(set(replacements(text))):
         line = text.count("\n", 0, first) + 1
         old = text[first:last]
+        if new == ";" and FALLING.match(code, last):
+            continue  # a case that falls into the next one does not compile: that is an error in this tree
         if new == ";":
             name = "without " + " ".join(old.split())
         elif new.startswith("!(") and new == f"!({old})":
