@@ -15,9 +15,17 @@ namespace q_scan {
 
 constexpr int endOfInput = -1;
 
-// The platform's isspace without a call for each character. It, too, looks in the calling thread's
-// table.
-inline bool isSpace(int c) { return ((*__ctype_b_loc())[c] & _ISspace) != 0; }
+// The platform's isspace for a run of characters. It, too, looks in the calling thread's table,
+// which it fetches but once: it is not to outlive a refill, which may change the locale.
+class SpaceTest {
+ public:
+  bool operator()(int c) const { return (m_classes[c] & _ISspace) != 0; }
+
+ private:
+  const unsigned short* m_classes = *__ctype_b_loc();
+};
+
+inline bool isSpace(int c) { return SpaceTest()(c); }
 
 inline bool isDigit(int c) { return c >= '0' && c <= '9'; }
 
@@ -33,7 +41,7 @@ size_t runLength(const unsigned char* text, size_t limit, Belongs belongs) {
 
 // How many characters a text begins with that are no white space.
 inline size_t wordLength(const unsigned char* text, size_t limit) {
-  return runLength(text, limit, [](int c) { return !isSpace(c); });
+  return runLength(text, limit, [space = SpaceTest()](int c) { return !space(c); });
 }
 
 class Input {
@@ -73,8 +81,12 @@ class Input {
   void consume(size_t count = 1) { m_position += count; }
 
   void skipSpace() {
-    while (isSpace(peek())) {
-      consume();
+    while (peek() != endOfInput) {
+      const auto* const text = reinterpret_cast<const unsigned char*>(m_position);
+      consume(runLength(text, available(), SpaceTest()));
+      if (m_position != m_end) {
+        return;
+      }
     }
   }
 

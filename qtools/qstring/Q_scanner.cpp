@@ -56,8 +56,17 @@ void storeFloat(void* destination, Modifier modifier, double value) {
   }
 }
 
-// Neither white space, nor the beginning of a conversion, nor the end of the format.
-bool isOrdinary(char c) { return c != '%' && c != '\0' && !isSpace(static_cast<unsigned char>(c)); }
+// How many characters both begin with, up to white space, a conversion, or the end of the format.
+size_t matchingLength(const char* format, const char* text, size_t limit) {
+  const SpaceTest isSpace;
+  for (size_t length = 0; length < limit; ++length) {
+    const char c = format[length];
+    if (c != text[length] || c == '%' || c == '\0' || isSpace(static_cast<unsigned char>(c))) {
+      return length;
+    }
+  }
+  return limit;
+}
 
 class Scanner {
  public:
@@ -79,8 +88,11 @@ class Scanner {
   // Does what the next directive of the format says.
   End step(const char*& format) {
     if (*format == '%') {
-      Conversion conversion;
-      return parseConversion(++format, conversion, m_set) ? convert(conversion) : End::badFormat;
+      if (*++format != 'd') {
+        return convertNext(format);
+      }
+      ++format;
+      return convertInt();
     }
     const auto directive = static_cast<unsigned char>(*format++);
     if (!isSpace(directive)) {
@@ -90,14 +102,34 @@ class Scanner {
     return End::matched;
   }
 
+  End convertNext(const char*& format) {
+    Conversion conversion;
+    return parseConversion(format, conversion, m_set) ? convert(conversion) : End::badFormat;
+  }
+
+  // The plain "%d" of most formats, without what other conversions have to ask.
+  End convertInt() {
+    m_input.skipSpace();
+    q_integertext::Integer integer;
+    if (m_input.available() == 0 || !consumeShortDecimal(m_input, integer)) {
+      return convert(Conversion());
+    }
+    store(nextArgument().destination, static_cast<int>(q_integertext::toSigned(integer)));
+    countConversion(true);
+    return End::matched;
+  }
+
+  void countConversion(bool assigns) {
+    m_converted = true;
+    m_assigned += assigns ? 1 : 0;
+  }
+
   // Most formats begin with what the text begins with.
   void matchAtHand(const char*& format) {
-    const char* const text = m_input.position();
-    size_t length = 0;
-    while (length < m_input.available() && format[length] == text[length] &&
-           isOrdinary(format[length])) {
-      ++length;
+    if (*format == '%') {
+      return;
     }
+    const size_t length = matchingLength(format, m_input.position(), m_input.available());
     format += length;
     m_input.consume(length);
   }
@@ -129,8 +161,7 @@ class Scanner {
     }
     const End end = convertValue(conversion);
     if (end == End::matched) {
-      m_converted = true;
-      m_assigned += conversion.assigns ? 1 : 0;
+      countConversion(conversion.assigns);
     }
     return end;
   }
@@ -256,12 +287,8 @@ class Scanner {
 
 }  // namespace
 
-int scan(Input& input, const char* format, va_list args) {
-  va_list copy;
-  va_copy(copy, args);
-  const int result = Scanner(input, &copy).scan(format);
-  va_end(copy);
-  return result;
+int scan(Input& input, const char* format, va_list* args) {
+  return Scanner(input, args).scan(format);
 }
 
 }  // namespace q_scan

@@ -8,8 +8,8 @@
 
 namespace q_scan {
 
-// What Q_vfscanf() does, on any input.
-int scan(Input& input, const char* format, va_list args);
+// What Q_vfscanf() does, on any input. It takes its arguments from the list.
+int scan(Input& input, const char* format, va_list* args);
 
 }  // namespace q_scan
 

@@ -8,7 +8,7 @@ int Q_sscanf(const char* text, const char* format, ...) {
   q_scan::Input input(text);
   va_list args;
   va_start(args, format);
-  const int assigned = q_scan::scan(input, format, args);
+  const int assigned = q_scan::scan(input, format, &args);
   va_end(args);
   return assigned;
 }

@@ -47,7 +47,11 @@ int refillFromCallback(ScanSource* source) {
 
 int Q_vfscanf(ScanSource* source, const char* format, va_list args) {
   q_scan::Input input(*source);
-  return q_scan::scan(input, format, args);
+  va_list copy;
+  va_copy(copy, args);
+  const int assigned = q_scan::scan(input, format, &copy);
+  va_end(copy);
+  return assigned;
 }
 
 int __Qrefill(ScanSource* source) {
