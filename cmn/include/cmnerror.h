@@ -26,6 +26,7 @@ class KELP_CMN_API CCmnError {
   CCmnError();
 
   /**
+   * Records an error.
    * @param code        the numeric error code
    * @param message     the description for people
    * @param fileName    the source file where the error arose
@@ -58,19 +59,19 @@ class KELP_CMN_API CCmnError {
    */
   virtual std::string getMessageId(const std::string& component, long base) const;
 
-  /** @return the message; never null; valid while the record lives and is not assigned to */
+  /** The message; never null; valid while the record lives and is not assigned to. */
   virtual const char* what() const;
 
-  /** @return the code */
+  /** The numeric error code. */
   int getCode() const { return m_code; }
 
-  /** @return the source file's name; never null; valid as what() is */
+  /** The source file's name; never null; valid as what() is. */
   const char* getFileName() const { return m_fileName.c_str(); }
 
-  /** @return the source line */
+  /** The source line. */
   int getLineNumber() const { return m_lineNumber; }
 
-  /** @return the function's name; never null; valid as what() is */
+  /** The function's name; never null; valid as what() is. */
   const char* getFunction() const { return m_function.c_str(); }
 
  private:

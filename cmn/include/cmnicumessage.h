@@ -87,10 +87,11 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
    */
   void addArgument(const icu::Formattable& argument);
 
-  /** @return the number of arguments */
+  /** The number of arguments. */
   int getArgumentCount() const;
 
   /**
+   * One of the arguments, in the order in which they were added.
    * @param index  from 0 to getArgumentCount() - 1
    * @return the argument; it is the message's, and valid until the arguments change
    */

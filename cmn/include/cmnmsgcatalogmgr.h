@@ -64,7 +64,7 @@ class KELP_CMN_API CCmnMessageCatalogFactory {
   virtual CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> createMessage(
       const SCmnMessageInfo* info) = 0;
 
-  /** @return the language where none is given, and where the given one has no catalog */
+  /** The language where none is given, and where the given one has no catalog. */
   virtual std::string getDefaultLanguage() = 0;
 };
 
@@ -167,12 +167,14 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
   void deleteLocalizedMessage(char** result);
 
   /**
+   * What "native" stands for.
    * @return the language that "native" stands for, empty at first; the manager's, never null, valid
    *         until setNativeLanguage() or the manager's end
    */
   const char* getNativeLanguage();
 
   /**
+   * Says what "native" stands for.
    * @param language  the language that "native" stands for from now on; copied; not null; empty for
    *                  the default language
    */

@@ -62,18 +62,21 @@ class KELP_CMN_API CCmnMessageDigest5 {
   void Finalize();
 
   /**
+   * One byte of the digest.
    * @param index  0 to 15
    * @return this byte of the digest; 0 for a larger index, and before Finalize()
    */
   unsigned char operator[](unsigned long index) const;
 
   /**
+   * The digest as text.
    * @return the digest as 32 lower-case hexadecimal characters; the object's, valid while it lives
    *         and is not initialized again; empty before Finalize()
    */
   const char* GetAnsiMessageDigest() const;
 
   /**
+   * Always empty.
    * @return an empty text, always: the wide form is never filled, which is meant.
    *         Use GetAnsiMessageDigest().
    */

@@ -46,6 +46,7 @@ class KELP_CMN_API CCmnNetwork {
   ///@{
 
   /**
+   * Whether a text is a numeric address.
    * @param text  a NUL-terminated text, or null
    * @return whether it is a numeric IPv4 or IPv6 address by `getaddrinfo` with AI_NUMERICHOST; so
    *         "127.1" is one, and a host name is not
@@ -53,6 +54,7 @@ class KELP_CMN_API CCmnNetwork {
   static bool validateIPAddress(const char* text);
 
   /**
+   * This machine's name.
    * @return this machine's name as `gethostname` stores it, which has room for 254 bytes: Linux
    *         needs 64 at most. Whether it fails is not looked at: then the name is what it has
    *         stored all the same, or empty.
@@ -60,6 +62,7 @@ class KELP_CMN_API CCmnNetwork {
   static std::string getComputerName();
 
   /**
+   * The addresses of a resolver list.
    * @param list  a list from `getaddrinfo`, which stays the caller's; null for none
    * @return the numeric text of each node's address, without those that have none
    */
@@ -88,7 +91,7 @@ class KELP_CMN_API CCmnNetwork {
    */
   static int getAddrByHost(const std::string& host, std::set<std::string>& addresses);
 
-  /** @return what getAddrByHost() stores; empty if it fails */
+  /** What getAddrByHost() stores; empty if it fails. */
   static std::set<std::string> getAddressListForHost(const std::string& host);
 
   /**
@@ -136,18 +139,21 @@ class KELP_CMN_API CCmnNetwork {
   ///@{
 
   /**
+   * Whether two texts denote one host, by asking the resolver.
    * @return whether both texts, names or addresses, resolve to one host, `a` being asked for first;
    *         false if one is empty, and then nothing is asked
    */
   static bool compare(const std::string& a, const std::string& b);
 
   /**
+   * Whether two records denote one host.
    * @return whether the records have an address in common, or equal names, or equal fully qualified
    *         names. Empty names are equal to nothing.
    */
   static bool compare(const CCmnHostInfo& a, const CCmnHostInfo& b);
 
   /**
+   * Whether a text denotes a record's host, without asking the resolver.
    * @return whether the text, which is not resolved, is one of the record's addresses, its fully
    *         qualified name or its name; false if the text is empty
    */

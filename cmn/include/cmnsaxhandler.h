@@ -99,17 +99,18 @@ class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
    */
   virtual void characters(const XMLCh* chars, unsigned int length);
 
-  /** @return whether there was a warning, an error or a fatal error. Never cleared. */
+  /** Whether there was a warning, an error or a fatal error. Never cleared. */
   bool hasErrorOccurred() const { return m_errorOccurred; }
 
   /**
+   * The last warning, error or fatal error.
    * @return the last of them, with message, line and column; if there was none, at line 0,
    *         and getMessage() is a null pointer. The handler's; valid until the next one or the
    *         handler's end.
    */
   const xercesc::SAXParseException& getLastException() const { return m_lastException; }
 
-  /** @return what characters() has collected; the handler's */
+  /** What characters() has collected; the handler's. */
   const std::string& getCharacters() const { return m_characters; }
 
  protected:

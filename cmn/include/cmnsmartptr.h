@@ -60,7 +60,7 @@ class CCmnSmartPtr {
     return *this;
   }
 
-  /** @return a holder of what the policy's allocate() gives; empty if that is null */
+  /** A holder of what the policy's allocate() gives; empty if that is null. */
   static CCmnSmartPtr create() { return CCmnSmartPtr(Alloc::allocate()); }
 
   /** The object. Undefined on an empty holder. */
@@ -69,7 +69,7 @@ class CCmnSmartPtr {
   /** The object. Undefined on an empty holder. */
   T& operator*() const { return *m_object; }
 
-  /** @return the object, which stays the holders'; null for an empty holder */
+  /** The object, which stays the holders'; null for an empty holder. */
   T* get() const { return m_object; }
 
   /** Whether an object is held: `if (holder)`, `if (!holder)`. */
@@ -116,7 +116,7 @@ bool operator!=(const CCmnSmartPtr<T, Alloc>& first, const CCmnSmartPtr<T, Alloc
 template <class T>
 class CCmnNullAllocator {
  public:
-  /** @return null */
+  /** Gives null. */
   static T* allocate() { return nullptr; }
 
   /** Deletes the object through its virtual destructor. */
@@ -149,6 +149,7 @@ template <class T>
 class KELP_CMN_API CCmnContextSingletonAllocator {
  public:
   /**
+   * Gives the one instance.
    * @return the instance, made with `new T` if there is none: on first need, and after the last
    *         holder let the old one go. It belongs to the holders it is put into, which must have
    *         this policy: another would delete it, and leave its address here.
