@@ -6,6 +6,9 @@ WORD = re.compile(r"[A-Za-z][\w-]*\w")
 # Of our names, as Doxygen writes them there: who looks for "strlcpy" finds Q_strlcpy().
 PREFIX = re.compile(r"q_5f|[cse]cmn")
 
+# The results are a page of their own: in letters and lines that a finger finds.
+STYLE = ".SRResult { padding: 3px 0; }\n.SRPage .SRSymbol, .SRPage .SRScope { font-size: 13px; }\n"
+
 
 def spellings(word):
     """As one may look for it: "time-outs" also as "timeouts", "Q_strlcpy" also as "strlcpy"."""
@@ -27,12 +30,14 @@ class Words:
                 self.spelling.setdefault(spelling.lower(), spelling)
 
     def entries(self, titles):
-        """Doxygen's form: a word, then pages. What stands on more than half of the pages leads nowhere in particular."""
+        """Doxygen's form: a word, and a place or several. What is on more than half of the pages leads nowhere."""
         for word, places in self.places.items():
-            if len(places) <= len(self.pages) / 2:
-                links = [[f"../{page}.html" + (f"#{anchor}" if anchor else ""), 1, titles[page]]
-                         for page, anchor in places.items()]
-                yield word, [self.spelling[word], *links]
+            links = [[f"../{page}.html" + (f"#{anchor}" if anchor else ""), 1, f"guide: {titles[page]}"]
+                     for page, anchor in places.items()]
+            if len(links) <= 3:
+                yield from ((word, [self.spelling[word], link]) for link in links)
+            elif len(links) <= len(self.pages) / 2:
+                yield word, [f"{self.spelling[word]} (guide)", *links]
 
     def write(self, search, titles):
         """Among the entries of the section "all", which has a file for each first letter."""
@@ -53,6 +58,8 @@ class Words:
             name = f"all_{number:x}"
             (search / f"{name}.js").write_text(f"var searchData=\n[\n{lines}\n];\n", encoding="utf-8")
             (search / f"{name}.html").write_text(head.replace("all_0.js", f"{name}.js"), encoding="utf-8")
+        with (search / "search.css").open("a", encoding="utf-8") as style:
+            style.write(STYLE)
         index.write_text(text.replace(f'0: "{letters}"', f'0: "{"".join(sorted(found))}"'), encoding="utf-8")
 
 
