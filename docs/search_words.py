@@ -23,6 +23,8 @@ class Words:
         self.pages = set()
 
     def add(self, page, anchor, line):
+        if page == "guide_words":  # an index itself
+            return
         self.pages.add(page)
         for word in WORD.findall(line):
             for spelling in spellings(word):
