@@ -193,7 +193,7 @@ class Icu : public testing::Test {
     const icu::Formattable value(12);
     m_output.remove();
     icu::MessageFormat::format(icu::UnicodeString(pattern), &value, 1, m_output, status);
-    return U_SUCCESS(status);
+    return U_SUCCESS(status) != 0;
   }
   icu::UnicodeString m_output;
 };

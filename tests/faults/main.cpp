@@ -145,8 +145,7 @@ int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
   const bool isBounded = !arguments.empty() && arguments[0] != "all";
   const double seconds = isBounded ? std::strtod(arguments[0].c_str(), nullptr) : 0;
-  const std::vector<std::string> names(arguments.begin() + (arguments.empty() ? 0 : 1),
-                                       arguments.end());
+  const std::vector<std::string> names(argv + std::min(argc, 2), argv + argc);
   const unsigned int seed = std::random_device()();
   setlocale(LC_ALL, "C.UTF-8");
   const Operations operations = chosen(names);
