@@ -160,10 +160,12 @@ class Examination {
   }
 
   Verdict verdictOnLeaks(const Fault& fault) {
-    runRound(m_operation, nullptr, fault.where, Round::findsLeaks, m_report);
-    const Report usual = m_report;
+    if (m_usualLeaks == nullptr) {
+      runRound(m_operation, nullptr, fault.where, Round::findsLeaks, m_report);
+      m_usualLeaks = std::make_unique<Report>(m_report);
+    }
     runRound(m_operation, &fault, fault.where, Round::findsLeaks, m_report);
-    return verdictOnLeaksOf(usual, m_report);
+    return verdictOnLeaksOf(*m_usualLeaks, m_report);
   }
 
   // One finding, however many rounds come to it.
@@ -195,6 +197,7 @@ class Examination {
   std::shared_ptr<void> m_fixture;
   std::map<Where, CallCounts> m_calls;
   Usual m_usual;
+  std::unique_ptr<Report> m_usualLeaks;  // made where it is needed
   std::set<const ForeignFault*> m_foreign;
   std::map<std::string, std::vector<std::string>> m_findings;  // problem -> where it was met
 };

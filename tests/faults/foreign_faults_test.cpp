@@ -230,6 +230,36 @@ TEST(Xerces, EndsTheProcessWhereItIsInitialised) {
   EXPECT_TRUE(canEndWith(exitOfXerces, initialise));
 }
 
+// An exception may leave; but the next initialisation only counts, and nothing is there.
+TEST(Xerces, CrashesWhereItIsUsedAfterItCouldNotBeInitialised) {
+  std::string end;
+  for (int nth = 1; end != untouched && end != crash; ++nth) {
+    end = inAProcess([nth] {
+      HeapWatch watch(nth, Times::onwards, HeapCall::throwingNew);
+      try {
+        xercesc::XMLPlatformUtils::Initialize();
+        return 2;
+      } catch (...) {
+        watch.end();
+      }
+      xercesc::XMLPlatformUtils::Initialize();
+      delete xercesc::XMLReaderFactory::createXMLReader();
+      return 0;
+    });
+  }
+  EXPECT_EQ(end, crash);
+}
+
+TEST(Xerces, NeedsMemoryToBeTerminated) {
+  const std::string end = inAProcess([] {
+    xercesc::XMLPlatformUtils::Initialize();
+    const HeapWatch watch(1, Times::onwards);
+    xercesc::XMLPlatformUtils::Terminate();
+    return 0;
+  });
+  EXPECT_EQ(end, "signal 6");
+}
+
 TEST(Xerces, LeaksWhereAReaderIsMade) {
   xercesc::XMLPlatformUtils::Initialize();
   const auto make = [] {

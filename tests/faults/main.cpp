@@ -1,6 +1,6 @@
 // faults [SECONDS|all [OPERATION …]]: makes every call that the library makes fail in turn, and
 // looks at what becomes of it. Without arguments everything is tried; with a number of seconds
-// about as long a share of it, at random. Ends with a line for each operation, and with 1 where
+// about as long a share of it, at random. Prints a line for each operation, and ends with 1 where
 // there was a finding.
 #include "calls.h"
 #include "examination.h"
@@ -153,17 +153,17 @@ int main(int argc, char** argv) {
     std::printf("a share at random, of seed %u\n", seed);
   }
   const auto begin = std::chrono::steady_clock::now();
-  std::string report;
   int rounds = 0;
   int findings = 0;
   for (size_t i = 0; i < operations.size(); ++i) {
     const Tally tally =
         examineApart(operations[i], extentFor(seconds, begin, operations.size() - i, seed));
-    report += lineFor(operations[i], tally);
+    std::printf("%s", lineFor(operations[i], tally).c_str());
+    std::fflush(stdout);
     rounds += tally.rounds;
     findings += tally.findings;
   }
-  std::printf("%s%d operations, %d rounds, %d findings\n", report.c_str(),
-              static_cast<int>(operations.size()), rounds, findings);
+  std::printf("%d operations, %d rounds, %d findings\n", static_cast<int>(operations.size()),
+              rounds, findings);
   return findings == 0 ? 0 : 1;
 }

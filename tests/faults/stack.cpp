@@ -37,8 +37,12 @@ constexpr ForeignFault foreignFaults[] = {
      "keeps what it had when memory ran out"},
     {Failing::leaks, "libxerces-c*", "xercesc_*::SAX2XMLReaderImpl::parse(*",
      "keeps what it had when memory ran out"},
-    {Failing::exits, "libxerces-c*", "xercesc_*::XMLPlatformUtils::Initialize(*",
-     "ends the process where memory runs out"},
+    {Failing::crashes, "libxerces-c*", "xercesc_*::XMLReaderFactory::createXMLReader(*",
+     "uses what a failed initialisation has not made"},
+    {Failing::crashes, "libxerces-c*", "xercesc_*::XMLPlatformUtils::Terminate(*",
+     "needs memory, and ends the process without it"},
+    {Failing::exits, "libxerces-c*", "xercesc_*::DefaultPanicHandler::panic(*",
+     "ends the process where there is no memory to initialise it"},
 };
 
 std::string demangled(const char* name) {
