@@ -195,7 +195,8 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
 
   /**
    * The `SIGCHLD` handler: reaps one ended child of the process, whichever it is, and records what
-   * the signal says of its sender.
+   * the signal says of its sender. Where `waitpid` fails, nothing is recorded; that nothing has
+   * ended yet is no failure.
    *
    * Safe at any point of the program: it takes no lock, waits for nobody and never allocates from a
    * heap. A record goes into the map at once, or, while somebody else is in the map or after 64

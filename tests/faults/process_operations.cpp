@@ -382,9 +382,10 @@ class LookingUp : public Job {
 void addOthers(Operations& all) {
   all.push_back(operationOf<InAChildContext>("processes: Exec in a child context", {}, quiet));
   all.push_back(operationOf<Splitting>("processes: ParseCommand", {{memoryCalls(), {"0"}}}, quiet));
-  all.push_back(
-      operationOf<Recording>("processes: GetChildStatus", {{{Call::mmap}, {"[0-9]*"}}}, quiet));
-  all.push_back(operationOf<LookingUp>("processes: CheckChildStatusMap", {}, quiet));
+  // Where waitpid fails, or a page for the record, there is none.
+  const std::vector<Allowance> records{{{Call::mmap, Call::waitpid}, {"[0-9]*"}}};
+  all.push_back(operationOf<Recording>("processes: GetChildStatus", records, quiet));
+  all.push_back(operationOf<LookingUp>("processes: CheckChildStatusMap", records, quiet));
   all.push_back(function(
       "processes: a pipe with a list",
       [list = std::vector<std::string>{"a host of some length, to be kept"}] {

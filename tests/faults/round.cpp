@@ -16,11 +16,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 namespace kelp_test {
 namespace {
 
 Report* current = nullptr;
+CallSites* currentSites = nullptr;  // null where nobody wants them
 pid_t roundProcess = 0;
 
 template <size_t size>
@@ -93,8 +95,12 @@ class Counting {
     for (size_t i = 0; i < callCount; ++i) {
       m_failures.at(i).emplace(static_cast<Call>(i), 0, INT_MAX, Times::once, where);
     }
+    if (currentSites != nullptr) {
+      std::exchange(currentSites, nullptr)->watch();
+    }
   }
   ~Counting() {
+    CallSites::endWatch();
     for (size_t i = 0; i < callCount; ++i) {
       current->calls.at(i) = m_failures.at(i)->calls();
     }
@@ -217,6 +223,12 @@ void runRound(const Operation& operation, const Fault* fault, Where where, Round
   if (!report.isDone && report.endingSignal == 0 && !report.exited) {
     store(report.complaint, "its process ended with wait status " + std::to_string(status));
   }
+}
+
+void runRoundFor(CallSites& sites, const Operation& operation, Where where, Report& report) {
+  currentSites = &sites;
+  runRound(operation, nullptr, where, Round::plain, report);
+  currentSites = nullptr;
 }
 
 std::string runHere(const Operation& operation) {
