@@ -57,19 +57,23 @@ class Examination {
 
   // How the operation goes where nothing fails, and what it calls.
   bool lookAtUntouched() {
-    for (const Where where : {Where::child, Where::here}) {
-      CallSites sites;
-      runRoundFor(sites, m_operation, where, m_report);
-      m_repeated[where] = sites.repeated();
-      m_calls[where] = m_report.calls;
-      m_tally.calls += sumOf(m_report.calls);
-    }
+    countCalls(Where::here);
     m_usual = usualOf(m_report);
     const std::string problem = problemOfUsual(m_report);
     if (!problem.empty()) {
       find(problem, "while nothing failed");
+    } else if (callsOf(Call::fork, Where::here) != 0) {
+      countCalls(Where::child);
     }
     return problem.empty();
+  }
+
+  void countCalls(Where where) {
+    CallSites sites;
+    runRoundFor(sites, m_operation, where, m_report);
+    m_repeated[where] = sites.repeated();
+    m_calls[where] = m_report.calls;
+    m_tally.calls += sumOf(m_report.calls);
   }
 
   static int sumOf(const CallCounts& counts) {

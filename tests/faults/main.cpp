@@ -29,13 +29,6 @@
 #include <string>
 #include <vector>
 
-// What it finds is to come to the round's own handler, with its stack.
-extern "C" const char* __asan_default_options() {
-  return "handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:handle_abort=0:"
-         "abort_on_error=1:detect_leaks=0:allocator_may_return_null=1:use_sigaltstack=0";
-}
-extern "C" const char* __ubsan_default_options() { return "abort_on_error=1:print_stacktrace=1"; }
-
 namespace {
 
 using namespace kelp_test;

@@ -198,6 +198,22 @@ class OwnChildren {
   sigset_t m_old{};
 };
 
+// For a round's process, and for what it has left, which is ended. The process is reaped last:
+// until then its number is no other's.
+int waitForAll(pid_t round) {
+  siginfo_t info{};
+  while (waitid(P_PID, static_cast<id_t>(round), &info, WEXITED | WNOWAIT) == -1 &&
+         errno == EINTR) {
+  }
+  kill(-round, SIGKILL);
+  int status = 0;
+  while (waitpid(round, &status, 0) == -1 && errno == EINTR) {
+  }
+  while (waitpid(-1, nullptr, 0) > 0) {
+  }
+  return status;
+}
+
 }  // namespace
 
 void runRound(const Operation& operation, const Fault* fault, Where where, Round kind,
@@ -214,12 +230,7 @@ void runRound(const Operation& operation, const Fault* fault, Where where, Round
     store(report.complaint, "no process could be made");
     return;
   }
-  int status = 0;
-  while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
-  }
-  kill(-child, SIGKILL);
-  while (waitpid(-1, nullptr, 0) > 0) {
-  }
+  const int status = waitForAll(child);
   if (!report.isDone && report.endingSignal == 0 && !report.exited) {
     store(report.complaint, "its process ended with wait status " + std::to_string(status));
   }
