@@ -237,7 +237,7 @@ TEST_F(Icu, LeaksWhereABundleIsOpened) {
   const auto open = [] {
     UErrorCode status = U_ZERO_ERROR;
     const icu::ResourceBundle bundle("/no/such/bundle", icu::Locale("de"), status);
-    return U_SUCCESS(status);
+    return U_SUCCESS(status) != 0;
   };
   icu::Locale::getDefault();
   EXPECT_TRUE(canEndWith(leak, open));
