@@ -52,7 +52,7 @@ class KELP_CMN_API CCmnError {
    * ones with their sign (code -7 gives "-007").
    * @param component  the component's name; its letters are those of the process locale (LC_CTYPE),
    *                   so better give it in upper case: in a Turkish locale "i" stays "i", or
-   * becomes another letter than "I", and no catalog has such an identifier
+   *                   becomes another letter than "I", and no catalog has such an identifier
    * @param base       the component's first code
    * @return for instance "MSG_ERROR_CONFIG_0007" for component "config", base 1000 and code 1007
    */

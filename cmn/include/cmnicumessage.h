@@ -79,8 +79,8 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
   void setArguments(const icu::Formattable* arguments, int count);
 
   /**
-   * Adds an argument behind the others. Each call copies the whole list; setArguments() copies it
-   * once.
+   * Adds an argument behind the others. Each call copies the whole list; setArguments()
+   * copies it once.
    * @param argument  the value, which is copied; may be one of the message's own. Only a `double`
    *                  (to six digits), an `int` and an `icu::UnicodeString` come back from a
    *                  serialized text as they were.

@@ -17,7 +17,8 @@ namespace kelp_cmn_4_4 {
 
 /** What is known of a host; a plain value, empty at first. */
 struct KELP_CMN_API CCmnHostInfo {
-  /** The name as the caller gave it; for a numeric address the name that its reverse lookup gave.
+  /**
+   * The name as the caller gave it; for a numeric address the name that its reverse lookup gave.
    */
   std::string m_name;
   /** The numeric addresses, such as "10.1.2.3" or "fe80::1", in the order of plain texts. */
@@ -51,9 +52,11 @@ class KELP_CMN_API CCmnNetwork {
    */
   static bool validateIPAddress(const char* text);
 
-  /** @return this machine's name as `gethostname` stores it, which has room for 254 bytes: Linux
-   * needs 64 at most. Whether it fails is not looked at: then the name is what it has stored all
-   * the same, or empty. */
+  /**
+   * @return this machine's name as `gethostname` stores it, which has room for 254 bytes: Linux
+   *         needs 64 at most. Whether it fails is not looked at: then the name is what it has
+   *         stored all the same, or empty.
+   */
   static std::string getComputerName();
 
   /**
@@ -79,7 +82,7 @@ class KELP_CMN_API CCmnNetwork {
   /**
    * Looks up the addresses of a host.
    * @param host       a name, or a numeric address, which is answered by itself as the system
-   * writes it: "127.1" by "127.0.0.1"
+   *                   writes it: "127.1" by "127.0.0.1"
    * @param addresses  receives the addresses, in place of what it held
    * @return 0, also where the resolver gives an empty list; 3 if it fails
    */
@@ -101,10 +104,10 @@ class KELP_CMN_API CCmnNetwork {
    * Looks up a fully qualified name: the reverse lookup of the address given, or of the first
    * address of the name given. The name given is never just echoed.
    * @param host  a name or a numeric address
-   * @param fqdn  receives the name, in lower case by the process locale
-   *              (CCmnStringTool::tostrlower)
-   * @return 0; 3 for a null or empty host, or if the reverse lookup fails; -1 if a name has no
-   *         address
+   * @param fqdn  receives the name, in lower case by the process
+   *              locale (CCmnStringTool::tostrlower)
+   * @return 0; 3 for a null or empty host, or if the reverse lookup fails; -1 if a name
+   *         has no address
    */
   static int getFQDN(const char* host, std::string& fqdn);
 
@@ -132,16 +135,22 @@ class KELP_CMN_API CCmnNetwork {
    */
   ///@{
 
-  /** @return whether both texts, names or addresses, resolve to one host, `a` being asked for
-   * first; false if one is empty, and then nothing is asked */
+  /**
+   * @return whether both texts, names or addresses, resolve to one host, `a` being asked for first;
+   *         false if one is empty, and then nothing is asked
+   */
   static bool compare(const std::string& a, const std::string& b);
 
-  /** @return whether the records have an address in common, or equal names, or equal fully
-   * qualified names. Empty names are equal to nothing. */
+  /**
+   * @return whether the records have an address in common, or equal names, or equal fully qualified
+   *         names. Empty names are equal to nothing.
+   */
   static bool compare(const CCmnHostInfo& a, const CCmnHostInfo& b);
 
-  /** @return whether the text, which is not resolved, is one of the record's addresses, its fully
-   * qualified name or its name; false if the text is empty */
+  /**
+   * @return whether the text, which is not resolved, is one of the record's addresses, its fully
+   *         qualified name or its name; false if the text is empty
+   */
   static bool compare(const std::string& a, const CCmnHostInfo& b);
 
   ///@}

@@ -23,7 +23,7 @@ namespace kelp_cmn_4_4 {
  *
  * @tparam T      derives from CCmnRefCount, directly or virtually; may be abstract
  * @tparam Alloc  the policy: `static T* allocate()` obtains an object, `static void destroy(T*)`
- * gives it back
+ *                gives it back
  */
 template <class T, class Alloc>
 class CCmnSmartPtr {
@@ -48,8 +48,8 @@ class CCmnSmartPtr {
    * Lets go of what is held, then takes a share in what `other` held when the call began. Assigning
    * a holder to itself does nothing.
    * @warning The new object must not be kept alive only by the object being let go: where `head`
-   * holds the last share of a list's first element, `head = head->next` uses what has been
-   * destroyed. Copy `other` first, and assign the copy.
+   *          holds the last share of a list's first element, `head = head->next` uses what has been
+   *          destroyed. Copy `other` first, and assign the copy.
    */
   CCmnSmartPtr& operator=(const CCmnSmartPtr& other) {
     if (this != &other) {
@@ -150,8 +150,8 @@ class KELP_CMN_API CCmnContextSingletonAllocator {
  public:
   /**
    * @return the instance, made with `new T` if there is none: on first need, and after the last
-   * holder let the old one go. It belongs to the holders it is put into, which must have this
-   * policy: another would delete it, and leave its address here.
+   *         holder let the old one go. It belongs to the holders it is put into, which must have
+   *         this policy: another would delete it, and leave its address here.
    */
   static T* allocate() {
     if (m_instance == nullptr) {
@@ -163,7 +163,7 @@ class KELP_CMN_API CCmnContextSingletonAllocator {
   /**
    * Deletes an object through its virtual destructor.
    * @param object  if it is the instance, the next allocate() makes a new one, even one that is
-   * called from the destructor; any other object leaves the instance as it is
+   *                called from the destructor; any other object leaves the instance as it is
    */
   static void destroy(T* object) {
     if (object == m_instance) {
@@ -176,8 +176,8 @@ class KELP_CMN_API CCmnContextSingletonAllocator {
   static T* m_instance;
 };
 
-// Not inline: an explicit instantiation declaration could not keep an inline variable in one
-// library.
+// Not inline: an explicit instantiation declaration could not keep an inline variable in
+// one library.
 template <class T>
 T* CCmnContextSingletonAllocator<T>::m_instance = nullptr;
 

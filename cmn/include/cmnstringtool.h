@@ -1,7 +1,7 @@
 /**
  * @file cmnstringtool.h
  * @brief Conversions between the string types, numbers and text, trimming, case, search,
- * duplicates, XML escaping, hexadecimal, tokens.
+ *        duplicates, XML escaping, hexadecimal, tokens.
  */
 #ifndef CMNSTRINGTOOL_H
 #define CMNSTRINGTOOL_H
@@ -169,8 +169,10 @@ class KELP_CMN_API CCmnStringTool {
    */
   ///@{
 
-  /** @return the low 32 bits of the text read as a decimal `long`, so 0 for "4294967296", -1 above
-   * the range of `long` and 0 below it; 0 for an empty text */
+  /**
+   * @return the low 32 bits of the text read as a decimal `long`, so 0 for "4294967296", -1 above
+   *         the range of `long` and 0 below it; 0 for an empty text
+   */
   static int str2int(const std::string& text);
 
   /** @return as str2int(), unsigned. So "-1" is 4294967295 and "4294967296" is 0, on purpose. */
@@ -219,7 +221,7 @@ class KELP_CMN_API CCmnStringTool {
 
   /**
    * @return whether the texts are equal. Where both have a letter, it is compared in upper case;
-   * all else is compared as it is. Every byte is looked at by itself, as in tostrlower().
+   *         all else is compared as it is. Every byte is looked at by itself, as in tostrlower().
    */
   static bool CompareNoCase(const std::string& first, const std::string& second);
 
@@ -252,7 +254,7 @@ class KELP_CMN_API CCmnStringTool {
 
   /**
    * @return the text without the set's bytes at its start. Where trimming is done at all, the
-   * result ends at the first zero byte that is kept, on purpose; rtrim() keeps zero bytes.
+   *         result ends at the first zero byte that is kept, on purpose; rtrim() keeps zero bytes.
    */
   static std::string ltrim(const std::string& text, const char* set = " \n\t\r");
 
@@ -271,10 +273,10 @@ class KELP_CMN_API CCmnStringTool {
    *
    * Call it again with `index` + 1 to go on.
    * @param list       the texts
-   * @param pattern    NUL-terminated, not null; compared byte by byte; an empty one is in every
-   * text
+   * @param pattern    NUL-terminated, not null; compared byte by byte; an empty one is
+   *                   in every text
    * @param index      in: the number of the text to begin with; out: the number of the text found,
-   * or list.size() if there is none (one that was larger stays)
+   *                   or list.size() if there is none (one that was larger stays)
    * @param trimRight  whether white space (" \n\t\r") at a text's end is left out of the search
    * @return the match's position in its text, in bytes; std::string::npos if there is none
    */
@@ -305,8 +307,10 @@ class KELP_CMN_API CCmnStringTool {
   /** @return the text, zero bytes included, and a terminator: length + 1 bytes from `alloc` */
   static char* strdup(const std::string& text, void* (*alloc)(unsigned long));
 
-  /** @return the text, zero characters included, and a terminator: (length + 1) * 4 bytes from
-   * `alloc` */
+  /**
+   * @return the text, zero characters included, and a terminator: (length + 1) * 4 bytes
+   *         from `alloc`
+   */
   static wchar_t* wstrdup(const std::wstring& text, void* (*alloc)(unsigned long));
 
   /** strdup() of tstr2str(). */
@@ -314,7 +318,7 @@ class KELP_CMN_API CCmnStringTool {
 
   /**
    * @return an array of tstrdup() copies that ends with a null pointer, all from `malloc`, to be
-   * freed with tstrfreelist(); null if the array cannot be allocated
+   *         freed with tstrfreelist(); null if the array cannot be allocated
    */
   static char** tstrduplist(const std::vector<tstr>& list);
 
@@ -387,8 +391,10 @@ class KELP_CMN_API CCmnStringTool {
    */
   static int str2binary(unsigned char* out, int* size, const std::string& hex);
 
-  /** str2binary() of wstr2str(); so it throws also where that gives an empty text. The flag is
-   * ignored, on purpose. */
+  /**
+   * str2binary() of wstr2str(); so it throws also where that gives an empty text. The flag is
+   * ignored, on purpose.
+   */
   static int wstr2binary(unsigned char* out, int* size, std::wstring hex, bool ignored);
 
   ///@}
