@@ -36,7 +36,7 @@ int refuse(const std::string& reason) {
   return wrongUsage;
 }
 
-// A number from nought on, the whole text.
+// A number from 0 on, the whole text.
 bool parseNumber(const std::string& text, unsigned long& number) {
   if (text.empty() || text.size() > 9 ||
       text.find_first_not_of("0123456789") != std::string::npos) {
