@@ -33,8 +33,8 @@ namespace kelp_cmn_4_4 {
  *   interrupts fail with `EINTR` when a child ends, as `SA_RESTART` is not set.
  * - **Statuses.** The map holds a plain exit code or signal number, and Close() reads it as an
  *   encoded wait status all the same. So a child that exited with 3 is mostly reported as ended
- *   by signal 3 (code 12), one that exited with 127 or 255 as code 13, one that exited with 128 as
- *   success. Only when `waitpid` comes before the handler is an exit status reported as such
+ *   by signal 3 (code 12), one that exited with 127 or 255 as code 13, one that exited with 128
+ *   as success. Only when `waitpid` comes before the handler is an exit status reported as such
  *   (code 11). This is meant.
  * - **Code 8** can stand for a command that ended well, and whose output is whole: its status was
  *   lost. Signals that come together merge, and the handler reaps one child for each, which may
@@ -200,7 +200,8 @@ class KELP_CMN_API CCmnExecPipePosix : public CCmnExecPipeBase {
 
   /**
    * The `SIGCHLD` handler: reaps one ended child of the process, whichever it is, and records what
-   * the signal says of its sender.
+   * the signal says of its sender. Where `waitpid` fails, nothing is recorded; that nothing has
+   * ended yet is no failure.
    *
    * Safe at any point of the program: it takes no lock, waits for nobody and never allocates from a
    * heap. A record goes into the map at once, or, while somebody else is in the map or after 64

@@ -52,7 +52,7 @@ class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
    */
   virtual tstr getMessage(const std::string& id, const char* defaultText) const = 0;
 
-  // Declared here, because that is where hosts' virtual tables have it: behind getMessage().
+  // Deliberate: declared behind getMessage(). Hosts' virtual tables have it there.
   ~CCmnMessageCatalog() override;
 
  protected:

@@ -14,7 +14,8 @@
 
 namespace kelp_cmn_4_4 {
 
-// The operation characters() is meant to stand beside the inherited one, which it hides.
+// Deliberate: characters() hides the inherited one, whose length has another type, and stands in a
+// slot of its own. Hosts' handlers are compiled against both.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Woverloaded-virtual"
 

@@ -54,7 +54,9 @@ class CCmnSmartPtr {
   CCmnSmartPtr& operator=(const CCmnSmartPtr& other) {
     if (this != &other) {
       T* const object = other.m_object;
-      release();  // before the new share is taken, which is meant
+      // Deliberate: the old object is gone before the new share is taken. It may have to give up
+      // what the new one is waiting for.
+      release();
       hold(object);
     }
     return *this;
@@ -88,6 +90,7 @@ class CCmnSmartPtr {
       return;
     }
     if (m_object->decrement() == 0) {
+      // Deliberate: counts 1 meanwhile, lest a holder made by the destructor destroy it once more.
       m_object->increment();
       Alloc::destroy(m_object);
     }

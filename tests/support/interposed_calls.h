@@ -80,6 +80,10 @@ class ScopedFailure {
   Call m_call;
 };
 
+// Is told of every call that an armed failure counts, with its number, in the process that makes
+// it. It may not make such calls itself. Null for none, as at first.
+void setCallListener(void (*listener)(Call call, int number));
+
 // While it lives, no call of its thread fails or is counted.
 class Unfailing {
  public:
