@@ -240,7 +240,7 @@ TEST(CaseOfBytes, IsWhatThePlatformMakesOfThemInAThreadThatIsOlderThanTheLocale)
   std::thread older([locale = isSet.get_future()] {
     locale.wait();
     for (int byte = 0; byte < 0x100; ++byte) {
-      for (const size_t length : {1, 300}) {
+      for (const size_t length : {size_t{1}, size_t{300}}) {
         const std::string text(length, static_cast<char>(byte));
         EXPECT_EQ(Tool::tostrupper(text), upperCaseOfThePlatform(text));
       }
