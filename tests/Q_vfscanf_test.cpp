@@ -148,6 +148,13 @@ TEST(Vfscanf, ReadsZeroBytesLikeAnyOther) {
   EXPECT_STREQ(run, "a");
 }
 
+TEST(Vfscanf, TheFormatEndsThoughAZeroByteFollowsInTheText) {
+  const char text[] = "ab\0cd";
+  ScanSource source = sourceOf(text, 5);
+  EXPECT_EQ(scan(&source, "ab\0cd"), 0);
+  EXPECT_EQ(source.position, text + 2);
+}
+
 TEST(Vfscanf, AZeroByteBelongsToNoNumber) {
   for (const char* format : {"%d", "%i", "%x", "%f"}) {
     for (const std::string text : {"", "-", "1", "0", "0x", "1.", "1e", "1e+", "0x1"}) {
