@@ -21,7 +21,8 @@ TEST(ScanInput, EndsALongerTextAtItsLimit) {
   for (int i = 0; i < 2000; ++i) {
     text += static_cast<char>('a' + i % 26);
   }
-  for (const size_t limit : {0, 1, 2, 255, 256, 257, 511, 512, 513, 1000, 1999, 2000, 2001, 9999}) {
+  constexpr size_t limits[] = {0, 1, 2, 255, 256, 257, 511, 512, 513, 1000, 1999, 2000, 2001, 9999};
+  for (const size_t limit : limits) {
     SCOPED_TRACE(limit);
     q_scan::Input input(text.c_str(), limit);
     EXPECT_EQ(allOf(input), text.substr(0, limit));
