@@ -97,7 +97,7 @@ class Witness {
     return result;
   }
 
-  struct Record {
+  struct alignas(2 * sizeof(int)) Record {  // or clang++ calls a library for its copies
     int pid;
     int status;
   };
