@@ -24,6 +24,7 @@ namespace kelp_cmn_4_4 {
 class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
  public:
   /**
+   * Keeps both names for the derived catalog.
    * @param language     the language served, an ICU locale name such as "ja"
    * @param catalogName  the message file's base name
    * @throw std::bad_alloc  also for a name that its maker had no memory for (`c_str()` is null)

@@ -13,9 +13,9 @@ namespace kelp_cmn_4_4 {
 /**
  * Finds the host product's "rk.conf" and reads its "VERBOSE" line.
  *
- * Static functions only. Nothing is kept between calls: every call reads the file afresh. May be
- * called from any thread. Throws std::bad_alloc where memory fails; the texts stay as they were
- * then.
+ * Static functions only. Nothing is kept between calls: every call reads the file afresh.
+ * May be called from any thread. Throws std::bad_alloc where memory fails; the texts stay as
+ * they were then.
  */
 class KELP_CMN_API CCmnQRBConfiguration {
  public:
@@ -28,8 +28,8 @@ class KELP_CMN_API CCmnQRBConfiguration {
   static int getTraceConfigFileInfo(tstr& dir, tstr& file);
 
   /**
-   * Reads the verbosity from the first line of a file that holds "VERBOSE" anywhere, commented out
-   * or not.
+   * Reads the verbosity from the first line of a file that holds "VERBOSE" anywhere, commented
+   * out or not.
    *
    * The number is the decimal one after the first "=" of that line, counted from the line's start;
    * what follows it is ignored. White space and a sign may stand before it. Of a number beyond
@@ -39,9 +39,9 @@ class KELP_CMN_API CCmnQRBConfiguration {
    * @param dir    the file's directory, with its closing "/"; not changed
    * @param file   the file's name; not changed
    * @param level  receives the number; untouched unless 0 is returned
-   * @return 0 when the level was set; 1 when no line holds "VERBOSE", or the first that does has no
-   * "=" or no number after it; 26 when the file cannot be opened for reading,
-   * also for lack of memory
+   * @return 0 when the level was set; 1 when no line holds "VERBOSE", or the first that does has
+   *         no "=" or no number after it; 26 when the file cannot be opened for reading, also for
+   *         lack of memory
    */
   static int getTraceLevel(tstr& dir, tstr& file, int& level);
 };

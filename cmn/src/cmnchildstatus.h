@@ -25,8 +25,8 @@ class ChildStatusRecorder {
 
   ChildStatusRecorder();
 
-  // The handler's side. Everything that a handler does with children happens while a Visit is
-  // alive.
+  // The handler's side. Everything that a handler does with children happens while a
+  // Visit is alive.
   class Visit {
    public:
     explicit Visit(ChildStatusRecorder& recorder);
@@ -46,16 +46,16 @@ class ChildStatusRecorder {
   // The main line's side: takes a child's record out, if there is one.
   bool extract(Map& statuses, int pid, int& status);
 
-  // The main line's side: moves the queue's records into the map and allocates new nodes for used
-  // ones.
+  // The main line's side: moves the queue's records into the map and allocates new nodes
+  // for used ones.
   void drainAndTopUp(Map& statuses);
 
   // Ends all recording, for good; the map may be destroyed afterwards. Nobody waits any more.
   void close();
 
   // Around every fork of the process, so that the child gets a map that nobody was changing. Where
-  // the map cannot be had in time, or is held by this very thread, the child's recorder is
-  // closed: waitpid alone tells it then how its own children ended.
+  // the map cannot be had in time, or is held by this very thread, the child's recorder is closed:
+  // waitpid alone tells it then how its own children ended.
   void beforeFork();
   void afterFork(Map& statuses);
   void afterForkInChild(Map& statuses);

@@ -399,8 +399,8 @@ void CCmnExecPipePosix::GetChildStatus(int /*signalNumber*/, siginfo_t* info, vo
   const int kept = errno;
   if (const ChildStatusRecorder::Visit visit(recorder); visit) {
     int status = 0;
-    // What the signal tells is recorded, not what waitpid found; this is meant, they may be two
-    // children.
+    // What the signal tells is recorded, not what waitpid found; this is meant, they may be
+    // two children.
     if (waitpid(-1, &status, WNOHANG) >= 0 && info != nullptr) {
       recorder.record(m_childStatusMap, info->si_pid, info->si_status);
     }

@@ -50,8 +50,8 @@ int CCmnIcuMessageCatalog::init() try {
   }
   // The bundle of an earlier call is not freed, and a failing one is kept: both are meant.
   m_bundle = bundle;
-  // A parent's bundle (U_USING_FALLBACK_WARNING) is a failure on purpose; the default locale's is
-  // not.
+  // A parent's bundle (U_USING_FALLBACK_WARNING) is a failure on purpose; the default
+  // locale's is not.
   return status == U_ZERO_ERROR || status == U_USING_DEFAULT_WARNING ? 0 : initFailed;
 } catch (const std::bad_alloc&) {
   return initFailed;

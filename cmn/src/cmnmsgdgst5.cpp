@@ -56,8 +56,8 @@ struct Round4 {
 template <class Round>
 inline void takeStep(Word& w, Word b, Word c, Word d, Word x, Word s, Word t) {
   const Word v = Round::mixed(b, c, d) + (w + x + t);
-  // Not a rotation: what leaves the 64 bits at the top is lost, and what is above the 32 bits
-  // stays.
+  // Not a rotation: what leaves the 64 bits at the top is lost, and what is above the 32
+  // bits stays.
   w = (v >> (32 - s) | v << s) + b;
 }
 

@@ -7,8 +7,8 @@
 
 namespace kelp_cmn_4_4 {
 
-// Any number of producers, in handlers and threads, none of which ever waits; one consumer at a
-// time.
+// Any number of producers, in handlers and threads, none of which ever waits; one consumer
+// at a time.
 class StatusRing {
  public:
   struct Record {
@@ -52,8 +52,8 @@ class StatusRing {
     return m_tail.load(std::memory_order_acquire) - m_head.load(std::memory_order_relaxed);
   }
 
-  // The oldest record, or null when there is none or its producer has not finished.
-  // Acquires the record from push().
+  // The oldest record, or null when there is none or its producer has not finished. Acquires the
+  // record from push().
   const Record* front() const {
     const Slot& slot = slotAt(m_head.load(std::memory_order_relaxed));
     return slot.filled.load(std::memory_order_acquire) ? &slot.record : nullptr;

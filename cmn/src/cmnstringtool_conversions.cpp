@@ -119,8 +119,8 @@ std::wstring CCmnStringTool::str2wstr(const std::string& text) {
     return std::wstring();
   }
   const MallocBuffer<wchar_t> buffer = mallocBuffer<wchar_t>(count + 1);
-  // In some encodings a text that ends inside a character is counted without an error, and then not
-  // terminated.
+  // In some encodings a text that ends inside a character is counted without an error, and then
+  // not terminated.
   buffer[count] = L'#';
   if (std::mbstowcs(buffer.get(), text.c_str(), count + 1) != count || buffer[count] != L'\0') {
     return std::wstring();

@@ -29,8 +29,8 @@ struct Armed {
   pid_t owner;
 };
 
-// Shared with forked children, so that what they count is seen here. Null before the first failure
-// is armed.
+// Shared with forked children, so that what they count is seen here. Null before the first
+// failure is armed.
 Armed* armedCalls = nullptr;
 
 Replacements current;

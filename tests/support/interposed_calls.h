@@ -62,8 +62,8 @@ constexpr size_t callCount = static_cast<size_t>(Call::gethostname) + 1;
 // Which processes a failure concerns: the one that armed it, its children, or both.
 enum class Where { here, child, anywhere };
 
-// Makes the n-th call from now on fail, or all from the n-th on. One failure for each kind of call
-// at a time.
+// Makes the n-th call from now on fail, or all from the n-th on. One failure for each kind of
+// call at a time.
 class ScopedFailure {
  public:
   ScopedFailure(Call call, int error, int nth = 1, Times times = Times::once,
