@@ -11,7 +11,7 @@ page=$scratch/docs/guide/page.md
 status=0
 
 # write LINE … : a page with a block of these lines
-write() { { echo 'Text.'; echo '<!-- ../examples/a.out -->'; echo '```text'; printf '%s\n' "$@"; echo '```'; } >"$page"; }
+write() { printf '%s\n' 'Text.' '<!-- ../examples/a.out -->' '```text' "$@" '```' >"$page"; }
 # expect STATUS OPTION [LINE …]: of the messages, the last line left out
 expect() {
   local output expected

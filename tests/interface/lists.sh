@@ -2,7 +2,8 @@
 # lists.sh ROOT
 #
 # What is kept in several places stands in all of them: public headers, internal pieces, test programs, examples, the
-# languages of message_relay, pages of the guide, keys of the configuration file, benchmarks and fuzzers. CONTRIBUTING.md tells how each is added.
+# languages of message_relay, pages of the guide, keys of the configuration file, benchmarks and fuzzers.
+# CONTRIBUTING.md tells how each is added.
 set -euo pipefail
 cd "$1"
 
@@ -36,6 +37,7 @@ for piece in qtools/qstring/Q_*.{cpp,h}; do
 done
 for source in cmn/src/*.cpp qtools/qstring/Q_*.cpp; do
   expect CMakeLists.txt "$source"
+  expect tests/mutants/programs.txt "$source: "
 done
 
 for program in tests/*_test.cpp; do

@@ -30,7 +30,8 @@ change="nothing"
 "$lists" . && "$codes" . || { echo "the tree itself lacks something" >&2; exit 1; }
 
 adding cmn/include/cmnnew.h cmn/include/cmnerror.h "README.md lacks: \`cmnnew\`"
-adding cmn/src/cmnnew.cpp cmn/src/cmnerror.cpp "README.md lacks: \`cmnnew\`" "CMakeLists.txt lacks: cmn/src/cmnnew.cpp"
+adding cmn/src/cmnnew.cpp cmn/src/cmnerror.cpp "README.md lacks: \`cmnnew\`" \
+  "CMakeLists.txt lacks: cmn/src/cmnnew.cpp" "tests/mutants/programs.txt lacks: cmn/src/cmnnew.cpp: "
 adding tests/cmnnew_test.cpp tests/cmnerror_test.cpp "tests/CMakeLists.txt lacks: cmnnew_test"
 adding examples/new_example.cpp examples/digest.cpp \
   "examples/CMakeLists.txt lacks: kelp_add_example(new_example)" \
