@@ -27,8 +27,12 @@ int main() {
   const ECmnExecPipe failure = pipe.getLastError();
   std::printf("last error: %d, %s\n", failure.m_code, failure.m_command.c_str());
 
-  // The status itself comes as the last line of the output.
-  run(pipe, "/bin/sh -c 'echo some output; exit_status=3; echo \"status $exit_status\"'", lines);
-  std::printf("its last line: %s", lines.back().c_str());
+  // The status itself comes as the last line of the output, which a lost one does not change.
+  for (const char* path : {"/", "/no/such"}) {
+    const std::string command = std::string("/bin/ls -d ") + path;
+    run(pipe, "/bin/sh -c '" + command + "; echo status $?'", lines);
+    const bool hasSucceeded = !lines.empty() && lines.back() == "status 0\n";
+    std::printf("%s: %s\n", command.c_str(), hasSucceeded ? "succeeded" : "failed");
+  }
   return 0;
 }

@@ -19,7 +19,10 @@ int main() {
     const std::string command = "/usr/bin/printf '<%s>\\n' " + inSingleQuotes(word);
     std::vector<std::string> lines;
     pipe.Exec(command, lines, "", 10, "", "", "");
-    std::printf("%s\n%s", command.c_str(), lines[0].c_str());
+    std::printf("%s\n", command.c_str());
+    for (const std::string& line : lines) {
+      std::printf("%s", line.c_str());
+    }
   }
   return 0;
 }
