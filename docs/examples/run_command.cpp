@@ -22,7 +22,7 @@ static void run(const std::string& command, const std::string& input) {
 int main() {
   run("/usr/bin/printf '%s\\n' 'two words' $HOME *", "");
   run("/usr/bin/wc -l", "/etc/hosts");
-  // What needs a shell is given to one. Both outputs come in the order in which they were written.
+  // What needs a shell is given to one. Standard error comes in its place among the output.
   run("/bin/sh -c 'cd / && echo \"now in $PWD\" && echo \"no error\" >&2'", "");
   return 0;
 }
