@@ -1,4 +1,5 @@
 // A command that ended well, and result code 8: what its last line tells is not lost.
+#include <Q_strings.h>
 #include <cmnexecpipe.h>
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -6,7 +7,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 using namespace kelp_cmn_4_4;
@@ -52,7 +52,7 @@ int main() {
   char last[80] = "";
   unsigned char timedOut = 0;
   while (pipe.ReadLine(line, sizeof line, &timedOut, 10)) {
-    std::strcpy(last, line);
+    Q_strlcpy(last, line, sizeof last);
   }
   std::printf("result %d, last line: %s", pipe.Close(10), last);
   waitpid(child, nullptr, 0);  // a zombie until now
