@@ -2,7 +2,7 @@
 # message_files.sh BUILD SOURCE
 #
 # A foreign project compiles message files with what is installed, from lists of every kind, and reads what it made: as
-# a directory and as a package. Without ICU's tools it is told what is missing. The guide's commands make the same.
+# a directory and as a package. Without ICU's tools it is told what is missing.
 set -euo pipefail
 build=$1 source=$2
 scratch=$(mktemp -d)
@@ -46,11 +46,3 @@ form=packages
 rm -r "its build"/resources/lib*
 mv packages/*.dat "its build/resources/"
 everything
-
-# The commands stand in the guide as a block that begins with "mkdir".
-cp -r "$source/docs/examples/messages" by_hand
-sed -n '/^mkdir .*libdiskwatch/,/^```/{/^```/d;p}' "$source/docs/guide/messages.md" >by_hand/commands
-[ -s by_hand/commands ] || fail "the guide has no commands"
-(cd by_hand && bash -e commands >/dev/null)
-diff -r by_hand/libdiskwatch "$build/tests/guide/resources/libdiskwatch" ||
-  fail "the guide's commands make something else"
