@@ -623,7 +623,7 @@ TEST_F(TraceLog, EveryCallRefreshesTheLevelEvenOneThatPrintsNothing) {
   configure(sectionOf(defaultKeys(3, 0)));
   initialize();
   ASSERT_EQ(m_log.getTraceLevel(), 1);
-  m_log.trace(1, "");
+  m_log.trace(1, nullptr);
   EXPECT_EQ(m_log.getTraceLevel(), 3);
 }
 
@@ -941,9 +941,9 @@ TEST_F(TraceLog, LinesAreAppended) {
 TEST_F(TraceLog, NullAndEmptyFormatsPrintNothing) {
   initialize(1, true);
   EXPECT_EQ(captured([this] {
-              const char* const empty = "";
+              const std::string empty;
               m_log.trace(1, nullptr);
-              m_log.trace(1, empty);
+              m_log.trace(1, empty.c_str(), "not looked at");
             }),
             "");
   EXPECT_EQ(traced(), "");

@@ -80,10 +80,10 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * memory for, is lost without a report, and a message that cannot be formatted is empty. Nothing
    * is written or echoed before an initialize() that could open the trace file. May change `errno`.
    * @param level   the message's level
-   * @param format  a printf format, for the process locale; null and empty print nothing; its
-   * arguments follow
+   * @param format  a printf format, for the process locale; null and empty print nothing, though
+   * compilers warn of an empty literal; its arguments follow
    */
-  void trace(int level, const char* format, ...);
+  void trace(int level, const char* format, ...) KELP_CMN_FORMAT(3, 4);
 
   /**
    * Writes the four keys and saves the configuration file of the component that initialize() named

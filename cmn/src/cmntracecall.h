@@ -21,7 +21,11 @@ void traceTo(const TraceLogHolder& log, int level, const char* format, Args... a
     return;
   }
   try {
+// Compilers cannot see that every format is a literal of this library.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"
     log->trace(level, format, args...);
+#pragma GCC diagnostic pop
   } catch (const std::bad_alloc&) {
     // The line is lost: what it tells of has to be dealt with all the same.
   }
