@@ -9,11 +9,8 @@
 
 namespace {
 
-using kelp_cmn_4_4::CCmnContextSingletonAllocator;
 using kelp_cmn_4_4::CCmnExecPipePosix;
-using kelp_cmn_4_4::CCmnSmartPtr;
-using kelp_cmn_4_4::CCmnTraceLog;
-using TraceLog = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
+using kelp_cmn_4_4::CCmnTraceLogPtr;
 
 constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
 
@@ -122,7 +119,7 @@ int main(int argc, char** argv) {
 
   // One log for the process; empty directory and file mean the configured or default ones. The
   // level counts only until the component's configuration file holds one.
-  const TraceLog log = TraceLog::create();
+  const CCmnTraceLogPtr log = CCmnTraceLogPtr::create();
   log->initialize(options.component.c_str(), "", "", options.level, options.echo);
 
   // Its destructor gives a command that timed out 10 seconds more, then ends it by force.

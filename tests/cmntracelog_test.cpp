@@ -110,10 +110,9 @@ extern "C" FILE* fopen(const char* path, const char* mode) {
 
 namespace {
 
-using kelp_cmn_4_4::CCmnContextSingletonAllocator;
 using kelp_cmn_4_4::CCmnError;
-using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::CCmnTraceLog;
+using kelp_cmn_4_4::CCmnTraceLogPtr;
 using kelp_cmn_4_4::tstr;
 using kelp_test::HeapCall;
 using kelp_test::HeapRequest;
@@ -125,7 +124,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-using Holder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
 using Keys = std::map<std::string, std::string>;
 
 constexpr char defaultTracePath[] = "/usr/tulsk/krellvane/logs/zorvt//vault.log";
@@ -247,13 +245,13 @@ TEST_F(TraceLog, StartsUninitializedAndTouchesNoFile) {
 }
 
 TEST_F(TraceLog, IsSharedByHoldersAndGoesWithTheLast) {
-  Holder first = Holder::create();
+  CCmnTraceLogPtr first = CCmnTraceLogPtr::create();
   ASSERT_TRUE(first);
   EXPECT_EQ(first->getCount(), 1);
-  const Holder second = Holder::create();
+  const CCmnTraceLogPtr second = CCmnTraceLogPtr::create();
   EXPECT_EQ(first, second) << "one log per process";
   EXPECT_EQ(first->getCount(), 2);
-  first = Holder();
+  first = CCmnTraceLogPtr();
   EXPECT_EQ(second->getCount(), 1);
 }
 

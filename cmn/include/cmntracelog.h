@@ -137,6 +137,9 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
   bool m_toStdout;
 };
 
+/** A holder of a trace log, as CCmnTraceable takes it; its create() gives the process's one. */
+using CCmnTraceLogPtr = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
+
 /** The process's one trace log is the library's: hosts and plugins share this instantiation. */
 extern template class KELP_CMN_API CCmnContextSingletonAllocator<CCmnTraceLog>;
 

@@ -13,8 +13,6 @@
 namespace kelp_cmn_4_4 {
 namespace {
 
-constexpr int initFailed = 3;
-
 // ICU makes a bogus locale, which stands for the root, of a name that it refuses and for lack of
 // memory alike. Only the first is to have a bundle.
 bool hadNoMemory(const icu::Locale& locale, const char* name) {
@@ -46,15 +44,15 @@ int CCmnIcuMessageCatalog::init() try {
   UErrorCode status = U_ZERO_ERROR;
   icu::ResourceBundle* const bundle = openBundle(m_bundlePath.c_str(), m_language.c_str(), status);
   if (bundle == nullptr) {
-    return initFailed;
+    return catalogUnusable;
   }
   // The bundle of an earlier call is not freed, and a failing one is kept: both are meant.
   m_bundle = bundle;
   // A parent's bundle (U_USING_FALLBACK_WARNING) is a failure on purpose; the default locale's is
   // not.
-  return status == U_ZERO_ERROR || status == U_USING_DEFAULT_WARNING ? 0 : initFailed;
+  return status == U_ZERO_ERROR || status == U_USING_DEFAULT_WARNING ? catalogOk : catalogUnusable;
 } catch (const std::bad_alloc&) {
-  return initFailed;
+  return catalogUnusable;
 }
 
 tstr CCmnIcuMessageCatalog::getMessage(const std::string& id, const char* defaultText) const {

@@ -12,9 +12,6 @@ template class CCmnContextSingletonAllocator<CCmnMessageCatalogManager>;
 
 namespace {
 
-using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
-using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
-
 tstr fallbackText(const std::string& id, const char* defaultText) {
   if (defaultText != nullptr) {
     return copied(defaultText);
@@ -54,8 +51,8 @@ void CCmnMessageCatalogManager::activateCatalog(std::string language) {
   if (m_factory == nullptr || m_catalogs.count(language) != 0) {
     return;
   }
-  const Catalog catalog = m_factory->createCatalog(language.c_str());
-  if (catalog->init() == 0) {
+  const CCmnMessageCatalogPtr catalog = m_factory->createCatalog(language.c_str());
+  if (catalog->init() == catalogOk) {
     m_catalogs[language] = catalog;
   }
 }
@@ -78,11 +75,11 @@ tstr CCmnMessageCatalogManager::getMessage(const std::string& id, const char* de
   if (found == m_catalogs.end()) {
     return fallbackText(id, defaultText);
   }
-  const Catalog catalog = found->second;
+  const CCmnMessageCatalogPtr catalog = found->second;
   return catalog->getMessage(id, defaultText);
 }
 
-tstr CCmnMessageCatalogManager::getLocalizedMessage(Message& message, const char* language) {
+tstr CCmnMessageCatalogManager::getLocalizedMessage(CCmnMessagePtr& message, const char* language) {
   return message->formatMessage(getMessage(message->getMessageId(), nullptr, language));
 }
 
@@ -96,7 +93,7 @@ void CCmnMessageCatalogManager::getLocalizedMessage(SCmnMessageInfo* info, const
                                                     char** result) {
   const std::string meant = languageMeant(language, m_nativeLanguage);
   const tstr text = [&] {
-    Message message = m_factory->createMessage(info);
+    CCmnMessagePtr message = m_factory->createMessage(info);
     return getLocalizedMessage(message, meant.c_str());
   }();
   *result = keep(m_localizedMessages, info->text, text);

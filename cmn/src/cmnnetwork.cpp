@@ -11,10 +11,6 @@
 namespace kelp_cmn_4_4 {
 namespace {
 
-constexpr int ok = 0;
-constexpr int failed = 3;
-constexpr int noAddress = -1;
-
 struct FreeAddrInfo {
   void operator()(addrinfo* list) const { freeaddrinfo(list); }
 };
@@ -93,10 +89,10 @@ std::vector<std::string> CCmnNetwork::addrinfoBlob(addrinfo* list) {
 int CCmnNetwork::getAddrByHost(const std::string& host, std::set<std::string>& addresses) {
   AddrInfoList list;
   if (!lookUp(host.c_str(), 0, list)) {
-    return failed;
+    return networkLookupFailed;
   }
   addresses = extractIPAddress(list.get());
-  return ok;
+  return networkOk;
 }
 
 std::set<std::string> CCmnNetwork::getAddressListForHost(const std::string& host) {
@@ -108,27 +104,27 @@ std::set<std::string> CCmnNetwork::getAddressListForHost(const std::string& host
 int CCmnNetwork::getHostbyAddr(const std::string& address, std::string& name) {
   AddrInfoList list;
   const bool isFound = lookUp(address.c_str(), AI_NUMERICHOST, list) && list != nullptr;
-  return isFound && lookUpName(*list, 0, name) ? ok : failed;
+  return isFound && lookUpName(*list, 0, name) ? networkOk : networkLookupFailed;
 }
 
 int CCmnNetwork::getFQDN(const char* host, std::string& fqdn) {
   if (host == nullptr) {
-    return failed;
+    return networkLookupFailed;
   }
   std::string address = CCmnStringTool::tostrlower(std::string(host));
   if (address.empty()) {
-    return failed;
+    return networkLookupFailed;
   }
   if (!validateIPAddress(address.c_str())) {
     const std::set<std::string> addresses = getAddressListForHost(address);
     if (addresses.empty()) {
-      return noAddress;
+      return networkNoAddress;
     }
     address = *addresses.begin();
   }
   std::string name;
   const int result = getHostbyAddr(address, name);
-  if (result == ok) {
+  if (result == networkOk) {
     fqdn = CCmnStringTool::tostrlower(name);
   }
   return result;

@@ -1,0 +1,20 @@
+/**
+ * @file cmnversion.h
+ * @brief The version whose headers a host is compiled with. Preprocessor lines only; usable from C.
+ */
+#ifndef CMNVERSION_H
+#define CMNVERSION_H
+
+#define KELP_CMN_VERSION_MAJOR 4 /**< The first number of the version. */
+#define KELP_CMN_VERSION_MINOR \
+  4 /**< The second: a host of one minor version needs just that one. */
+#define KELP_CMN_VERSION_PATCH 0 /**< The third: corrections and additions. */
+
+/** The version as one number that grows with it, for `#if`: 4.4.0 is 40400. */
+#define KELP_CMN_VERSION_NUMBER \
+  (KELP_CMN_VERSION_MAJOR * 10000 + KELP_CMN_VERSION_MINOR * 100 + KELP_CMN_VERSION_PATCH)
+
+/** The version as a text. */
+#define KELP_CMN_VERSION_STRING "4.4.0"
+
+#endif
