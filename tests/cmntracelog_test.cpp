@@ -389,6 +389,48 @@ TEST_F(TraceLog, ACompleteConfigurationIsNotWrittenAgain) {
   EXPECT_EQ(readFile(configPath), content);
 }
 
+// The lines of a file, sorted: their order is that of the heap.
+std::vector<std::string> sortedLines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
+
+TEST_F(TraceLog, AMissingKeyCostsTheFileWhatItsReaderPassesOver) {
+  Keys keys = defaultKeys(3, 0);
+  keys.erase("TRACESTDOUT");
+  configure("# a comment\n; another\n" + sectionOf(keys) +
+            "\n[Z\\Inner]\n\"K\"=\"v\"  \nOLD=\"text\nNUMBER=#12\nno value\n\"BLANKS\" = \"1\"\n"
+            "\"LAST\"=\"without a line end\"");
+  initialize();
+  EXPECT_EQ(
+      sortedLines(readFile(configPath)),
+      sortedLines(sectionOf(defaultKeys(3, 0)) + "[Z]\n[Z\\Inner]\n\"K\"=\"v\"\n\"OLD\"=\"text\"\n"
+                                                 "\"NUMBER\"=dword:0000000c\n"));
+}
+
+TEST_F(TraceLog, AFileThatCannotBeReadToItsEndIsWrittenWithoutTheRest) {
+  const std::string own = sectionOf(defaultKeys(1, 0));
+  configure("[A]\n\"K\"=\"v\"\n[B\n\"L\"=\"w\"\n[C]\n\"M\"=\"x\"\n");
+  initialize();
+  EXPECT_EQ(sortedLines(readFile(configPath)), sortedLines(own + "[A]\n\"K\"=\"v\"\n"));
+
+  configure(std::string("[A]\n\"K\"=\"v\"\n\0\n", 13));
+  CCmnTraceLog().initialize("vault", "", "", 1, false);
+  EXPECT_EQ(sortedLines(readFile(configPath)), sortedLines(own));
+}
+
+TEST_F(TraceLog, DirectoryAndFileNameLetTheFileBeWrittenInAnyCase) {
+  const kelp_test::ScratchDirectory scratch;
+  configure("# a comment\n" + sectionOf(defaultKeys(3, 0)));
+  m_log.initialize("vault", scratch.path().c_str(), "mine.log", 1, false);
+  EXPECT_EQ(readFile(configPath).find('#'), std::string::npos);
+}
+
 TEST_F(TraceLog, EveryMissingKeyIsWrittenAndSavedByItself) {
   const std::vector<std::string> names{"TRACEDIR", "TRACEFILE", "TRACELEVEL", "TRACESTDOUT"};
   const Keys present{{"TRACEDIR", quoted("/usr/tulsk/krellvane/")},

@@ -51,6 +51,11 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * tries the trace file. That the configuration file cannot be written is not reported; the
    * settings then hold for this log only.
    *
+   * The configuration file is written where it lacks a key, and always where both directory and
+   * file are given. It is then rewritten whole, with what CCmnConfiguration::exportConfig() keeps:
+   * comments and the order of sections and values are lost, and of a file that cannot be read to
+   * its end, all the rest. A file with all four keys is otherwise left alone; so ship one.
+   *
    * If the trace file cannot be opened, "[CCmnTraceLog] Error: Tracefile [%s] initialization
    * failed.[%s][%s]" goes to standard output, with path, file and directory. A new log stays
    * silent. One that was initialized before still says so, but has the new path: its lines are
