@@ -26,11 +26,17 @@ install(FILES ${PROJECT_BINARY_DIR}/kelp_cmn_4_4.pc DESTINATION ${pkgconfig_dir}
 # For trying a host out: what it does below /usr/tulsk in a view of its own.
 install(PROGRAMS tests/support/private_view DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME kelp-cmn-4-4-private-view
   COMPONENT development)
-install(FILES cmake/kelp-cmn-4-4-private-view.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT development)
+set(manual_page cmake/kelp-cmn-4-4-private-view.1)
+if(KELP_PACKAGES)
+  set(manual_page ${compressed_manual_page})
+endif()
+install(FILES ${manual_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT development)
 
 # Inside a host's project CMAKE_INSTALL_DOCDIR is the host's.
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/kelp_cmn_4_4)
-if(PROJECT_IS_TOP_LEVEL)
+if(KELP_PACKAGES)
+  set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/${development_package})
+elseif(PROJECT_IS_TOP_LEVEL)
   set(doc_dir ${CMAKE_INSTALL_DOCDIR})
 endif()
 install(FILES README.md CHANGELOG.md DESTINATION ${doc_dir} COMPONENT development)
