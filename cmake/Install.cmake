@@ -39,7 +39,7 @@ if(KELP_PACKAGES)
 elseif(PROJECT_IS_TOP_LEVEL)
   set(doc_dir ${CMAKE_INSTALL_DOCDIR})
 endif()
-install(FILES README.md CHANGELOG.md DESTINATION ${doc_dir} COMPONENT development)
+install(FILES README.md CHANGELOG.md SECURITY.md SUPPORT.md DESTINATION ${doc_dir} COMPONENT development)
 # As in the tree, so that the links between them hold.
 install(DIRECTORY docs/guide docs/examples DESTINATION ${doc_dir}/docs COMPONENT development)
 install(DIRECTORY examples DESTINATION ${doc_dir} COMPONENT development)

@@ -11,7 +11,7 @@ fail() { echo "with $compiler -std=$standard: $*" >&2; exit 1; }
 
 calls() { sed -n "s/^$1: //p" | { [ "$language" = c++ ] && cat || grep -v log; } }
 compile() { # calls, one a line, on standard input
-  { cat <<'CODE'; cat; echo '}'; } | "$compiler" "-std=$standard" -x "$language" -fsyntax-only "$@" "${directories[@]}" -
+  { cat <<'CODE'; cat; echo '}'; } |
 #include <Q_strings.h>
 #ifdef __cplusplus
 #include <cmntracelog.h>
@@ -23,6 +23,7 @@ void check(char* buffer, size_t size, va_list args) {
 #endif
 #line 1
 CODE
+    "$compiler" "-std=$standard" -x "$language" -fsyntax-only "$@" "${directories[@]}" -
 }
 
 all=$(cat <<'CALLS'
