@@ -19,12 +19,10 @@ namespace {
 
 using kelp_cmn_4_4::CCmnIcuMessage;
 using kelp_cmn_4_4::CCmnIcuMessageCatalog;
-using kelp_cmn_4_4::CCmnMessage;
-using kelp_cmn_4_4::CCmnMessageCatalog;
 using kelp_cmn_4_4::CCmnMessageCatalogFactory;
 using kelp_cmn_4_4::CCmnMessageCatalogManager;
-using kelp_cmn_4_4::CCmnNullAllocator;
-using kelp_cmn_4_4::CCmnSmartPtr;
+using kelp_cmn_4_4::CCmnMessageCatalogPtr;
+using kelp_cmn_4_4::CCmnMessagePtr;
 using kelp_cmn_4_4::SCmnMessageInfo;
 
 constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>

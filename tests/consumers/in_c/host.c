@@ -2,7 +2,6 @@
 #include <Q_sscanf.h>
 #include <Q_strings.h>
 #include <cmnversion.h>
-
 #include <stdio.h>
 
 int main(void) {
