@@ -11,6 +11,7 @@ namespace {
 
 using kelp_cmn_4_4::CCmnExecPipePosix;
 using kelp_cmn_4_4::CCmnTraceLogPtr;
+using kelp_cmn_4_4::execPipeReadTimedOut;
 
 constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
 
@@ -23,14 +24,16 @@ struct Options {
   std::string commandLine;
 };
 
-void printUsage() {
-  std::fputs(
-      "usage: traced_command [--component NAME] [--stdin FILE] [--timeout SECONDS] [--level N] "
-      "[--echo] COMMAND_LINE\n",
-      stderr);
+// The usage, and last what is wrong.
+int refuse(const std::string& reason) {
+  std::fprintf(stderr,
+               "usage: traced_command [--component NAME] [--stdin FILE] [--timeout SECONDS] "
+               "[--level N] [--echo] COMMAND_LINE\ntraced_command: %s\n",
+               reason.c_str());
+  return wrongUsage;
 }
 
-// A number from nought on, the whole text.
+// A number from 0 on, the whole text.
 bool parseNumber(const std::string& text, unsigned long& number) {
   if (text.empty() || text.size() > 9 ||
       text.find_first_not_of("0123456789") != std::string::npos) {
@@ -60,22 +63,30 @@ bool setOption(const std::string& name, const std::string& value, Options& optio
   return false;
 }
 
-bool parseArguments(const std::vector<std::string>& arguments, Options& options) {
+// What is wrong with them; empty when they can be used.
+std::string parseArguments(const std::vector<std::string>& arguments, Options& options) {
   size_t i = 0;
   for (; i < arguments.size() && arguments[i].rfind('-', 0) == 0; ++i) {
     if (arguments[i] == "--echo") {
       options.echo = true;
     } else if (i + 1 == arguments.size() || !setOption(arguments[i], arguments[i + 1], options)) {
-      return false;
+      return "what does " + arguments[i] + " mean here?";
     } else {
       ++i;
     }
   }
-  if (i + 1 != arguments.size()) {
-    return false;
+  if (i == arguments.size()) {
+    return "there is no command line";
   }
   options.commandLine = arguments[i];
-  return true;
+  if (i + 1 == arguments.size()) {
+    return "";
+  }
+  std::string whole = options.commandLine;
+  while (++i < arguments.size()) {
+    whole += ' ' + arguments[i];
+  }
+  return "a command line is one argument, in quotes: \"" + whole + '"';
 }
 
 const char* meaningOf(int code) {
@@ -112,9 +123,10 @@ const char* meaningOf(int code) {
 
 int main(int argc, char** argv) {
   Options options;
-  if (!parseArguments(std::vector<std::string>(argv + 1, argv + argc), options)) {
-    printUsage();
-    return wrongUsage;
+  const std::string wrong =
+      parseArguments(std::vector<std::string>(argv + 1, argv + argc), options);
+  if (!wrong.empty()) {
+    return refuse(wrong);
   }
 
   // One log for the process; empty directory and file mean the configured or default ones. The
@@ -122,7 +134,8 @@ int main(int argc, char** argv) {
   const CCmnTraceLogPtr log = CCmnTraceLogPtr::create();
   log->initialize(options.component.c_str(), "", "", options.level, options.echo);
 
-  // Its destructor gives a command that timed out 10 seconds more, then ends it by force.
+  // Its destructor gives a command that timed out 10 seconds more, then asks it to end, and 10
+  // seconds later ends it by force.
   CCmnExecPipePosix command;
   command.registerTraceLog(log);
   std::vector<std::string> output;
@@ -134,8 +147,10 @@ int main(int argc, char** argv) {
   }
   std::fflush(stdout);
   std::fprintf(stderr, "result: %d (%s)\n", result, meaningOf(result));
-  std::fprintf(stderr, "last error: %s\n", command.getLastError().m_command.c_str());
   std::fprintf(stderr, "trace file: %s%s\n", log->getTracePath().c_str(),
                log->isInitialized() ? "" : " (could not be opened)");
+  if (result == execPipeReadTimedOut) {
+    std::fputs("The command still runs: waiting for its end, 30 seconds at most.\n", stderr);
+  }
   return result;
 }

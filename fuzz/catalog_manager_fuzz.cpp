@@ -1,6 +1,6 @@
-// The catalog manager through a script of calls, with a factory whose catalogs fail now and then:
-// its answers, what it asks of the factory, and how long texts and catalogs live are those of plain
-// maps.
+// The catalog manager through a script of calls, with a factory whose catalogs fail now and
+// then: its answers, what it asks of the factory, and how long texts and catalogs live are those
+// of plain maps.
 #include "cmnmsgcatalogmgr.h"
 #include "expect.h"
 #include "input.h"

@@ -171,8 +171,8 @@ bool readValueLine(const std::string& line, Section* section) {
   return true;
 }
 
-// A value as older files have it: its name is not quoted, its text has no end, and its number is
-// decimal.
+// A value as older files have it: its name is not quoted, its text has no end, and its number
+// is decimal.
 bool readOldValueLine(const std::string& line, Section* section) {
   const size_t end = std::min(line.find('\r'), line.size() - 1);
   const size_t equals = line.find('=');

@@ -1,5 +1,5 @@
-// What a fuzzer demands. A demand that is not met ends the process, which is how a fuzzer learns of
-// it.
+// What a fuzzer demands. A demand that is not met ends the process, which is how a fuzzer
+// learns of it.
 #pragma once
 
 #include <cstdio>

@@ -1,5 +1,5 @@
-// Host naming over an invented resolver: whatever names and addresses there are, and whichever
-// call fails, look-ups and comparisons are those of a plain form.
+// Host naming over an invented resolver: whatever names and addresses there are, and whichever call
+// fails, look-ups and comparisons are those of a plain form.
 #include "cmnnetwork.h"
 #include "expect.h"
 #include "input.h"

@@ -2,8 +2,8 @@
 // gives. Left out are, each for its reason:
 // - input that ends after suppressed conversions only: the platform gives -1, this scanner 0;
 // - "%c" with a width that assigns: one character only here;
-// - L, before integers an extension of the platform, before floating numbers converted by strtold
-//   there;
+// - L, before integers an extension of the platform, before floating numbers converted by
+//   strtold there;
 // - "0x" and "1e" without their digits, and widths that can cut them: the platform has changed its
 //   mind about these;
 // - hexadecimal floating numbers, infinities, NaN, "(nil)": not read here;

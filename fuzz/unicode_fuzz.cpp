@@ -84,8 +84,8 @@ void checkDuplicates(const std::string& text, const std::wstring& wide) {
 // Of the parts between zero bytes.
 void checkList(const std::string& text) {
   std::vector<tstr> list;
-  for (size_t at = 0; at <= text.size(); at += std::strlen(&text[at]) + 1) {
-    list.emplace_back(&text[at]);
+  for (size_t at = 0; at <= text.size(); at += list.back().length() + 1) {
+    list.emplace_back(text.c_str() + at);
   }
   char** copies = Tool::tstrduplist(list);
   for (size_t i = 0; i < list.size(); ++i) {

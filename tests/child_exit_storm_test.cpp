@@ -60,6 +60,9 @@ class Witness {
   Witness() : m_scope(replacements()) {
     count = 0;
     allocations = 0;
+    for (auto& record : seen) {
+      record = Record{0, 0};
+    }
     struct sigaction action {};
     sigaction(SIGCHLD, nullptr, &action);
     EXPECT_EQ(action.sa_sigaction, &CCmnExecPipePosix::GetChildStatus);
@@ -70,10 +73,15 @@ class Witness {
   Witness(const Witness&) = delete;
   Witness& operator=(const Witness&) = delete;
 
+  // A handler in another thread may just be writing its record down.
   static std::map<int, int> recorded() {
     std::map<int, int> result;
     for (size_t i = 0; i < count; ++i) {
-      result[seen.at(i).first] = seen.at(i).second;
+      Record record = seen.at(i);
+      for (; record.pid == 0; record = seen.at(i)) {
+        std::this_thread::yield();
+      }
+      result[record.pid] = record.status;
     }
     return result;
   }
@@ -89,6 +97,12 @@ class Witness {
     return result;
   }
 
+  struct Record {
+    int pid;
+    int status;
+  };
+  static_assert(std::atomic<Record>::is_always_lock_free);
+
   static void handler(int number, siginfo_t* info, void* context) {
     const pid_t kept = lastReaped;
     HeapWatch watch;
@@ -98,7 +112,7 @@ class Witness {
     if (lastReaped >= 0) {
       const size_t place = count++;
       if (place < seen.size()) {
-        seen[place] = {info->si_pid, info->si_status};
+        seen[place] = Record{info->si_pid, info->si_status};
       }
     }
     lastReaped = kept;
@@ -106,7 +120,7 @@ class Witness {
 
   static inline std::atomic<size_t> count{0};
   static inline std::atomic<int> allocations{0};
-  static inline std::array<std::pair<int, int>, mostChildren> seen{};
+  static inline std::array<std::atomic<Record>, mostChildren> seen{};
 
   const ScopedReplacements m_scope;
 };

@@ -1338,7 +1338,7 @@ class DamagedText : public testing::TestWithParam<unsigned> {
 
 TEST_P(DamagedText, IsReadLikeByThePlainForm) {
   Dice dice(GetParam());
-  for (int round = 0; round < 65536; ++round) {
+  for (int round = 0; round < 8192; ++round) {
     std::string content = goodText(dice);
     for (size_t times = dice.below(6); times > 0; --times) {
       damage(dice, content);
@@ -1350,8 +1350,8 @@ TEST_P(DamagedText, IsReadLikeByThePlainForm) {
     }
   }
   // Otherwise the damage is too little or too much to say anything.
-  EXPECT_GT(m_thrown, 4000U);
-  EXPECT_GT(m_withArguments, 20000U);
+  EXPECT_GT(m_thrown, 500U);
+  EXPECT_GT(m_withArguments, 2500U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, DamagedText, testing::Range(1U, 17U));

@@ -23,6 +23,7 @@
 #include "next_symbol.h"
 #include "plain_digest.h"
 #include "resource_bundles.h"
+#include "scan.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,13 +32,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <clocale>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -75,6 +79,7 @@ using kelp_test::hostile;
 using kelp_test::InstallRoot;
 using kelp_test::Lines;
 using kelp_test::ProbedPipe;
+using kelp_test::scan;
 using testing::AnyOf;
 
 constexpr size_t threadCount = 4;
@@ -166,6 +171,11 @@ TEST_F(ThreadsWithLocales, ConvertText) {
     icu::UnicodeString units = CCmnStringTool::str2ustr(utf8);
     wrong += units != icu::UnicodeString(static_cast<char16_t>(0xfc)) ? 1 : 0;
     wrong += CCmnStringTool::ustr2str(units) != utf8 ? 1 : 0;
+    const tstr text = CCmnStringTool::wstr2tstr(L"A\u00fc");
+    wrong += text != umlauts.c_str() || CCmnStringTool::tstr2wstr(text) != L"A\u00fc" ? 1 : 0;
+    unsigned long number = 0;
+    wrong +=
+        CCmnStringTool::str2uint64("18446744073709551615", number) != 0 || ~number != 0 ? 1 : 0;
     return wrong;
   });
 }
@@ -188,8 +198,8 @@ TEST_F(ThreadsWithLocales, CutReplaceAndEncodeText) {
 TEST_F(ThreadsWithLocales, FormatAndScanNumbers) {
   inThreadsOfTheirOwn([](const Convention& convention) {
     char text[32];
-    Q_snprintf(text, sizeof text, "%.1f", 1.5);
-    int wrong = std::strcmp(text, convention.half) != 0 ? 1 : 0;
+    Q_snprintf(text, sizeof text, "%.1f%ls", 1.5, L"\u00fc");
+    int wrong = text != std::string(convention.half) + convention.umlaut ? 1 : 0;
     double number = 0;
     int count = 0;
     char word[8] = "";
@@ -201,6 +211,23 @@ TEST_F(ThreadsWithLocales, FormatAndScanNumbers) {
     Q_strlcpy(text, "one", sizeof text);
     Q_strlcat(text, " two", sizeof text);
     wrong += std::strcmp(text, "one two") != 0 ? 1 : 0;
+    return wrong;
+  });
+}
+
+TEST_F(ThreadsWithLocales, ScanStreamsOfTheirOwn) {
+  inThreadsOfTheirOwn([](const Convention& convention) {
+    const std::string text = std::string(" 2.5\v\t") + convention.umlaut + " 7x";
+    const std::unique_ptr<FILE, int (*)(FILE*)> stream(
+        fmemopen(const_cast<char*>(text.data()), text.size(), "r"), fclose);
+    ScanSource source{nullptr, 0, 0, nullptr, 0, nullptr, stream.get()};
+    double number = 0;
+    char word[8] = "";
+    int count = 0;
+    int wrong = scan(&source, "%lf %s %d", &number, 8, word, 8, &count, 4) != 3 ? 1 : 0;
+    wrong += number != 2.5 || std::strcmp(word, convention.umlaut) != 0 || count != 7 ? 1 : 0;
+    updateFILE(&source);
+    wrong += fgetc(stream.get()) != 'x' ? 1 : 0;
     return wrong;
   });
 }
@@ -236,7 +263,8 @@ TEST(Threads, PassMessagesOn) {
       CCmnIcuMessage received;
       received.deserialize(sent.serialize());
       wrong += received.getMessageId() != "MSG_" + std::to_string(i) ? 1 : 0;
-      wrong += received.formatMessage("{1}: {0}") != (std::to_string(round) + ": text").c_str();
+      wrong +=
+          received.formatMessage("{1}: {0}") != (std::to_string(round) + ": text").c_str() ? 1 : 0;
     }
     return wrong;
   });
@@ -283,7 +311,8 @@ TEST_F(ThreadsInTheInstallRoot, ReadAndWriteSettings) {
       tstr file;
       int verbosity = 0;
       CCmnQRBConfiguration::getTraceConfigFileInfo(dir, file);
-      wrong += CCmnQRBConfiguration::getTraceLevel(dir, file, verbosity) != 0 || verbosity != 3;
+      wrong +=
+          CCmnQRBConfiguration::getTraceLevel(dir, file, verbosity) != 0 || verbosity != 3 ? 1 : 0;
       CCmnPathTool::getMessageFileInfo(component, dir, file);
       wrong += CCmnPathTool::verify(dir.c_str()) != 0 ? 1 : 0;
       CCmnPathTool::getConfigFileInfo(component, dir, file);
@@ -316,6 +345,32 @@ TEST_F(ThreadsInTheInstallRoot, TraceIntoLogsOfTheirOwn) {
     }
     return place == std::string::npos ? 1 : 0;
   });
+}
+
+// ---- objects that several threads use one after the other, under the host's lock
+
+TEST_F(ThreadsInTheInstallRoot, ShareAMessageAndALogUnderALock) {
+  using Log = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
+  using Message = CCmnSmartPtr<CCmnIcuMessage, CCmnNullAllocator<CCmnIcuMessage>>;
+  const Log log(new CCmnTraceLog);
+  log->initialize("shared", "", "", 1, false);
+  const Message message(new CCmnIcuMessage("MSG_SHARED", 1));
+  constexpr int rounds = 20;
+  std::mutex lock;
+  inThreads([&](size_t) {
+    for (int round = 0; round < rounds; ++round) {
+      const std::lock_guard<std::mutex> locked(lock);
+      const Log ours = log;
+      const Message same = message;
+      same->addArgument(icu::Formattable(static_cast<int32_t>(round)));
+      ours->trace(1, "traced");
+    }
+    return 0;
+  });
+  EXPECT_EQ(log->getCount(), 1);
+  EXPECT_EQ(message->getCount(), 1);
+  const std::string traced = kelp_test::readFile(std::string(log->getTracePath().c_str()));
+  EXPECT_EQ(std::count(traced.begin(), traced.end(), '\n'), rounds * static_cast<int>(threadCount));
 }
 
 TEST(Threads, ResolveNames) {
@@ -447,20 +502,55 @@ TEST_F(ThreadsWithCommands, LookRecordsUpWhileOthersAreMade) {
   EXPECT_EQ(found, 0);
 }
 
+class CountingPipe : public ProbedPipe {
+ public:
+  std::atomic<int> lines{0};
+
+  bool ReadLine(char* buffer, int size, unsigned char* expired, long timeoutSeconds) override {
+    ++lines;
+    return ProbedPipe::ReadLine(buffer, size, expired, timeoutSeconds);
+  }
+};
+
+// One after the other: while another command holds the read end, too, none of them gets SIGPIPE.
 TEST_F(ThreadsWithCommands, AreEndedByAnAbortFromAnother) {
-  inThreads([](size_t) {
-    ProbedPipe pipe;
+  for (int round = 0; round < 4; ++round) {
+    CountingPipe pipe;
     Lines output;
     int code = -1;
     std::thread running([&] { code = pipe.run(hostile("flood"), output); });
-    kelp_cmn_4_4::millisleep(20);
+    EXPECT_TRUE(eventually([&pipe] { return pipe.lines > 3; }));
     pipe.Abort();
     running.join();
-    int wrong = code != execPipeSignalled && code != execPipeWaitFailed ? 1 : 0;
+    EXPECT_EQ(code, execPipeSignalled);
+    EXPECT_GE(output.size(), 3U);
+    size_t wrong = 0;
     for (size_t i = 0; i < output.size(); ++i) {
       wrong += output[i] != std::to_string(i) + "\n" ? 1 : 0;
     }
-    return wrong;
+    EXPECT_EQ(wrong, 0U);
+  }
+}
+
+TEST_F(ThreadsWithCommands, StartReadAndCloseOneInTurn) {
+  ProbedPipe pipe;
+  char line[16] = "";
+  unsigned char timedOut = 0;
+  int code = -1;
+  std::thread([&] { pipe.ExecPipe("/bin/echo word", ""); }).join();
+  std::thread([&] { pipe.ReadLine(line, sizeof line, &timedOut, 60); }).join();
+  std::thread([&] { code = pipe.Close(60); }).join();
+  EXPECT_STREQ(line, "word\n");
+  EXPECT_EQ(code, execPipeOk);
+}
+
+TEST_F(ThreadsWithCommands, RunThemWhereSomeBlockTheSignal) {
+  inThreads([](size_t i) {
+    std::optional<kelp_test::BlockedChildSignal> blocked;
+    if (i % 2 == 0) {
+      blocked.emplace();
+    }
+    return wrongRuns(i, 10);
   });
 }
 

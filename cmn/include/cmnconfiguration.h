@@ -23,11 +23,11 @@ namespace kelp_cmn_4_4 {
  * quotes, "=", and a text in double quotes or `dword:` with eight hexadecimal digits. What ACE does
  * with such a file holds here too: the last line needs its line end; a section line without its
  * closing bracket, or a value before any section, ends the import with what came before it already
- * applied; other lines that are no values are passed over; and a line end inside a value, or
- * a double quote inside a name, breaks the file that it is exported to. In a file a slash separates
- * nested names, too, so that a section whose own name holds one comes back as two. Values in ACE's
- * older form are read as well: `NAME="TEXT`, which has no closing quote, and `NAME=#NUMBER`, which
- * is decimal.
+ * applied; other lines that are no values are passed over; and a line end inside a value, or a
+ * double quote inside a name, breaks the file that it is exported to. In a file a slash separates
+ * nested names, too, so that a section whose own name holds one comes back as two. Values in
+ * ACE's older form are read as well: `NAME="TEXT`, which has no closing quote, and `NAME=#NUMBER`,
+ * which is decimal.
  *
  * Names that differ in case alone are not told apart, as ACE compares them. A value keeps the name
  * that it was first set under; a section beside one of another case is refused as a rule (by an
@@ -45,17 +45,17 @@ namespace kelp_cmn_4_4 {
  * one-name getters and setters work. Nothing is written unless exportConfig() is called.
  *
  * A status of 0 is success; any other is negative and that of the ACE call, or of `access`, that
- * failed, passed through unchanged. Section and value names must not be null.
- * Nothing is thrown but std::bad_alloc. A store is used by one thread at a time. It cannot be
- * copied. Getters leave their out parameter as it was when they fail. Before any section was
- * opened, the one-name getters and setters fail and there is nothing to enumerate.
+ * failed, passed through unchanged. Section and value names must not be null. Nothing is thrown but
+ * std::bad_alloc. A store is used by one thread at a time. It cannot be copied. Getters leave their
+ * out parameter as it was when they fail. Before any section was opened, the one-name getters and
+ * setters fail and there is nothing to enumerate.
  *
  * Where memory fails, no text is read or kept that is cut: std::bad_alloc leaves, or the heap's
- * status says so. What ACE does by itself then cannot be helped. Opening the heap, making
- * a section, importing and exporting may end the process, an import may give 0 and have lost
- * values, a list of sections may be too short, and a section that was half made is refused ever
- * after, by openSection() as well as by every import that holds it (-3): use a new store. Nor does
- * ACE tell an error while it reads a file from the file's end.
+ * status says so. What ACE does by itself then cannot be helped. Opening the heap, making a
+ * section, importing and exporting may end the process, an import may give 0 and have lost values,
+ * a list of sections may be too short, and a section that was half made is refused ever after, by
+ * openSection() as well as by every import that holds it (-3): use a new store. Nor does ACE tell
+ * an error while it reads a file from the file's end.
  */
 class KELP_CMN_API CCmnConfiguration {
  public:
@@ -70,8 +70,8 @@ class KELP_CMN_API CCmnConfiguration {
    * @param dir     as for importConfig()
    * @param file    the file's name; null counts as empty
    * @param import  whether to load the file now, as importConfig() does, a failure showing in
-   * getLastError() only; otherwise the names are just kept, unverified, and a later exportConfig()
-   * creates the file
+   *                getLastError() only; otherwise the names are just kept, unverified, and a later
+   *                exportConfig() creates the file
    */
   CCmnConfiguration(const char* dir, const char* file, bool import);
 
@@ -81,20 +81,22 @@ class KELP_CMN_API CCmnConfiguration {
   CCmnConfiguration(const CCmnConfiguration&) = delete;
   CCmnConfiguration& operator=(const CCmnConfiguration&) = delete;
 
-  /** The heap itself, for callers that need ACE's own interface; lives as long as the store. One
-   * that could not be opened is lent as well: ACE does not check that, and crashes. */
+  /**
+   * The heap itself, for callers that need ACE's own interface; lives as long as the store. One
+   * that could not be opened is lent as well: ACE does not check that, and crashes.
+   */
   ACE_Configuration_Heap& configHeap();
 
   /**
    * Loads a file into the heap. Values add to, and replace, what the heap already holds.
    * @param dir   the file's directory; joined with the name as it is, so it should end with "/";
-   * null counts as empty, which is no directory: the current one is "./"
+   *              null counts as empty, which is no directory: the current one is "./"
    * @param file  the file's name; null counts as empty
    * @return 0; -1 when the directory or the file does not exist, or when the file holds a zero
-   * byte or cannot be searched for one, which leaves the heap as it was; else the status of ACE's
-   * import: -1 when the file cannot be opened, -3 for a bad section line, -4 for a value that
-   * cannot be set, such as one before any section. The names are kept, whatever the result, and a
-   * failure is recorded.
+   *         byte or cannot be searched for one, which leaves the heap as it was; else the status
+   *         of ACE's import: -1 when the file cannot be opened, -3 for a bad section line, -4 for a
+   *         value that cannot be set, such as one before any section. The names are kept, whatever
+   *         the result, and a failure is recorded.
    */
   int importConfig(const char* dir, const char* file);
 
@@ -118,7 +120,7 @@ class KELP_CMN_API CCmnConfiguration {
    * @param base    the section below which to look
    * @param name    a section's name, or a path of names separated by backslashes; not empty
    * @param result  receives the section's key. A failure changes it, too, mostly: it is then the
-   * key of `base`, or of the last section on the path that was there
+   *                key of `base`, or of the last section on the path that was there
    * @param create  non-zero to create what is missing, 0 not to
    * @return 0, else the heap's status; the current section then stays
    */
@@ -163,8 +165,10 @@ class KELP_CMN_API CCmnConfiguration {
   /** Reads a number of a named section. @return 0, else the heap's status */
   int getIntegerValue(const char* section, const char* name, unsigned int& value);
 
-  /** The names of a section's subsections, in the heap's order; those gathered so far when the heap
-   * fails. The key must be this store's. */
+  /**
+   * The names of a section's subsections, in the heap's order; those gathered so far when the heap
+   * fails. The key must be this store's.
+   */
   std::vector<tstr> enumerateSections(const ACE_Configuration_Section_Key& key);
 
   /** The same for the current section. */

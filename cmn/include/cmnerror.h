@@ -26,6 +26,7 @@ class KELP_CMN_API CCmnError {
   CCmnError();
 
   /**
+   * Records an error.
    * @param code        the numeric error code
    * @param message     the description for people
    * @param fileName    the source file where the error arose
@@ -52,25 +53,25 @@ class KELP_CMN_API CCmnError {
    * ones with their sign (code -7 gives "-007").
    * @param component  the component's name; its letters are those of the process locale (LC_CTYPE),
    *                   so better give it in upper case: in a Turkish locale "i" stays "i", or
-   * becomes another letter than "I", and no catalog has such an identifier
+   *                   becomes another letter than "I", and no catalog has such an identifier
    * @param base       the component's first code
    * @return for instance "MSG_ERROR_CONFIG_0007" for component "config", base 1000 and code 1007
    */
   virtual std::string getMessageId(const std::string& component, long base) const;
 
-  /** @return the message; never null; valid while the record lives and is not assigned to */
+  /** The message; never null; valid while the record lives and is not assigned to. */
   virtual const char* what() const;
 
-  /** @return the code */
+  /** The numeric error code. */
   int getCode() const { return m_code; }
 
-  /** @return the source file's name; never null; valid as what() is */
+  /** The source file's name; never null; valid as what() is. */
   const char* getFileName() const { return m_fileName.c_str(); }
 
-  /** @return the source line */
+  /** The source line. */
   int getLineNumber() const { return m_lineNumber; }
 
-  /** @return the function's name; never null; valid as what() is */
+  /** The function's name; never null; valid as what() is. */
   const char* getFunction() const { return m_function.c_str(); }
 
  private:

@@ -63,8 +63,8 @@ struct KELP_CMN_API ECmnExecPipe {
 };
 
 /**
- * Runs a command through the platform's operations, which a derived class supplies
- * (CCmnExecPipePosix).
+ * Runs a command through the platform's operations, which a derived class
+ * supplies (CCmnExecPipePosix).
  *
  * One object runs one command at a time and can be used again after Close(). It is used by one
  * thread at a time; only Abort() may be called from another thread or from a signal handler.
@@ -119,8 +119,10 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
   /** Whether Abort() was called. */
   virtual bool IsAbortRequested();
 
-  /** Non-zero when commands are to be run by ExecCommandInChildContext() instead of a process; 0
-   * here. */
+  /**
+   * Non-zero when commands are to be run by ExecCommandInChildContext() instead of a
+   * process; 0 here.
+   */
   virtual int IsChildContext();
 
   /**
@@ -151,12 +153,14 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
    * output: what was read ahead comes first.
    * @param command         the command line
    * @param output          left as it is when the command cannot be started; else cleared, then
-   * receives an element for each line, its line end included where it had one; a line of more than
-   * 8190 bytes comes in pieces of that size. A zero byte ends an element.
+   *                        receives an element for each line, its line end included where it had
+   *                        one; a line of more than 8190 bytes comes in pieces of that size. A zero
+   *                        byte ends an element.
    * @param stdinFile       the file that becomes the child's standard input; empty for "/dev/null".
-   * If it cannot be opened, the child exits with status 1.
+   *                        If it cannot be opened, the child exits with status 1.
    * @param timeoutSeconds  how many seconds to wait for more output, each time; not the command's
-   * whole time. 0 does not wait; a number beyond `long` counts as negative and has run out at once
+   *                        whole time. 0 does not wait; a number beyond `long` counts as negative
+   *                        and has run out at once
    * @param reserved        not used
    * @param hostString1     kept for the host
    * @param hostString2     kept for the host
@@ -176,8 +180,10 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
   /** Resets a fresh object; does nothing here. */
   virtual void Init();
 
-  /** A copy of the last failure's record; code 0 as long as there was none. A later success does
-   * not clear it. */
+  /**
+   * A copy of the last failure's record; code 0 as long as there was none. A later success does
+   * not clear it.
+   */
   virtual ECmnExecPipe getLastError();
 
  protected:
@@ -189,17 +195,19 @@ class KELP_CMN_API CCmnExecPipeBase : public CCmnTraceable {
   int (*m_pfnIsChildContext)();
 
   /**
-   * Set by the host: runs a command and gives its output. Null at first. Its result becomes that of
-   * Exec().
+   * Set by the host: runs a command and gives its output. Null at first. Its result becomes
+   * that of Exec().
    *
-   * Neither address is null; the output is null and the length 0 until the hook sets them.
-   * The output is a NUL-terminated text, which is changed in place; the length is that of the text,
-   * 0 for none, negative for a buffer that only has to be freed.
+   * Neither address is null; the output is null and the length 0 until the hook sets them. The
+   * output is a NUL-terminated text, which is changed in place; the length is that of the text, 0
+   * for none, negative for a buffer that only has to be freed.
    */
   int (*m_pfnExecInChild)(const char* command, char** output, int* outputLength);
 
-  /** Set by the host: releases such an output. Null at first: nothing is released. Not called for a
-   * length of 0. */
+  /**
+   * Set by the host: releases such an output. Null at first: nothing is released. Not called for
+   * a length of 0.
+   */
   void (*m_pfnFreeOutput)(char* output, int outputLength);
 
  protected:

@@ -5,8 +5,10 @@
 #ifndef CMNEXPORT_H
 #define CMNEXPORT_H
 
-/** Stands before every exported class and function. The library is built with everything else
- * hidden. */
+/**
+ * Stands before every exported class and function. The library is built with everything
+ * else hidden.
+ */
 #define KELP_CMN_API __attribute__((visibility("default")))
 
 /**

@@ -39,8 +39,8 @@ class KELP_CMN_API CCmnIcuMessageCatalog : public CCmnMessageCatalog {
   /**
    * A catalog without a bundle, until init() opens it.
    * @param language     the language served, an ICU locale name such as "ja"
-   * @param catalogName  the message file's base name, without "lib"; stands before every text
-   *                     found and every marker
+   * @param catalogName  the message file's base name, without "lib"; stands before every text found
+   *                     and every marker
    */
   CCmnIcuMessageCatalog(const std::string& language, const tstr& catalogName)
       : CCmnMessageCatalog(language, catalogName), m_bundle(nullptr) {}
@@ -52,9 +52,9 @@ class KELP_CMN_API CCmnIcuMessageCatalog : public CCmnMessageCatalog {
    * @return catalogOk if the bundle has the very language, or if ICU had to take the process's
    *         default locale or the root for it (U_USING_DEFAULT_WARNING). catalogUnusable for
    *         everything else, also for lack of memory (a later call may succeed), and if it has only
-   * a parent of the language (U_USING_FALLBACK_WARNING): that is meant. "de" is a parent of
-   * "de_AT"; of a language in another script than its usual one, such as "zh_Hant", "zh_TW" or
-   * "sr_Latn", the root is, which otherwise counts as usable.
+   *         a parent of the language (U_USING_FALLBACK_WARNING): that is meant. "de" is a parent of
+   *         "de_AT"; of a language in another script than its usual one, such as "zh_Hant", "zh_TW"
+   *         or "sr_Latn", the root is, which otherwise counts as usable.
    */
   int init() override;
 

@@ -79,18 +79,19 @@ class KELP_CMN_API CCmnIcuMessage : public CCmnMessage {
   void setArguments(const icu::Formattable* arguments, int count);
 
   /**
-   * Adds an argument behind the others. Each call copies the whole list; setArguments() copies it
-   * once.
+   * Adds an argument behind the others. Each call copies the whole list; setArguments()
+   * copies it once.
    * @param argument  the value, which is copied; may be one of the message's own. Only a `double`
    *                  (to six digits), an `int` and an `icu::UnicodeString` come back from a
    *                  serialized text as they were.
    */
   void addArgument(const icu::Formattable& argument);
 
-  /** @return the number of arguments */
+  /** The number of arguments. */
   int getArgumentCount() const;
 
   /**
+   * One of the arguments, in the order in which they were added.
    * @param index  from 0 to getArgumentCount() - 1
    * @return the argument; it is the message's, and valid until the arguments change
    */

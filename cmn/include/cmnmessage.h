@@ -36,6 +36,7 @@ struct SCmnMessageInfo {
 class KELP_CMN_API CCmnMessage : public CCmnRefCount {
  public:
   /**
+   * Sets what a message carries besides its arguments.
    * @param messageId   the catalog key
    * @param severity    carried along, never interpreted by the library
    * @param fileName    the source file that raises the message
@@ -63,16 +64,16 @@ class KELP_CMN_API CCmnMessage : public CCmnRefCount {
    */
   virtual void deserialize(const SCmnMessageInfo* info) = 0;
 
-  /** @return the severity */
+  /** The severity. */
   virtual int getSeverity();
 
-  /** @return the source line */
+  /** The source line. */
   virtual int getLineNumber();
 
-  /** @return a copy of the source file's name */
+  /** A copy of the source file's name. */
   virtual std::string getFileName();
 
-  /** @return a copy of the identifier */
+  /** A copy of the identifier. */
   virtual std::string getMessageId();
 
   /**

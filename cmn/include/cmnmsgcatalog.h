@@ -31,6 +31,7 @@ constexpr int catalogUnusable = 3;  ///< CCmnIcuMessageCatalog cannot
 class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
  public:
   /**
+   * Keeps both names for the derived catalog.
    * @param language     the language served, an ICU locale name such as "ja"
    * @param catalogName  the message file's base name
    * @throw std::bad_alloc  also for a name that its maker had no memory for (`c_str()` is null)
@@ -58,7 +59,7 @@ class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
    */
   virtual tstr getMessage(const std::string& id, const char* defaultText) const = 0;
 
-  // Declared here, because that is where hosts' virtual tables have it: behind getMessage().
+  // Deliberate: declared behind getMessage(). Hosts' virtual tables have it there.
   ~CCmnMessageCatalog() override;
 
  protected:

@@ -60,7 +60,7 @@ class KELP_CMN_API CCmnMessageCatalogFactory {
    */
   virtual CCmnMessagePtr createMessage(const SCmnMessageInfo* info) = 0;
 
-  /** @return the language where none is given, and where the given one has no catalog */
+  /** The language where none is given, and where the given one has no catalog. */
   virtual std::string getDefaultLanguage() = 0;
 };
 
@@ -113,8 +113,8 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
    * Looks up the pattern of a message, in the catalog of the language, which is activated if need
    * be, or else in that of the default language if it is active already.
    * @param id           the identifier
-   * @param defaultText  what to return for an unknown identifier, or where there is no catalog; may
-   *                     be null
+   * @param defaultText  what to return for an unknown identifier, or where there is no catalog;
+   *                     may be null
    * @param language     the language; empty for the factory's default language. "native" is not
    *                     replaced here.
    * @return what the catalog's getMessage() gives, with CCmnIcuMessageCatalog "NAME: <ID>" for an
@@ -132,8 +132,8 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
   tstr getLocalizedMessage(CCmnMessagePtr& message, const char* language);
 
   /**
-   * Looks up the pattern of a message, as a C string; its places for arguments are left as they
-   * are.
+   * Looks up the pattern of a message, as a C string; its places for arguments are left
+   * as they are.
    * @param id        the identifier, not null; the text is kept under it
    * @param language  null or empty for the default language, "native" (in just these letters) for
    *                  the native one
@@ -161,12 +161,18 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
    */
   void deleteLocalizedMessage(char** result);
 
-  /** @return the language that "native" stands for, empty at first; the manager's, never null,
-   * valid until setNativeLanguage() or the manager's end */
+  /**
+   * What "native" stands for.
+   * @return the language that "native" stands for, empty at first; the manager's, never null, valid
+   *         until setNativeLanguage() or the manager's end
+   */
   const char* getNativeLanguage();
 
-  /** @param language  the language that "native" stands for from now on; copied; not null; empty
-   * for the default language */
+  /**
+   * Says what "native" stands for.
+   * @param language  the language that "native" stands for from now on; copied; not null; empty for
+   *                  the default language
+   */
   void setNativeLanguage(const char* language);
 
  private:

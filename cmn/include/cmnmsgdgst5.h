@@ -41,9 +41,9 @@ class KELP_CMN_API CCmnMessageDigest5 {
 
   /**
    * The finished digest of a text of 16-bit units.
-   * @param text  its units up to the terminating 0 unit, which is not part of it, each as the two
-   *              bytes that it has in memory (the low one first); nothing is converted; null for
-   *              none
+   * @param text  its units up to the terminating 0 unit, which is not part of it, each as the
+   *              two bytes that it has in memory (the low one first); nothing is converted;
+   *              null for none
    */
   CCmnMessageDigest5(const unsigned short* text);
 
@@ -51,8 +51,8 @@ class KELP_CMN_API CCmnMessageDigest5 {
   void Initialize();
 
   /**
-   * Adds bytes behind the earlier ones; how a message is split does not matter. Does nothing after
-   * Finalize().
+   * Adds bytes behind the earlier ones; how a message is split does not matter. Does nothing
+   * after Finalize().
    * @param data    the bytes; null adds nothing
    * @param length  their number
    */
@@ -62,17 +62,24 @@ class KELP_CMN_API CCmnMessageDigest5 {
   void Finalize();
 
   /**
+   * One byte of the digest.
    * @param index  0 to 15
    * @return this byte of the digest; 0 for a larger index, and before Finalize()
    */
   unsigned char operator[](unsigned long index) const;
 
-  /** @return the digest as 32 lower-case hexadecimal characters; the object's, valid while it lives
-   * and is not initialized again; empty before Finalize() */
+  /**
+   * The digest as text.
+   * @return the digest as 32 lower-case hexadecimal characters; the object's, valid while it lives
+   *         and is not initialized again; empty before Finalize()
+   */
   const char* GetAnsiMessageDigest() const;
 
-  /** @return an empty text, always: the wide form is never filled, which is meant. Use
-   * GetAnsiMessageDigest(). */
+  /**
+   * Always empty.
+   * @return an empty text, always: the wide form is never filled, which is meant.
+   *         Use GetAnsiMessageDigest().
+   */
   const wchar_t* GetUnicodeMessageDigest() const;
 
  protected:

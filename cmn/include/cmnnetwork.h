@@ -24,7 +24,8 @@ constexpr int networkNoAddress = -1;    ///< the name has no address, so that it
 
 /** What is known of a host; a plain value, empty at first. */
 struct KELP_CMN_API CCmnHostInfo {
-  /** The name as the caller gave it; for a numeric address the name that its reverse lookup gave.
+  /**
+   * The name as the caller gave it; for a numeric address the name that its reverse lookup gave.
    */
   std::string m_name;
   /** The numeric addresses, such as "10.1.2.3" or "fe80::1", in the order of plain texts. */
@@ -52,18 +53,23 @@ class KELP_CMN_API CCmnNetwork {
   ///@{
 
   /**
+   * Whether a text is a numeric address.
    * @param text  a NUL-terminated text, or null
    * @return whether it is a numeric IPv4 or IPv6 address by `getaddrinfo` with AI_NUMERICHOST; so
    *         "127.1" is one, and a host name is not
    */
   static bool validateIPAddress(const char* text);
 
-  /** @return this machine's name as `gethostname` stores it, which has room for 254 bytes: Linux
-   * needs 64 at most. Whether it fails is not looked at: then the name is what it has stored all
-   * the same, or empty. */
+  /**
+   * This machine's name.
+   * @return this machine's name as `gethostname` stores it, which has room for 254 bytes: Linux
+   *         needs 64 at most. Whether it fails is not looked at: then the name is what it has
+   *         stored all the same, or empty.
+   */
   static std::string getComputerName();
 
   /**
+   * The addresses of a resolver list.
    * @param list  a list from `getaddrinfo`, which stays the caller's; null for none
    * @return the numeric text of each node's address, without those that have none
    */
@@ -86,13 +92,13 @@ class KELP_CMN_API CCmnNetwork {
   /**
    * Looks up the addresses of a host.
    * @param host       a name, or a numeric address, which is answered by itself as the system
-   * writes it: "127.1" by "127.0.0.1"
+   *                   writes it: "127.1" by "127.0.0.1"
    * @param addresses  receives the addresses, in place of what it held
    * @return networkOk, also where the resolver gives an empty list; networkLookupFailed if it fails
    */
   static int getAddrByHost(const std::string& host, std::set<std::string>& addresses);
 
-  /** @return what getAddrByHost() stores; empty if it fails */
+  /** What getAddrByHost() stores; empty if it fails. */
   static std::set<std::string> getAddressListForHost(const std::string& host);
 
   /**
@@ -109,10 +115,10 @@ class KELP_CMN_API CCmnNetwork {
    * Looks up a fully qualified name: the reverse lookup of the address given, or of the first
    * address of the name given. The name given is never just echoed.
    * @param host  a name or a numeric address
-   * @param fqdn  receives the name, in lower case by the process locale
-   *              (CCmnStringTool::tostrlower)
+   * @param fqdn  receives the name, in lower case by the process
+   *              locale (CCmnStringTool::tostrlower)
    * @return networkOk; networkLookupFailed for a null or empty host, or if the reverse lookup
-   * fails; networkNoAddress if a name has no address
+   *         fails; networkNoAddress if a name has no address
    */
   static int getFQDN(const char* host, std::string& fqdn);
 
@@ -140,16 +146,25 @@ class KELP_CMN_API CCmnNetwork {
    */
   ///@{
 
-  /** @return whether both texts, names or addresses, resolve to one host, `a` being asked for
-   * first; false if one is empty, and then nothing is asked */
+  /**
+   * Whether two texts denote one host, by asking the resolver.
+   * @return whether both texts, names or addresses, resolve to one host, `a` being asked for first;
+   *         false if one is empty, and then nothing is asked
+   */
   static bool compare(const std::string& a, const std::string& b);
 
-  /** @return whether the records have an address in common, or equal names, or equal fully
-   * qualified names. Empty names are equal to nothing. */
+  /**
+   * Whether two records denote one host.
+   * @return whether the records have an address in common, or equal names, or equal fully qualified
+   *         names. Empty names are equal to nothing.
+   */
   static bool compare(const CCmnHostInfo& a, const CCmnHostInfo& b);
 
-  /** @return whether the text, which is not resolved, is one of the record's addresses, its fully
-   * qualified name or its name; false if the text is empty */
+  /**
+   * Whether a text denotes a record's host, without asking the resolver.
+   * @return whether the text, which is not resolved, is one of the record's addresses, its fully
+   *         qualified name or its name; false if the text is empty
+   */
   static bool compare(const std::string& a, const CCmnHostInfo& b);
 
   ///@}

@@ -25,8 +25,8 @@ class KELP_CMN_API CCmnPathTool {
   /**
    * Tells whether a path exists, by POSIX `access(path, F_OK)`.
    * @param path  a NUL-terminated path; must not be null; the empty one does not exist
-   * @return 0 if it exists; -1 with `errno` as `access` left it if it does not, or cannot be
-   * reached
+   * @return 0 if it exists; -1 with `errno` as `access` left it if it does not, or cannot
+   *         be reached
    */
   static int verify(const char* path);
 

@@ -20,9 +20,9 @@ constexpr int verbosityUnreadable = 26;  ///< the file cannot be opened
 /**
  * Finds the host product's "rk.conf" and reads its "VERBOSE" line.
  *
- * Static functions only. Nothing is kept between calls: every call reads the file afresh. May be
- * called from any thread. Throws std::bad_alloc where memory fails; the texts stay as they were
- * then.
+ * Static functions only. Nothing is kept between calls: every call reads the file afresh.
+ * May be called from any thread. Throws std::bad_alloc where memory fails; the texts stay as
+ * they were then.
  */
 class KELP_CMN_API CCmnQRBConfiguration {
  public:
@@ -35,8 +35,8 @@ class KELP_CMN_API CCmnQRBConfiguration {
   static int getTraceConfigFileInfo(tstr& dir, tstr& file);
 
   /**
-   * Reads the verbosity from the first line of a file that holds "VERBOSE" anywhere, commented out
-   * or not.
+   * Reads the verbosity from the first line of a file that holds "VERBOSE" anywhere, commented
+   * out or not.
    *
    * The number is the decimal one after the first "=" of that line, counted from the line's start;
    * what follows it is ignored. White space and a sign may stand before it. Of a number beyond
@@ -47,8 +47,8 @@ class KELP_CMN_API CCmnQRBConfiguration {
    * @param file   the file's name; not changed
    * @param level  receives the number; untouched unless verbosityOk is returned
    * @return verbosityOk when the level was set; verbosityMissing when no line holds "VERBOSE", or
-   * the first that does has no "=" or no number after it; verbosityUnreadable when the file cannot
-   * be opened for reading, also for lack of memory
+   *         the first that does has no "=" or no number after it; verbosityUnreadable when the file
+   *         cannot be opened for reading, also for lack of memory
    */
   static int getTraceLevel(tstr& dir, tstr& file, int& level);
 };

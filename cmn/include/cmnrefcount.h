@@ -41,7 +41,7 @@ class KELP_CMN_API CCmnRefCount {
    */
   virtual int decrement();
 
-  /** @return the number of holders; 1 while a holder destroys the object */
+  /** The number of holders; 1 while a holder destroys the object. */
   virtual int getCount();
 
  protected:

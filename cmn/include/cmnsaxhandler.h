@@ -14,7 +14,8 @@
 
 namespace kelp_cmn_4_4 {
 
-// The operation characters() is meant to stand beside the inherited one, which it hides.
+// Deliberate: characters() hides the inherited one, whose length has another type, and stands in a
+// slot of its own. Hosts' handlers are compiled against both.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Woverloaded-virtual"
 
@@ -74,8 +75,8 @@ class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
    * @param uri        empty, since namespaces are not processed
    * @param localname  empty, too
    * @param qname      the element's name as the document has it, NUL-terminated
-   * @param attrs      its attributes, whose local names are their whole names; valid during the
-   *                   call
+   * @param attrs      its attributes, whose local names are their whole names; valid
+   *                   during the call
    */
   void startElement(const XMLCh* uri, const XMLCh* localname, const XMLCh* qname,
                     const xercesc::Attributes& attrs) override;
@@ -99,20 +100,23 @@ class KELP_CMN_API CCmnSaxParseHandler : public xercesc::DefaultHandler {
    */
   virtual void characters(const XMLCh* chars, unsigned int length);
 
-  /** @return whether there was a warning, an error or a fatal error. Never cleared. */
+  /** Whether there was a warning, an error or a fatal error. Never cleared. */
   bool hasErrorOccurred() const { return m_errorOccurred; }
 
-  /** @return the last of them, with message, line and column; if there was none, at line 0, and
-   * getMessage() is a null pointer. The handler's; valid until the next one or the handler's end.
+  /**
+   * The last warning, error or fatal error.
+   * @return the last of them, with message, line and column; if there was none, at line 0,
+   *         and getMessage() is a null pointer. The handler's; valid until the next one or the
+   *         handler's end.
    */
   const xercesc::SAXParseException& getLastException() const { return m_lastException; }
 
-  /** @return what characters() has collected; the handler's */
+  /** What characters() has collected; the handler's. */
   const std::string& getCharacters() const { return m_characters; }
 
  protected:
-  // In a union, so that the destructor can end it before it gives up Xerces-C, whose memory it
-  // holds.
+  // In a union, so that the destructor can end it before it gives up Xerces-C, whose
+  // memory it holds.
   union {
     xercesc::SAXParseException m_lastException;  ///< the last problem
   };

@@ -94,15 +94,15 @@ class KELP_CMN_API CCmnSaxParser {
   /**
    * Registers a handler for content and errors, in place of an earlier one. Without a reader it is
    * only kept. An `xercesc::XMLException` is dropped, as in init().
-   * @param handler  as for the constructor; null for none: the documents' content and errors then
-   *                 go nowhere
+   * @param handler  as for the constructor; null for none: the documents' content and errors
+   *                 then go nowhere
    */
   void setHandler(xercesc::DefaultHandler* handler);
 
   /**
    * Parses a document. The handler is called meanwhile.
    * @param xml  its bytes, in the encoding that the document itself declares. Copied for the time
-   * of the call, so that the handler may change them; not kept
+   *             of the call, so that the handler may change them; not kept
    * @throw xercesc::SAXParseException if the handler's fatalError() throws it, as that of
    *        xercesc::DefaultHandler does for a malformed document. Without a handler a malformed
    *        document ends in silence. What else Xerces-C or the handler throws leaves, too.
@@ -110,8 +110,8 @@ class KELP_CMN_API CCmnSaxParser {
   void parse(const std::string& xml);
 
   /**
-   * Parses a document that comes in parts, as if they were one text; throws what the other parse()
-   * throws.
+   * Parses a document that comes in parts, as if they were one text; throws what the other
+   * parse() throws.
    * @param parts  the parts, which may begin and end anywhere; joined for the time of the call
    */
   void parse(const std::vector<std::string>& parts);

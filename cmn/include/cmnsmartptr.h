@@ -23,7 +23,7 @@ namespace kelp_cmn_4_4 {
  *
  * @tparam T      derives from CCmnRefCount, directly or virtually; may be abstract
  * @tparam Alloc  the policy: `static T* allocate()` obtains an object, `static void destroy(T*)`
- * gives it back
+ *                gives it back
  */
 template <class T, class Alloc>
 class CCmnSmartPtr {
@@ -48,19 +48,21 @@ class CCmnSmartPtr {
    * Lets go of what is held, then takes a share in what `other` held when the call began. Assigning
    * a holder to itself does nothing.
    * @warning The new object must not be kept alive only by the object being let go: where `head`
-   * holds the last share of a list's first element, `head = head->next` uses what has been
-   * destroyed. Copy `other` first, and assign the copy.
+   *          holds the last share of a list's first element, `head = head->next` uses what has been
+   *          destroyed. Copy `other` first, and assign the copy.
    */
   CCmnSmartPtr& operator=(const CCmnSmartPtr& other) {
     if (this != &other) {
       T* const object = other.m_object;
-      release();  // before the new share is taken, which is meant
+      // Deliberate: the old object is gone before the new share is taken. It may have to give up
+      // what the new one is waiting for.
+      release();
       hold(object);
     }
     return *this;
   }
 
-  /** @return a holder of what the policy's allocate() gives; empty if that is null */
+  /** A holder of what the policy's allocate() gives; empty if that is null. */
   static CCmnSmartPtr create() { return CCmnSmartPtr(Alloc::allocate()); }
 
   /** The object. Undefined on an empty holder. */
@@ -69,7 +71,7 @@ class CCmnSmartPtr {
   /** The object. Undefined on an empty holder. */
   T& operator*() const { return *m_object; }
 
-  /** @return the object, which stays the holders'; null for an empty holder */
+  /** The object, which stays the holders'; null for an empty holder. */
   T* get() const { return m_object; }
 
   /** Whether an object is held: `if (holder)`, `if (!holder)`. */
@@ -88,6 +90,7 @@ class CCmnSmartPtr {
       return;
     }
     if (m_object->decrement() == 0) {
+      // Deliberate: counts 1 meanwhile, lest a holder made by the destructor destroy it once more.
       m_object->increment();
       Alloc::destroy(m_object);
     }
@@ -116,7 +119,7 @@ bool operator!=(const CCmnSmartPtr<T, Alloc>& first, const CCmnSmartPtr<T, Alloc
 template <class T>
 class CCmnNullAllocator {
  public:
-  /** @return null */
+  /** Gives null. */
   static T* allocate() { return nullptr; }
 
   /** Deletes the object through its virtual destructor. */
@@ -149,9 +152,10 @@ template <class T>
 class KELP_CMN_API CCmnContextSingletonAllocator {
  public:
   /**
+   * Gives the one instance.
    * @return the instance, made with `new T` if there is none: on first need, and after the last
-   * holder let the old one go. It belongs to the holders it is put into, which must have this
-   * policy: another would delete it, and leave its address here.
+   *         holder let the old one go. It belongs to the holders it is put into, which must have
+   *         this policy: another would delete it, and leave its address here.
    */
   static T* allocate() {
     if (m_instance == nullptr) {
@@ -163,7 +167,7 @@ class KELP_CMN_API CCmnContextSingletonAllocator {
   /**
    * Deletes an object through its virtual destructor.
    * @param object  if it is the instance, the next allocate() makes a new one, even one that is
-   * called from the destructor; any other object leaves the instance as it is
+   *                called from the destructor; any other object leaves the instance as it is
    */
   static void destroy(T* object) {
     if (object == m_instance) {
@@ -176,8 +180,8 @@ class KELP_CMN_API CCmnContextSingletonAllocator {
   static T* m_instance;
 };
 
-// Not inline: an explicit instantiation declaration could not keep an inline variable in one
-// library.
+// Not inline: an explicit instantiation declaration could not keep an inline variable in
+// one library.
 template <class T>
 T* CCmnContextSingletonAllocator<T>::m_instance = nullptr;
 

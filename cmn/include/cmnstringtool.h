@@ -1,7 +1,7 @@
 /**
  * @file cmnstringtool.h
  * @brief Conversions between the string types, numbers and text, trimming, case, search,
- * duplicates, XML escaping, hexadecimal, tokens.
+ *        duplicates, XML escaping, hexadecimal, tokens.
  */
 #ifndef CMNSTRINGTOOL_H
 #define CMNSTRINGTOOL_H
@@ -49,6 +49,7 @@ class KELP_CMN_API CCmnStringTool {
   ///@{
 
   /**
+   * Widens a text by the locale.
    * @param text  multibyte text
    * @return the text in wide characters; empty if any of it is not valid in the locale, or if it
    *         ends inside a character. What is valid the platform says: in C.UTF-8 sequences of up to
@@ -61,6 +62,7 @@ class KELP_CMN_API CCmnStringTool {
   static std::wstring mbs2wcs(const std::string& text);
 
   /**
+   * Narrows a text by the locale.
    * @param text  wide text
    * @return the text in the locale's multibyte encoding, up to the first character that the locale
    *         cannot represent. (What the platform wrote of that one stays: two bytes of U+327E in
@@ -73,10 +75,10 @@ class KELP_CMN_API CCmnStringTool {
   /** The same as wstr2str(). */
   static std::string wcs2mbs(const std::wstring& text);
 
-  /** @return a copy of the argument: nothing is converted, zero characters stay */
+  /** A copy of the argument: nothing is converted, zero characters stay. */
   static std::wstring str2wstr(const std::wstring& text);
 
-  /** @return a copy of the argument: nothing is converted, zero bytes stay */
+  /** A copy of the argument: nothing is converted, zero bytes stay. */
   static std::string wstr2str(const std::string& text);
 
   ///@}
@@ -84,12 +86,14 @@ class KELP_CMN_API CCmnStringTool {
   ///@{
 
   /**
+   * Makes an ACE string.
    * @return the bytes up to the first zero byte, owned by the result, on ACE's default allocator
    * @throw std::bad_alloc where that gives null; a tstr by itself then only has a null c_str()
    */
   static tstr str2tstr(const std::string& text);
 
   /**
+   * Copies the bytes of an ACE string.
    * @param text  its c_str() must not be null
    * @return the bytes up to the first zero byte
    */
@@ -106,6 +110,7 @@ class KELP_CMN_API CCmnStringTool {
   ///@{
 
   /**
+   * Reads UTF-8, and refuses what is not well-formed.
    * @param text  UTF-8; not changed
    * @return the text in UTF-16, never bogus; empty if any of it is malformed (surrogates and
    *         numbers above 0x10ffff are), or if it has INT_MAX bytes or more, which ICU cannot count
@@ -113,6 +118,7 @@ class KELP_CMN_API CCmnStringTool {
   static icu::UnicodeString str2ustr(std::string& text);
 
   /**
+   * Writes UTF-8.
    * @param text  UTF-16; not changed
    * @return the text in UTF-8, up to its first zero byte; empty if any of it is malformed (an
    *         unpaired surrogate), also behind a zero character, if it is bogus, or if it would be
@@ -130,31 +136,32 @@ class KELP_CMN_API CCmnStringTool {
   /** @name Numbers to text */
   ///@{
 
-  /** @return the number in decimal */
+  /** The number in decimal. */
   static std::string int2str(int number);
-  /** @return the number in decimal */
+  /** The number in decimal. */
   static std::string int2str(long number);
-  /** @return the number in decimal */
+  /** The number in decimal. */
   static std::string uint2str(unsigned int number);
-  /** @return the number in decimal */
+  /** The number in decimal. */
   static std::string uint2str(unsigned long number);
 
   /**
+   * Writes a number with up to six digits.
    * @return the number by "%g": six significant digits, with the decimal point of the locale
    *         (LC_NUMERIC); "inf" and "nan", with their sign, for what is not finite
    */
   static std::string double2str(double number);
 
-  /** @return "true" or "false" */
+  /** "true" or "false". */
   static std::string bool2str(bool value);
 
-  /** @return the number in decimal */
+  /** The number in decimal. */
   static std::wstring int2wstr(int number);
-  /** @return the number in decimal */
+  /** The number in decimal. */
   static std::wstring int2wstr(long number);
-  /** @return the number in decimal */
+  /** The number in decimal. */
   static std::wstring uint2wstr(unsigned int number);
-  /** @return the number in decimal */
+  /** The number in decimal. */
   static std::wstring uint2wstr(unsigned long number);
 
   ///@}
@@ -169,20 +176,25 @@ class KELP_CMN_API CCmnStringTool {
    */
   ///@{
 
-  /** @return the low 32 bits of the text read as a decimal `long`, so 0 for "4294967296", -1 above
-   * the range of `long` and 0 below it; 0 for an empty text */
+  /**
+   * Reads a signed decimal number, and keeps its low 32 bits.
+   * @return the low 32 bits of the text read as a decimal `long`, so 0 for "4294967296", -1 above
+   *         the range of `long` and 0 below it; 0 for an empty text
+   */
   static int str2int(const std::string& text);
 
-  /** @return as str2int(), unsigned. So "-1" is 4294967295 and "4294967296" is 0, on purpose. */
+  /** As str2int(), unsigned. So "-1" is 4294967295 and "4294967296" is 0, on purpose. */
   static unsigned int str2uint(const std::string& text);
 
   /**
+   * Reads a floating-point number.
    * @return the text read by `strtod`, with the decimal point of the locale (LC_NUMERIC); "inf",
    *         "nan" and hexadecimal numbers ("0x1p4") are read, too. 0.0 for an empty text.
    */
   static double str2double(const std::string& text);
 
   /**
+   * str2int() with a status.
    * @param text    the text
    * @param number  receives what str2int(const std::string&) returns
    * @return 0; -1 for an empty text
@@ -190,6 +202,7 @@ class KELP_CMN_API CCmnStringTool {
   static int str2int(const std::string& text, int& number);
 
   /**
+   * str2uint() with a status.
    * @param text    the text
    * @param number  receives what str2uint(const std::string&) returns
    * @return 0; -1 for an empty text
@@ -197,6 +210,7 @@ class KELP_CMN_API CCmnStringTool {
   static int str2uint(const std::string& text, unsigned int& number);
 
   /**
+   * Reads an unsigned number of 64 bits.
    * @param text    the text
    * @param number  receives the text read as a decimal `unsigned long`; "-1" is the largest one
    * @return 0; -1 for an empty text
@@ -204,6 +218,7 @@ class KELP_CMN_API CCmnStringTool {
   static int str2uint64(const std::string& text, unsigned long& number);
 
   /**
+   * str2double() with a status.
    * @param text    the text
    * @param number  receives what str2double(const std::string&) returns
    * @return 0; -1 for an empty text
@@ -214,12 +229,13 @@ class KELP_CMN_API CCmnStringTool {
   /** @name Inspection, comparison and case, by the process locale */
   ///@{
 
-  /** @return whether every byte is one of '0' to '9'. An empty text holds no other: true. */
+  /** Whether every byte is one of '0' to '9'. An empty text holds no other: true. */
   static bool isDigit(const std::string& text);
 
   /**
+   * Whether two texts are equal but for the case of letters.
    * @return whether the texts are equal. Where both have a letter, it is compared in upper case;
-   * all else is compared as it is. Every byte is looked at by itself, as in tostrlower().
+   *         all else is compared as it is. Every byte is looked at by itself, as in tostrlower().
    */
   static bool CompareNoCase(const std::string& first, const std::string& second);
 
@@ -227,18 +243,19 @@ class KELP_CMN_API CCmnStringTool {
   static bool CompareNoCase(const std::wstring& first, const std::wstring& second);
 
   /**
+   * Puts letters into lower case.
    * @return a copy with every letter in lower case. Every byte is looked at by itself: in UTF-8 the
    *         bytes of multibyte characters stay.
    */
   static std::string tostrlower(const std::string& text);
 
-  /** @return a copy with every letter in upper case, byte by byte as in tostrlower() */
+  /** A copy with every letter in upper case, byte by byte as in tostrlower(). */
   static std::string tostrupper(const std::string& text);
 
-  /** @return a copy with every letter in lower case */
+  /** A copy with every letter in lower case. */
   static std::wstring tostrlower(const std::wstring& text);
 
-  /** @return a copy with every letter in upper case */
+  /** A copy with every letter in upper case. */
   static std::wstring tostrupper(const std::wstring& text);
 
   ///@}
@@ -251,12 +268,13 @@ class KELP_CMN_API CCmnStringTool {
   ///@{
 
   /**
+   * Removes the set's bytes from the start.
    * @return the text without the set's bytes at its start. Where trimming is done at all, the
-   * result ends at the first zero byte that is kept, on purpose; rtrim() keeps zero bytes.
+   *         result ends at the first zero byte that is kept, on purpose; rtrim() keeps zero bytes.
    */
   static std::string ltrim(const std::string& text, const char* set = " \n\t\r");
 
-  /** @return the text without the set's bytes at its end */
+  /** The text without the set's bytes at its end. */
   static std::string rtrim(const std::string& text, const char* set = " \n\t\r");
 
   /** ltrim(), then rtrim(). */
@@ -271,10 +289,10 @@ class KELP_CMN_API CCmnStringTool {
    *
    * Call it again with `index` + 1 to go on.
    * @param list       the texts
-   * @param pattern    NUL-terminated, not null; compared byte by byte; an empty one is in every
-   * text
+   * @param pattern    NUL-terminated, not null; compared byte by byte; an empty one is
+   *                   in every text
    * @param index      in: the number of the text to begin with; out: the number of the text found,
-   * or list.size() if there is none (one that was larger stays)
+   *                   or list.size() if there is none (one that was larger stays)
    * @param trimRight  whether white space (" \n\t\r") at a text's end is left out of the search
    * @return the match's position in its text, in bytes; std::string::npos if there is none
    */
@@ -302,19 +320,23 @@ class KELP_CMN_API CCmnStringTool {
    */
   ///@{
 
-  /** @return the text, zero bytes included, and a terminator: length + 1 bytes from `alloc` */
+  /** The text, zero bytes included, and a terminator: length + 1 bytes from `alloc`. */
   static char* strdup(const std::string& text, void* (*alloc)(unsigned long));
 
-  /** @return the text, zero characters included, and a terminator: (length + 1) * 4 bytes from
-   * `alloc` */
+  /**
+   * Duplicates a wide text.
+   * @return the text, zero characters included, and a terminator: (length + 1) * 4 bytes
+   *         from `alloc`
+   */
   static wchar_t* wstrdup(const std::wstring& text, void* (*alloc)(unsigned long));
 
   /** strdup() of tstr2str(). */
   static char* tstrdup(const tstr& text, void* (*alloc)(unsigned long));
 
   /**
+   * Duplicates a list.
    * @return an array of tstrdup() copies that ends with a null pointer, all from `malloc`, to be
-   * freed with tstrfreelist(); null if the array cannot be allocated
+   *         freed with tstrfreelist(); null if the array cannot be allocated
    */
   static char** tstrduplist(const std::vector<tstr>& list);
 
@@ -344,6 +366,7 @@ class KELP_CMN_API CCmnStringTool {
   static std::string convertFromXmlSpecialCharacters(const std::string& text);
 
   /**
+   * Writes a tag.
    * @param name     the element's name, neither escaped nor checked
    * @param open     true for an opening tag, `<name>`, false for a closing one, `</name>`
    * @param newline  whether a newline follows
@@ -365,6 +388,7 @@ class KELP_CMN_API CCmnStringTool {
   ///@{
 
   /**
+   * Writes bytes in hexadecimal.
    * @param data   the bytes; may be null if `count` is below 1
    * @param count  their number; below 1 for none
    * @return two lower-case digits for each byte
@@ -387,8 +411,10 @@ class KELP_CMN_API CCmnStringTool {
    */
   static int str2binary(unsigned char* out, int* size, const std::string& hex);
 
-  /** str2binary() of wstr2str(); so it throws also where that gives an empty text. The flag is
-   * ignored, on purpose. */
+  /**
+   * str2binary() of wstr2str(); so it throws also where that gives an empty text. The flag is
+   * ignored, on purpose.
+   */
   static int wstr2binary(unsigned char* out, int* size, std::wstring hex, bool ignored);
 
   ///@}
@@ -396,6 +422,7 @@ class KELP_CMN_API CCmnStringTool {
   ///@{
 
   /**
+   * Writes a type, and then bytes.
    * @param type   the type, in lower-case digits
    * @param bytes  the bytes, zero bytes included. One of 0x80 or more is widened with its sign, on
    *               purpose: 0x80 gives "ffffff80". binary2uid() gives "80" for it.
@@ -430,6 +457,7 @@ class KELP_CMN_API CCmnStringTool {
   static std::vector<std::string> tokenize(const std::string& text, const std::string& delimiters);
 
   /**
+   * Whether a text looks like an IPv4 address.
    * @param text  up to its first zero byte: what stands behind it is not looked at
    * @return whether the text has the shape of a dotted IPv4 address: four tokens of decimal digits
    *         between points. On purpose no more is looked at, so "999.1.1.1" and ".1..2.3.4" pass.

@@ -65,11 +65,11 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * @param component  names the trace and configuration files, and stands before echoed lines
    * @param dir        the trace directory; empty for the configured or default one
    * @param file       the trace file's name; empty for the configured or default one. Only where
-   * both are given do they count: they are written into the configuration file together with the
-   * level, and so win; that also sets the configured echo to 0.
+   *                   both are given do they count: they are written into the configuration file
+   *                   together with the level, and so win; that also sets the configured echo to 0.
    * @param level      the level to write where none is configured. The log starts with the
-   * configured level, but at most 1, or with 0 where none was configured, unless the host product's
-   * verbosity is higher.
+   *                   configured level, but at most 1, or with 0 where none was configured, unless
+   *                   the host product's verbosity is higher.
    * @param toStdout   whether to echo; a configured 0 does not switch it off
    */
   void initialize(const tstr& component, tstr dir, tstr file, int level, bool toStdout);
@@ -86,7 +86,7 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * is written or echoed before an initialize() that could open the trace file. May change `errno`.
    * @param level   the message's level
    * @param format  a printf format, for the process locale; null and empty print nothing, though
-   * compilers warn of an empty literal; its arguments follow
+   *                compilers warn of an empty literal; its arguments follow
    */
   void trace(int level, const char* format, ...) KELP_CMN_FORMAT(3, 4);
 
@@ -102,10 +102,10 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
 
   /**
    * Resolves the settings, completing the configuration file where keys are missing, and the echo.
-   * @param dir receives the effective directory; what it holds is ignored
-   * @param file receives the effective file name; what it holds is ignored
+   * @param dir    receives the effective directory; what it holds is ignored
+   * @param file   receives the effective file name; what it holds is ignored
    * @param level  in: the caller's level; out: the larger of the configured level, cut to 1, and
-   * the host product's verbosity. A level that had to be written counts as 0.
+   *               the host product's verbosity. A level that had to be written counts as 0.
    */
   void loadFromConfigFile(tstr& dir, tstr& file, int& level);
 
@@ -115,19 +115,26 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    */
   void initTraceSettings(tstr& dir, tstr& file, int& level);
 
-  /** Sets the level to the loaded "TRACELEVEL", as it is, or to 1 where there is none. The file is
-   * not read again. */
+  /**
+   * Sets the level to the loaded "TRACELEVEL", as it is, or to 1 where there is none. The file is
+   * not read again.
+   */
   void UpdateTraceLevelFromConfigFile();
 
-  /** What initialize() computed; from the first trace() on, the loaded "TRACELEVEL" as it is. The
-   * verbosity is not counted in. */
+  /**
+   * What initialize() computed; from the first trace() on, the loaded "TRACELEVEL" as it is. The
+   * verbosity is not counted in.
+   */
   int getTraceLevel() const { return m_traceLevel; }
 
-  /** The trace file's path, as a rule with a doubled slash before the name; empty before
-   * initialize(). The log's; valid until the next initialize() or the log's end. */
+  /**
+   * The trace file's path, as a rule with a doubled slash before the name; empty before
+   * initialize(). The log's; valid until the next initialize() or the log's end.
+   */
   const tstr& getTracePath() const { return m_tracePath; }
 
-  /** Whether an initialize() could open its trace file. A later one that fails does not change it.
+  /**
+   * Whether an initialize() could open its trace file. A later one that fails does not change it.
    */
   bool isInitialized() const { return m_initialized; }
 

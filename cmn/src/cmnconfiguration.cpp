@@ -53,6 +53,7 @@ void nameFile(const char* dir, const char* file, tstr& configDir, tstr& configFi
               tstr& configPath) {
   tstr newDir = copied(orEmpty(dir));
   tstr newFile = copied(orEmpty(file));
+  // Deliberate: no slash is put between them. Every directory of CCmnPathTool ends with one.
   tstr newPath = joined(newDir, newFile);
   configDir.swap(newDir);
   configFile.swap(newFile);
@@ -95,6 +96,8 @@ int CCmnConfiguration::importConfig(const char* dir, const char* file) {
                           "importConfig", __LINE__);
     return rc;
   }
+  // Deliberate: what the heap holds already stays, so that a host can import its defaults first.
+  // Nor does a success clear the last error: a host may ask once, when it has set everything up.
   rc = lacksHeap(m_heap, m_currentSection) ? refused : importSettings(m_heap, m_configPath.c_str());
   if (rc != 0) {
     m_lastError = failure(rc, "Import of configuration file failed.", "importConfig", __LINE__);
@@ -115,6 +118,7 @@ int CCmnConfiguration::openSection(const ACE_Configuration_Section_Key& base, co
     return refused;
   }
   const int rc = m_heap.open_section(base, name, create != 0, result);
+  // Deliberate: becomes the current one. The trace log's getters and setters work on it.
   if (rc == 0) {
     m_currentSection = result;
   }
@@ -152,6 +156,8 @@ int CCmnConfiguration::setIntegerValue(const char* name, unsigned int value) {
   return m_heap.set_integer_value(m_currentSection, name, value);
 }
 
+// Deliberate: here and below, creates a missing section and leaves it the current one, so that a
+// caller can set there what it did not find.
 int CCmnConfiguration::getStringValue(const char* section, const char* name, tstr& value) {
   ACE_Configuration_Section_Key key;
   const int rc = openSection(section, key, 1);
@@ -170,6 +176,8 @@ std::vector<tstr> CCmnConfiguration::enumerateSections(const ACE_Configuration_S
     return names;
   }
   tstr name;
+  // Deliberate: an error ends the list as its end does. What was gathered is of use
+  // without the rest.
   for (int index = 0; m_heap.enumerate_sections(key, index, name) == 0; ++index) {
     names.push_back(name);
     name.clear();

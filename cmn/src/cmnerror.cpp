@@ -10,7 +10,8 @@ namespace {
 // At least four digits, in full when there are more.
 std::string catalogNumber(long code, long base) {
   char number[64];
-  // Strictly greater, on purpose: a code equal to the base keeps its own number.
+  // Deliberate: strictly greater. A code equal to the base keeps its own number, as 0000 would
+  // stand for no error.
   if (code > base) {
     // Unsigned, because the distance of two longs need not fit into one.
     Q_snprintf(number, sizeof number, "%04lu",

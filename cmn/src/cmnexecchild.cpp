@@ -75,7 +75,7 @@ void closeEnd(const CCmnTraceLogPtr& log, int fd, const char* failure) {
   }
 }
 
-// The text belongs to the environment from then on and is never released.
+// Deliberate: never released. putenv() keeps no copy, so the text belongs to the environment.
 bool setVariable(const char* name, const char* value) {
   const size_t size = std::strlen(name) + std::strlen(value) + 2;
   char* text = static_cast<char*>(std::malloc(size));
@@ -92,6 +92,7 @@ bool setEnvironment() {
       return false;
     }
   }
+  // Deliberate: emptied, not removed. A shell has defaults for what is missing.
   for (const char* name : __bad_names) {
     if (!setVariable(name, "")) {
       return false;
@@ -116,6 +117,7 @@ void runExecChild(const CCmnTraceLogPtr& log, const PipeEnds& ends, const std::s
     traceTo(log, traceError, "CCmnExecPipePosix::ExecPipe locale modification failed, errno %d",
             errno);
   }
+  // Deliberate: every other descriptor stays open. Hosts name some to their commands by number.
   execv(argv[0], argv);
   fail(log, "CCmnExecPipePosix::ExecPipe ERROR: execv() failed, errno %d", errno);
 }

@@ -52,8 +52,8 @@ struct Recording {
   ~Recording() { recorder.close(); }
 } recording;
 
-// Several threads may do this at the same time. All of them write the same words, so it does not
-// matter in which order.
+// Several threads may do this at the same time, so plain stores would be a data race. Relaxed: all
+// of them write the same words, and nobody takes other data to be there because of them.
 void assignWhole(struct sigaction& target, const struct sigaction& source) {
   using Word [[gnu::may_alias]] = unsigned long;
   static_assert(sizeof target % sizeof(Word) == 0);
@@ -92,6 +92,7 @@ int recordFailure(ECmnExecPipe& lastError, const ECmnExecPipe& failure) {
 ECmnExecPipe pipeFailure(const CCmnTraceLogPtr& log, const std::string& command, const int* fds,
                          int error) {
   traceTo(log, traceError, "CCmnExecPipePosix::ExecPipe ERROR: pipe(%d) failed, errno %d",
+          // Deliberate: the array's address. Filters of trace files expect a number there.
           static_cast<int>(reinterpret_cast<intptr_t>(fds)), error);
   return {command, failureText("errno=%d", error), execPipePipeFailed, error};
 }
@@ -118,13 +119,16 @@ int readInTime(const CCmnTraceLogPtr& log, int fd, char (&block)[size], unsigned
 
 void closeReadEnd(const CCmnTraceLogPtr& log, int fd) {
   if (close(fd) != 0) {
-    // "Readline" is meant.
+    // Deliberate: "Readline" is spelled so. Filters of trace files look for it.
     traceTo(log, traceError, "CCmnExecPipePosix::Readline ERROR: close(%d) failed, errno %d", fd,
             errno);
   }
 }
 
 void installHandler(const CCmnTraceLogPtr& log, struct sigaction& installed) {
+  // Deliberate: set anew for every command, as a host may have set another meanwhile; the one
+  // before is neither kept nor called, since only one of them can reap a child. Without SA_RESTART,
+  // as hosts take the EINTR of their own waits for the news that a child has ended.
   struct sigaction action {};
   action.sa_sigaction = CCmnExecPipePosix::GetChildStatus;
   sigemptyset(&action.sa_mask);
@@ -151,6 +155,8 @@ bool findInMap(CCmnExecPipePosix& pipe, const CCmnTraceLogPtr& log, int pid, int
 bool pollChild(CCmnExecPipePosix& pipe, const CCmnTraceLogPtr& log, int pid, long seconds,
                int& result) {
   const time_t start = time(nullptr);
+  // Deliberate: in the clock's whole seconds, the last one included, so that a time of 0 looks
+  // once at least.
   while (time(nullptr) - start <= seconds) {
     if (findInMap(pipe, log, pid, result)) {
       return true;
@@ -183,8 +189,8 @@ constexpr Escalation escalation[] = {
     {SIGTERM, "CCmnExecPipePosix::WaitPid ERROR: kill(%d, SIGTERM) failed, errno %d"},
     {SIGKILL, "CCmnExecPipePosix::WaitPid ERROR: kill(%d, SIGKILL) failed, errno %d"}};
 
-// Reads every status as an encoded wait status, on purpose also a plain exit code or signal number
-// from the map.
+// Deliberate: reads every status as an encoded wait status, also a plain exit code or signal number
+// from the map. Hosts know an exit status of 3 as a signal 3, and act on that code.
 ECmnExecPipe decodeStatus(const std::string& command, int status) {
   if (status == -1) {
     return {command, L"Error in WaitPid()", execPipeWaitFailed, 0};
@@ -213,7 +219,7 @@ void appendLines(char* text, int length, std::vector<std::string>& output) {
   while (line != nullptr && handedOut < length) {
     char* newline = std::strchr(line, '\n');
     if (newline == nullptr) {
-      break;  // what follows the last line end is dropped on purpose
+      break;  // Deliberate: drops what follows the last line end, which a hook has cut off.
     }
     *newline = '\0';
     output.emplace_back(line);
@@ -240,6 +246,7 @@ CCmnExecPipePosix::~CCmnExecPipePosix() {
   ClearArgsList();
 }
 
+// Deliberate: releases nothing. The constructors call it on members that have no value yet.
 void CCmnExecPipePosix::Init() {
   m_bufferCount = 0;
   m_bufferPos = 0;
@@ -262,6 +269,7 @@ int CCmnExecPipePosix::ExecCommandInChildContext(std::string command,
   char* text = nullptr;
   int length = 0;
   const int result = m_pfnExecInChild(command.c_str(), &text, &length);
+  // Deliberate: the free hook is not called. A hook without output has made none.
   if (length == 0) {
     return result;
   }
@@ -337,12 +345,14 @@ bool CCmnExecPipePosix::ParseCommand(const char* commandLine) {
 
 int CCmnExecPipePosix::ExecPipe(std::string command, std::string /*reserved*/) {
   installHandler(m_traceLog, m_act);
-  // What an abandoned run left in the read-ahead stays there, on purpose.
+  // Deliberate: what an abandoned run left in the read-ahead stays, for ReadLine() to hand out
+  // first. A host that aborted a command can so still get it.
   m_commandLine = command;
   ClearArgsList();
   if (!ParseCommand(command.c_str())) {
     return recordFailure(m_lastError, {command, execPipeParseFailed});
   }
+  // Deliberate: PATH is not searched, so that the environment cannot say what is run.
   if (access(m_argv[0], X_OK) != 0) {
     return recordFailure(m_lastError, {command, execPipeNotExecutable});
   }
@@ -386,11 +396,13 @@ bool CCmnExecPipePosix::ReadLine(char* buffer, int size, unsigned char* timedOut
     m_bufferCount = 0;
     m_bufferCount = readInTime(m_traceLog, m_readFd, m_readBuffer, *timedOut, timeoutSeconds);
   } while (m_bufferCount > 0);
-  // A read error, which leaves its negative count behind on purpose, drops what came of the line.
+  // Deliberate: a read error, which leaves its negative count behind, drops what came of the line.
+  // It must not pass for the last one.
   const bool lastLine = !line.isEmpty() && m_bufferCount == 0;
   if (lastLine) {
     line.terminate();
   }
+  // Deliberate: after a time-out, too. What a late child still writes is not taken for an answer.
   closeReadEnd(m_traceLog, std::exchange(m_readFd, -1));
   return lastLine;
 }
@@ -399,8 +411,8 @@ void CCmnExecPipePosix::GetChildStatus(int /*signalNumber*/, siginfo_t* info, vo
   const int kept = errno;
   if (const ChildStatusRecorder::Visit visit(recorder); visit) {
     int status = 0;
-    // What the signal tells is recorded, not what waitpid found; this is meant, they may be two
-    // children.
+    // Deliberate: reaps one child, and records what the signal tells, not what waitpid found. They
+    // may be two children, and only the signal's status is the plain code that the map holds.
     if (waitpid(-1, &status, WNOHANG) >= 0 && info != nullptr) {
       recorder.record(m_childStatusMap, info->si_pid, info->si_status);
     }
@@ -414,6 +426,7 @@ bool CCmnExecPipePosix::CheckChildStatusMap(int pid, int* status) {
     return false;
   }
   *status = value;
+  // Deliberate: two names in the texts. Filters of trace files look for both.
   if (value != 0) {
     traceTo(m_traceLog, traceDetail,
             "CheckChildStatus: child already exited with non-zero exit status of %d (pid:%d)",
@@ -470,6 +483,8 @@ int CCmnExecPipePosix::Close(long timeoutSeconds) {
   const int status = WaitPid(timeoutSeconds);
   m_childPid = -1;
   const ECmnExecPipe failure = decodeStatus(m_commandLine, status);
+  // Deliberate: how the child ended goes before a failure of closing, as this is what
+  // was asked for.
   if (failure.m_code == execPipeOk) {
     return result;
   }

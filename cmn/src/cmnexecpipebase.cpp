@@ -20,7 +20,10 @@ Reading readLines(CCmnExecPipeBase& pipe, char* line, std::vector<std::string>& 
       return Reading::ended;
     }
     unsigned char timedOut = 0;
+    // Deliberate: a byte less than there is room for. Hosts join the pieces of long lines by their
+    // length, 8190.
     const bool stored = pipe.ReadLine(line, lineBufferSize - 1, &timedOut, timeoutSeconds);
+    // Deliberate: drops what came of a line. Before its end it is no answer.
     if (timedOut == 1) {
       return Reading::timedOut;
     }
@@ -53,7 +56,8 @@ ECmnExecPipe::ECmnExecPipe(const std::string& command, const std::wstring& messa
 
 ECmnExecPipe::ECmnExecPipe(const ECmnExecPipe& other) = default;
 
-// Message and detail stay behind on purpose.
+// Deliberate: message and detail stay behind. Hosts build their texts from the code, in the user's
+// language, and take the message of the last error for empty.
 ECmnExecPipe& ECmnExecPipe::operator=(const ECmnExecPipe& other) {
   m_command = other.m_command;
   m_code = other.m_code;
@@ -73,8 +77,9 @@ CCmnExecPipeBase::CCmnExecPipeBase(std::vector<std::string> hostList)
 
 CCmnExecPipeBase::~CCmnExecPipeBase() = default;
 
-// Relaxed: the flag tells all there is to tell; no other data passes with it from the thread that
-// asks for the end.
+// Relaxed, here and in Abort(): the flag tells all there is to tell, no other data passes with
+// it. A stronger order would not make it seen sooner; a plain `bool` would be a data race, and the
+// compiler could read it once for all lines.
 bool CCmnExecPipeBase::IsAbortRequested() {
   return __atomic_load_n(&m_abortRequested, __ATOMIC_RELAXED);
 }
@@ -93,6 +98,8 @@ int CCmnExecPipeBase::Exec(std::string command, std::vector<std::string>& output
   m_hostString1 = hostString1;
   m_hostString2 = hostString2;
   m_stdinFile = stdinFile;
+  // Deliberate: the output is not cleared here. A host's runner adds to it, and clears
+  // it if need be.
   if (IsChildContext() != 0) {
     return ExecCommandInChildContext(command, output);
   }
@@ -100,14 +107,17 @@ int CCmnExecPipeBase::Exec(std::string command, std::vector<std::string>& output
   if (started != execPipeOk) {
     return started;
   }
+  // Deliberate: not before. A command that cannot be started leaves the last one's lines.
   output.clear();
   try {
     if (readLines(*this, line.get(), output, static_cast<long>(timeoutSeconds)) ==
         Reading::timedOut) {
-      // The child is left to a later Close on purpose.
+      // Deliberate: the child is left to a later Close(). The host says how long that may wait.
       m_lastError = ECmnExecPipe(command, execPipeReadTimedOut);
       return execPipeReadTimedOut;
     }
+    // Deliberate: ten seconds, whatever the read time-out. A child that has closed its output is
+    // about to end.
     return Close(closeTimeoutSeconds);
   } catch (...) {
     endRun(*this);
@@ -115,6 +125,7 @@ int CCmnExecPipeBase::Exec(std::string command, std::vector<std::string>& output
   }
 }
 
+// Deliberate: never taken back. A request that comes between two commands must not be lost.
 void CCmnExecPipeBase::Abort() { __atomic_store_n(&m_abortRequested, true, __ATOMIC_RELAXED); }
 
 void CCmnExecPipeBase::Init() {}

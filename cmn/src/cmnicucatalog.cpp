@@ -46,10 +46,12 @@ int CCmnIcuMessageCatalog::init() try {
   if (bundle == nullptr) {
     return catalogUnusable;
   }
-  // The bundle of an earlier call is not freed, and a failing one is kept: both are meant.
+  // Deliberate: the bundle of an earlier call is not freed. A host that opens a catalog anew beside
+  // look-ups in it loses some memory by that, and not the process. And one that fails below is
+  // kept, as its texts are better than none.
   m_bundle = bundle;
-  // A parent's bundle (U_USING_FALLBACK_WARNING) is a failure on purpose; the default locale's is
-  // not.
+  // Deliberate: a parent's bundle (U_USING_FALLBACK_WARNING) is a failure, the default locale's is
+  // not. In place of a parent the manager asks the host's own default language.
   return status == U_ZERO_ERROR || status == U_USING_DEFAULT_WARNING ? catalogOk : catalogUnusable;
 } catch (const std::bad_alloc&) {
   return catalogUnusable;
@@ -66,6 +68,7 @@ tstr CCmnIcuMessageCatalog::getMessage(const std::string& id, const char* defaul
       throw std::bad_alloc();
     }
   }
+  // Deliberate: without the catalog's name. The default text is the caller's own, and complete.
   if (defaultText != nullptr) {
     return copied(defaultText);
   }

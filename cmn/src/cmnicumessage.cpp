@@ -51,7 +51,9 @@ std::string valueText(const Formattable& argument) {
       return CCmnStringTool::ustr2str(text);
     }
     default:
-      return std::string();  // on purpose: the reader drops these
+      // Deliberate: nothing, as the text has no form for these. The tag is written all the same,
+      // and readers drop it.
+      return std::string();
   }
 }
 
@@ -131,7 +133,9 @@ void readValue(const ValueText& source, Formattable& value) {
     if (value.getString(status).isBogus()) {
       throw std::bad_alloc();
     }
-  } else {  // a date comes back as a number, on purpose
+  } else {
+    // Deliberate: a date comes back as a number. Its pattern says how it is shown, and
+    // takes either.
     value.setDouble(CCmnStringTool::str2double(text));
   }
 }
@@ -144,7 +148,8 @@ void cutAt(std::string_view& text, size_t position) {
   text.remove_prefix(position);
 }
 
-// The text goes on up to its terminator.
+// Deliberate: INDEX is read and not used. Arguments come in the order of the text, so that one that
+// was dropped leaves no hole. The text goes on up to its terminator.
 int scanType(std::string_view text) {
   int index = -1;
   int type = -1;
@@ -170,12 +175,13 @@ class TagEnd {
   const char* m_found = nullptr;
 };
 
-// On purpose, nothing asks whether a search found anything: "not found" is the largest number, so
-// adding to it wraps around, and one behind "not found" is the start.
+// Deliberate: nothing asks whether a search found anything. "Not found" is the largest number,
+// so one behind it is the start: of a damaged text the rest is read from there, in every
+// process alike.
 std::vector<ValueText> findArguments(std::string_view text) {
   std::vector<ValueText> arguments;
   TagEnd tagEnd;
-  // On purpose, this first search finds any character of the set.
+  // Deliberate: any character of the set, for the first argument as for the header.
   size_t next = text.find_first_of(argumentOpening, tagEnd.in(text));
   while (next != std::string_view::npos) {
     cutAt(text, next);
@@ -239,12 +245,15 @@ SCmnMessageInfo* CCmnIcuMessage::serialize() {
   int count = 0;
   const Formattable* const arguments = m_arguments.getArray(count);
   std::string text;
-  if (count > 0) {  // without arguments nothing at all is written, on purpose
+  // Deliberate: nothing at all without arguments. Readers leave their message as it is for an empty
+  // text, and hosts pass a bare identifier as such.
+  if (count > 0) {
     text =
         formatted("<SERIALIZED_MESSAGE MSGID=%s SEVERITY=%d>\n", m_messageId.c_str(), m_severity);
     for (int i = 0; i < count; ++i) {
       text +=
           formatted("\t<ARGVALUE INDEX=%d TYPE=%d>", i, static_cast<int>(arguments[i].getType()));
+      // Deliberate: written as it is. Readers unescape nothing.
       text += valueText(arguments[i]);
       text += formatted("%s\n", argumentClosing);
     }
@@ -258,7 +267,9 @@ SCmnMessageInfo* CCmnIcuMessage::serialize() {
 
 void CCmnIcuMessage::deserialize(const SCmnMessageInfo* info) {
   std::string_view text = info->text;
-  const size_t start = text.find_first_of(headerOpening);  // any character of the set, on purpose
+  // Deliberate: any character of the set, not the whole word. A text that has lost its beginning
+  // still gives its arguments.
+  const size_t start = text.find_first_of(headerOpening);
   if (start == std::string_view::npos) {
     return;
   }
@@ -278,7 +289,8 @@ void CCmnIcuMessage::deserialize(const SCmnMessageInfo* info) {
     takeHeader();
     m_arguments.adoptArray(arguments.release(), static_cast<int>(texts.size()));
   } catch (const std::out_of_range&) {
-    takeHeader();  // on purpose, though the arguments stay
+    // Deliberate: taken though the arguments stay, so that who catches this knows the message.
+    takeHeader();
     throw;
   }
 }
@@ -293,6 +305,8 @@ tstr CCmnIcuMessage::formatMessage(tstr pattern) {
   if (units.isBogus() || output.isBogus() || status == U_MEMORY_ALLOCATION_ERROR) {
     throw std::bad_alloc();
   }
+  // Deliberate: what ICU had written before it failed is a result. Only without any, the pattern is
+  // shown as it is, which is more than nothing.
   if (U_FAILURE(status) && output.isEmpty()) {
     return copied(pattern);
   }

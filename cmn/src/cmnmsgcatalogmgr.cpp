@@ -19,7 +19,8 @@ tstr fallbackText(const std::string& id, const char* defaultText) {
   return joined("<", CCmnStringTool::str2tstr(id), ">");
 }
 
-// The two operations that give out a char* also take null, for the default, and "native".
+// Deliberate: only the two operations that give out a char* take null, for the default, and
+// "native". The others use a language as it is, which may come from elsewhere and be of any name.
 std::string languageMeant(const char* language, const std::string& nativeLanguage) {
   if (language == nullptr) {
     return std::string();
@@ -29,6 +30,8 @@ std::string languageMeant(const char* language, const std::string& nativeLanguag
 
 char* keep(std::map<std::string, tstr>& texts, const std::string& key, const tstr& text) {
   tstr copy = copied(text);
+  // Deliberate: ends the text that the key had before. So no more is kept than there are keys,
+  // whatever callers forget to give back.
   tstr& kept = texts[key];
   kept.swap(copy);
   return const_cast<char*>(kept.c_str());
@@ -43,6 +46,8 @@ CCmnMessageCatalogManager::CCmnMessageCatalogManager() : m_factory(nullptr) {}
 CCmnMessageCatalogManager::~CCmnMessageCatalogManager() = default;
 
 void CCmnMessageCatalogManager::registerFactory(CCmnMessageCatalogFactory* factory) {
+  // Deliberate: catalogs of an earlier factory stay active. They serve their languages,
+  // whoever made them.
   m_factory = factory;
   activateCatalog(m_factory->getDefaultLanguage());
 }
@@ -52,6 +57,8 @@ void CCmnMessageCatalogManager::activateCatalog(std::string language) {
     return;
   }
   const CCmnMessageCatalogPtr catalog = m_factory->createCatalog(language.c_str());
+  // Deliberate: a catalog that fails is not remembered. The next request tries it again, and may
+  // find the memory, or the file, that this one lacks.
   if (catalog->init() == catalogOk) {
     m_catalogs[language] = catalog;
   }
@@ -69,7 +76,7 @@ tstr CCmnMessageCatalogManager::getMessage(const std::string& id, const char* de
   auto found = m_catalogs.find(language);
   if (found == m_catalogs.end()) {
     const std::string defaultLanguage = m_factory->getDefaultLanguage();
-    // Not activated here, on purpose: the default language's catalog counts only if it is active.
+    // Deliberate: not activated here. A request for one language does not load another one.
     found = defaultLanguage == language ? m_catalogs.end() : m_catalogs.find(defaultLanguage);
   }
   if (found == m_catalogs.end()) {
@@ -100,6 +107,7 @@ void CCmnMessageCatalogManager::getLocalizedMessage(SCmnMessageInfo* info, const
 }
 
 void CCmnMessageCatalogManager::deleteLocalizedMessage(char** result) {
+  // Deliberate: found by its content, and `*result` stays: callers give back copies of theirs, too.
   const std::string_view wanted = *result == nullptr ? std::string_view() : *result;
   const auto found = std::find_if(m_localizedMessages.begin(), m_localizedMessages.end(),
                                   [wanted](const auto& kept) {

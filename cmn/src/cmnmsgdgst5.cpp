@@ -9,25 +9,34 @@
 namespace kelp_cmn_4_4 {
 namespace {
 
-using Word = unsigned long;  // 64 bits, never reduced to the 32 of RFC 1321, which is meant
+// Deliberate: 64 bits, never reduced to the 32 of RFC 1321. Digests that hosts have kept were made
+// so, and those of MD5 would match none of them.
+using Word = unsigned long;
 
 constexpr Word blockSize = 64;
 constexpr Word lengthPosition = 56;
 
-// Integer parts of 2^32 times the absolute sine of 1 to 64.
+// Integer parts of 2^32 times the absolute sine of 1 to 64. Set by hand, four to a line, as the
+// shifts repeat after four steps.
+// clang-format off
 constexpr Word sines[4][16] = {
-    {0xd76aa478, 0xe8c7b756, 0x242070db, 0xc1bdceee, 0xf57c0faf, 0x4787c62a, 0xa8304613, 0xfd469501,
-     0x698098d8, 0x8b44f7af, 0xffff5bb1, 0x895cd7be, 0x6b901122, 0xfd987193, 0xa679438e,
-     0x49b40821},
-    {0xf61e2562, 0xc040b340, 0x265e5a51, 0xe9b6c7aa, 0xd62f105d, 0x02441453, 0xd8a1e681, 0xe7d3fbc8,
-     0x21e1cde6, 0xc33707d6, 0xf4d50d87, 0x455a14ed, 0xa9e3e905, 0xfcefa3f8, 0x676f02d9,
-     0x8d2a4c8a},
-    {0xfffa3942, 0x8771f681, 0x6d9d6122, 0xfde5380c, 0xa4beea44, 0x4bdecfa9, 0xf6bb4b60, 0xbebfbc70,
-     0x289b7ec6, 0xeaa127fa, 0xd4ef3085, 0x04881d05, 0xd9d4d039, 0xe6db99e5, 0x1fa27cf8,
-     0xc4ac5665},
-    {0xf4292244, 0x432aff97, 0xab9423a7, 0xfc93a039, 0x655b59c3, 0x8f0ccc92, 0xffeff47d, 0x85845dd1,
-     0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1, 0xf7537e82, 0xbd3af235, 0x2ad7d2bb,
-     0xeb86d391}};
+    {0xd76aa478, 0xe8c7b756, 0x242070db, 0xc1bdceee,
+     0xf57c0faf, 0x4787c62a, 0xa8304613, 0xfd469501,
+     0x698098d8, 0x8b44f7af, 0xffff5bb1, 0x895cd7be,
+     0x6b901122, 0xfd987193, 0xa679438e, 0x49b40821},
+    {0xf61e2562, 0xc040b340, 0x265e5a51, 0xe9b6c7aa,
+     0xd62f105d, 0x02441453, 0xd8a1e681, 0xe7d3fbc8,
+     0x21e1cde6, 0xc33707d6, 0xf4d50d87, 0x455a14ed,
+     0xa9e3e905, 0xfcefa3f8, 0x676f02d9, 0x8d2a4c8a},
+    {0xfffa3942, 0x8771f681, 0x6d9d6122, 0xfde5380c,
+     0xa4beea44, 0x4bdecfa9, 0xf6bb4b60, 0xbebfbc70,
+     0x289b7ec6, 0xeaa127fa, 0xd4ef3085, 0x04881d05,
+     0xd9d4d039, 0xe6db99e5, 0x1fa27cf8, 0xc4ac5665},
+    {0xf4292244, 0x432aff97, 0xab9423a7, 0xfc93a039,
+     0x655b59c3, 0x8f0ccc92, 0xffeff47d, 0x85845dd1,
+     0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1,
+     0xf7537e82, 0xbd3af235, 0x2ad7d2bb, 0xeb86d391}};
+// clang-format on
 
 struct Round1 {
   static Word mixed(Word b, Word c, Word d) { return d ^ (b & (c ^ d)); }
@@ -56,8 +65,8 @@ struct Round4 {
 template <class Round>
 inline void takeStep(Word& w, Word b, Word c, Word d, Word x, Word s, Word t) {
   const Word v = Round::mixed(b, c, d) + (w + x + t);
-  // Not a rotation: what leaves the 64 bits at the top is lost, and what is above the 32 bits
-  // stays.
+  // Deliberate: not a rotation. What leaves the 64 bits at the top is lost, and what is above the
+  // 32 bits stays, as in every digest made so far.
   w = (v >> (32 - s) | v << s) + b;
 }
 
@@ -173,6 +182,7 @@ unsigned char CCmnMessageDigest5::operator[](unsigned long index) const {
 
 const char* CCmnMessageDigest5::GetAnsiMessageDigest() const { return m_ansiDigest; }
 
+// Deliberate: always empty. The member is there for the layout that hosts are compiled against.
 const wchar_t* CCmnMessageDigest5::GetUnicodeMessageDigest() const { return m_unicodeDigest; }
 
 // NOLINTBEGIN(readability-convert-member-functions-to-static): hosts are compiled against members

@@ -63,6 +63,7 @@ bool CCmnNetwork::validateIPAddress(const char* text) {
 
 std::string CCmnNetwork::getComputerName() {
   char name[255] = "";
+  // Deliberate: its result is not looked at. A name that was cut is better than none.
   gethostname(name, sizeof name - 1);
   return name;
 }
@@ -104,6 +105,7 @@ std::set<std::string> CCmnNetwork::getAddressListForHost(const std::string& host
 int CCmnNetwork::getHostbyAddr(const std::string& address, std::string& name) {
   AddrInfoList list;
   const bool isFound = lookUp(address.c_str(), AI_NUMERICHOST, list) && list != nullptr;
+  // Deliberate: without NI_NAMEREQD, so that an address without a name goes by its own text.
   return isFound && lookUpName(*list, 0, name) ? networkOk : networkLookupFailed;
 }
 
@@ -120,6 +122,8 @@ int CCmnNetwork::getFQDN(const char* host, std::string& fqdn) {
     if (addresses.empty()) {
       return networkNoAddress;
     }
+    // Deliberate: the first in the order of texts. The resolver's order changes from call to call,
+    // and a host would have now this name, now that.
     address = *addresses.begin();
   }
   std::string name;
@@ -138,7 +142,9 @@ CCmnHostInfo CCmnNetwork::resolve(const std::string& host) {
     return info;
   }
   if (validateIPAddress(host.c_str())) {
-    // Not tested, on purpose: without a name the record stays empty.
+    // Deliberate: the result is not tested. Without a name the record stays empty, which callers
+    // test. A name stands in both fields as the resolver writes it, and its addresses need not hold
+    // the one given: compare() takes a host by those that its name is known under.
     getHostbyAddr(host, info.m_name);
     info.m_fqdn = info.m_name;
     info.m_addresses = getAddressListForHost(info.m_name);
@@ -173,6 +179,7 @@ bool CCmnNetwork::compare(const CCmnHostInfo& a, const CCmnHostInfo& b) {
   return !a.m_fqdn.empty() && CCmnStringTool::CompareNoCase(a.m_fqdn, b.m_fqdn);
 }
 
+// Deliberate: `a` is not resolved, so that a list of records can be searched without the resolver.
 bool CCmnNetwork::compare(const std::string& a, const CCmnHostInfo& b) {
   return !a.empty() && (b.m_addresses.count(a) != 0 || CCmnStringTool::CompareNoCase(a, b.m_fqdn) ||
                         CCmnStringTool::CompareNoCase(a, b.m_name));

@@ -17,7 +17,8 @@ constexpr char traceFileSuffix[] = ".log";
 constexpr char configFileSuffix[] = ".conf";
 constexpr mode_t directoryMode = 0755;
 
-// One level only; whoever opens a file in a directory that could not be made meets the failure.
+// Deliberate: one level only, as the rest is for the installation to make; and a failure is not
+// told, since whoever opens a file there meets it.
 void createIfMissing(const tstr& dir) {
   if (CCmnPathTool::verify(dir.c_str()) != 0) {
     mkdir(dir.c_str(), directoryMode);
@@ -55,7 +56,7 @@ int CCmnPathTool::getMessageFileInfo(const tstr& component, tstr& dir, tstr& fil
 
 int CCmnPathTool::getTraceFileInfo(const tstr& component, tstr& dir, tstr& file) {
   tstr newFile = joined(whole(component).c_str(), traceFileSuffix);
-  // The install root is asked for and overwritten on purpose: traces stay in their place wherever
+  // Deliberate: the install root is asked for and overwritten. Traces stay in their place wherever
   // the root may go.
   tstr newDir;
   getInstallPath(newDir);

@@ -17,6 +17,8 @@ constexpr char verbosityKey[] = "VERBOSE";
 constexpr size_t pathSize = 1025;
 constexpr int lineSize = 256;
 
+// Deliberate: the first "=" of the whole line, also where the key stands behind it. A line is one
+// key with one value.
 int parseLevel(const char* line, int& level) {
   const char* equals = std::strchr(line, '=');
   if (equals == nullptr) {
@@ -48,6 +50,9 @@ int CCmnQRBConfiguration::getTraceLevel(tstr& dir, tstr& file, int& level) {
   }
   char line[lineSize];
   while (std::fgets(line, lineSize, stream.get()) != nullptr) {
+    // Deliberate: anywhere in the line, and the first such line alone. A commented-out line sets
+    // our verbosity without the host product's own seeing it. A piece of a long line counts as a
+    // line, since no setting is that long.
     if (std::strstr(line, verbosityKey) != nullptr) {
       return parseLevel(line, level);
     }

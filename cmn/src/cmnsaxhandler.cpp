@@ -32,6 +32,7 @@ void CCmnSaxParseHandler::startElement(const XMLCh* /*uri*/, const XMLCh* /*loca
                                        const xercesc::Attributes& /*attrs*/) {}
 
 void CCmnSaxParseHandler::error(const xercesc::SAXParseException& exception) {
+  // Deliberate: never cleared, so that a handler of many documents can be asked once.
   m_errorOccurred = true;
   m_lastException = exception;
 }
@@ -40,12 +41,15 @@ void CCmnSaxParseHandler::fatalError(const xercesc::SAXParseException& exception
   CCmnSaxParseHandler::error(exception);
 }
 
+// Deliberate: no distinction by severity. A document with any problem is one to look at.
 void CCmnSaxParseHandler::warning(const xercesc::SAXParseException& exception) {
   CCmnSaxParseHandler::error(exception);
 }
 
 void CCmnSaxParseHandler::characters(const XMLCh* chars, unsigned int /*length*/) {
-  m_characters += xercesc::XMLString::transcode(chars);  // never released, on purpose
+  // Deliberate: never released. It lives in the memory manager, which may be the host's own and
+  // free all of its memory at once. Up to the terminator, as transcode() knows no length.
+  m_characters += xercesc::XMLString::transcode(chars);
 }
 
 }  // namespace kelp_cmn_4_4

@@ -46,6 +46,8 @@ CCmnSaxParser::CCmnSaxParser(xercesc::DefaultHandler* handler)
   }
 }
 
+// Deliberate: also after an initialisation that failed, as no member of the fixed layout
+// tells of it.
 CCmnSaxParser::~CCmnSaxParser() { giveUp(m_reader); }
 
 void CCmnSaxParser::init() {
@@ -53,18 +55,21 @@ void CCmnSaxParser::init() {
   try {
     xercesc::XMLPlatformUtils::Initialize();
   } catch (const xercesc::XMLException&) {
-    return;  // dropped, on purpose
+    // Deliberate: dropped. Hosts make parsers where nothing may throw, and must not parse then.
+    return;
   }
   xercesc::SAX2XMLReader* reader = nullptr;
   try {
     reader = xercesc::XMLReaderFactory::createXMLReader();
     switchFeaturesOff(*reader);
   } catch (const xercesc::XMLException&) {
-    // Dropped, on purpose: the parser has whatever reader it has got by now.
+    // Deliberate: dropped, too. The parser has whatever reader it has got by now.
   } catch (...) {
     giveUp(reader);
     throw;
   }
+  // Deliberate: an earlier reader is not deleted. A handler that calls this is called
+  // from within it.
   if (reader != nullptr) {
     m_reader = reader;
   }

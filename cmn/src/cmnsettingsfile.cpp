@@ -40,8 +40,8 @@ bool isFitForACE(const char* path) {
 }  // namespace
 
 int importSettings(ACE_Configuration_Heap& heap, const char* path) {
-  // ACE looks for a line's end behind a zero byte: it would crash, take gigabytes or lose section
-  // lines.
+  // ACE looks for a line's end behind a zero byte: it would crash, take gigabytes or lose
+  // section lines.
   if (!isFitForACE(path)) {
     return refused;
   }
@@ -51,8 +51,8 @@ int importSettings(ACE_Configuration_Heap& heap, const char* path) {
 
 int exportSettings(ACE_Configuration_Heap& heap, const char* path) {
   ACE_Registry_ImpExp registry(heap);
-  // ACE goes on where it has no memory for a text, and leaves that out. The one sign of it is
-  // errno.
+  // ACE goes on where it has no memory for a text, and leaves that out. The one sign of
+  // it is errno.
   errno = 0;
   const int rc = registry.export_config(path);
   if (rc == 0 && errno == ENOMEM) {

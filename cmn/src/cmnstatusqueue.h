@@ -71,7 +71,8 @@ class GrowingStatusQueue {
     return sizeof(StatusRing) + capacity * sizeof(StatusRing::Slot);
   }
 
-  // Acquires the ring that a producer in another thread made, and released with its address.
+  // Acquires the ring that a producer in another thread made, and released with its address in
+  // grow(). Relaxed, its slots could be looked for where the pages' zeros still are.
   StatusRing* ringAt(size_t level) const { return m_rings[level].load(std::memory_order_acquire); }
 
   size_t used() const {
@@ -83,7 +84,8 @@ class GrowingStatusQueue {
   }
 
   // The oldest ring that holds anything. The newer ones are looked at first: whoever sees a record
-  // there will then see, in the older ones, all that was pushed before it.
+  // there will then see, in the older ones, all that was pushed before it. That hangs on the tails,
+  // which push() releases and used() acquires, and on this order of looking.
   StatusRing& oldest() {
     StatusRing* found = &m_first;
     for (size_t level = levels; level-- > 0;) {
@@ -106,7 +108,8 @@ class GrowingStatusQueue {
     if (pages == MAP_FAILED) {
       return ringAt(level + 1) != nullptr;
     }
-    // Releases the new ring to ringAt(). Where another producer was quicker, its ring is acquired.
+    // Releases the new ring to ringAt(). Release would be enough: a producer that comes second
+    // takes nothing from here, but gets the other's ring from ringAt().
     StatusRing* none = nullptr;
     if (!m_rings[level + 1].compare_exchange_strong(none, makeRing(pages, capacity),
                                                     std::memory_order_acq_rel)) {

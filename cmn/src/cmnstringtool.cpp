@@ -114,6 +114,9 @@ std::string CCmnStringTool::uint2str(unsigned int number) { return std::to_strin
 
 std::string CCmnStringTool::uint2str(unsigned long number) { return std::to_string(number); }
 
+// Deliberate: no more than the six digits of "%g". Texts of numbers are compared, and messages that
+// carry them read, by processes that write them so.
+//
 // The digits of to_chars are those of "%g", but it knows neither other rounding modes nor the
 // locale's point.
 std::string CCmnStringTool::double2str(double number) {
@@ -157,10 +160,13 @@ double CCmnStringTool::str2double(const std::string& text) {
   return number;
 }
 
+// Deliberate: here and in the three below, only an empty text is an error. Where the number ends is
+// not looked at, because blanks and units stand behind numbers.
 int CCmnStringTool::str2int(const std::string& text, int& number) {
   if (text.empty()) {
     return -1;
   }
+  // Deliberate: the low 32 bits, so that a number which was written as unsigned comes back.
   number = static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
   return 0;
 }
@@ -169,7 +175,8 @@ int CCmnStringTool::str2uint(const std::string& text, unsigned int& number) {
   if (text.empty()) {
     return -1;
   }
-  // Signed parse and low 32 bits, on purpose.
+  // Deliberate: read with its sign, and the low 32 bits kept, so that a number which was written as
+  // an int comes back: "-1" as 4294967295.
   number = static_cast<unsigned int>(std::strtol(text.c_str(), nullptr, 10));
   return 0;
 }
@@ -191,7 +198,8 @@ int CCmnStringTool::str2double(const std::string& text, double& number) {
 }
 
 bool CCmnStringTool::isDigit(const std::string& text) {
-  // True for an empty text, on purpose.
+  // Deliberate: true for an empty text, which holds nothing else; whoever needs a digit asks for
+  // the length, too.
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
@@ -203,6 +211,8 @@ bool CCmnStringTool::CompareNoCase(const std::wstring& first, const std::wstring
   return equalNoCase(first, second, WideCase::upper());
 }
 
+// Deliberate: byte by byte, here and in tostrupper(). A text keeps its length, and multibyte
+// letters stay as other programs wrote them.
 std::string CCmnStringTool::tostrlower(const std::string& text) {
   return withMappedBytes<plainLower>(text, ByteCase::lower());
 }
@@ -223,7 +233,8 @@ std::string CCmnStringTool::ltrim(const std::string& text, const char* set) {
   if (set == nullptr || *set == '\0') {
     return text;
   }
-  // As a NUL-terminated text, on purpose: the result ends at a zero byte, which rtrim keeps.
+  // Deliberate: as a NUL-terminated text. Hosts trim what C code left in a buffer, where nothing
+  // counts behind a zero byte; rtrim() keeps zero bytes, as it only makes a text shorter.
   return std::string(text.c_str() + ByteSet(set).leading(text));
 }
 
@@ -252,6 +263,8 @@ unsigned long CCmnStringTool::find(const std::vector<std::string>& list, const c
       return position;
     }
   }
+  // Deliberate: an index past the end stays, so that a caller who goes on counting never comes back
+  // into the list.
   index = std::max<unsigned long>(index, list.size());
   return std::string::npos;
 }
@@ -264,7 +277,7 @@ std::string CCmnStringTool::searchreplace(const std::string& text, const std::st
   const size_t first = findIn(text, from);
   const std::unique_ptr<char[]> buffer(new char[replacedSize(text, from, to, first) + 1]);
   if (first == std::string_view::npos) {
-    return text.substr(0, text.find('\0'));  // as the buffer would be read
+    return text.substr(0, text.find('\0'));  // as the buffer is read below
   }
   std::string_view rest = text;
   char* target = buffer.get();
@@ -274,9 +287,13 @@ std::string CCmnStringTool::searchreplace(const std::string& text, const std::st
     rest.remove_prefix(match + from.length());
   }
   *std::copy(rest.begin(), rest.end(), target) = '\0';
+  // Deliberate: up to the first zero byte, as all results that pass through a buffer: whoever takes
+  // the C string sees the same text.
   return std::string(buffer.get());
 }
 
+// Deliberate: in none of the duplicates the allocation is tested. A null that is handed on as a
+// text would crash further away.
 char* CCmnStringTool::strdup(const std::string& text, void* (*alloc)(unsigned long)) {
   const size_t size = text.length() + 1;
   void* copy = alloc == nullptr ? std::malloc(size) : alloc(size);

@@ -97,7 +97,7 @@ std::wstring widenedAscii(const char* text) {
   return std::wstring(buffer.get(), length);
 }
 
-// Up to the first zero.
+// Up to the first zero, as ustr2str() reads every buffer.
 std::string narrowedAscii(const UChar* units, size_t length) {
   const std::unique_ptr<char[]> buffer(new char[length + 1]);
   copyAscii(units, length, buffer.get());
@@ -115,12 +115,14 @@ std::wstring CCmnStringTool::str2wstr(const std::string& text) {
     return widenedAscii(text.c_str());
   }
   const size_t count = countCharacters(text.c_str());
+  // Deliberate: nothing of a text that is not valid, though wstr2str() keeps what it had converted.
+  // An empty result is how callers learn that the locale does not fit.
   if (count == static_cast<size_t>(-1)) {
     return std::wstring();
   }
   const MallocBuffer<wchar_t> buffer = mallocBuffer<wchar_t>(count + 1);
-  // In some encodings a text that ends inside a character is counted without an error, and then not
-  // terminated.
+  // In some encodings a text that ends inside a character is counted without an error, and then
+  // not terminated.
   buffer[count] = L'#';
   if (std::mbstowcs(buffer.get(), text.c_str(), count + 1) != count || buffer[count] != L'\0') {
     return std::wstring();
@@ -134,7 +136,8 @@ std::string CCmnStringTool::wstr2str(const std::wstring& text) {
   if (text.empty()) {
     return std::string();
   }
-  // Two bytes per character, on purpose: this bounds the result.
+  // Deliberate: two bytes per character bound the result. Hosts size the fields that take it by
+  // the same rule.
   const size_t budget = 2 * text.length() + 2;
   const MallocBuffer<char> buffer = mallocBuffer<char>(budget);
   if (isAscii(text.data(), text.length()) && localeKeepsAscii()) {
@@ -143,7 +146,8 @@ std::string CCmnStringTool::wstr2str(const std::wstring& text) {
   }
   memset(buffer.get(), 0, budget);
   const size_t length = std::wcstombs(buffer.get(), text.c_str(), budget);
-  // On an error nobody says how much was written. Otherwise some encodings put the beginning of a
+  // Deliberate: an error keeps what was converted before it, since a part of a message tells more
+  // than none. Nobody says how much that is. Without an error some encodings put the beginning of a
   // character behind the last that fitted.
   const bool failed = length == static_cast<size_t>(-1);
   return std::string(buffer.get(), failed ? strnlen(buffer.get(), budget) : length);
@@ -151,12 +155,15 @@ std::string CCmnStringTool::wstr2str(const std::wstring& text) {
 
 std::string CCmnStringTool::wcs2mbs(const std::wstring& text) { return wstr2str(text); }
 
-// The identity overloads must not convert.
+// Deliberate: these two do not convert. Code for both kinds of strings calls them with what is of
+// the wanted type already.
 std::wstring CCmnStringTool::str2wstr(const std::wstring& text) { return text; }
 
 std::string CCmnStringTool::wstr2str(const std::string& text) { return text; }
 
 tstr CCmnStringTool::str2tstr(const std::string& text) {
+  // Deliberate: up to the first zero byte, here and in tstr2str(), never by the stored length: a
+  // tstr goes through C interfaces.
   tstr result(text.c_str());
   if (result.c_str() == nullptr) {  // ACE's way to say that it could not allocate
     throw std::bad_alloc();
@@ -221,6 +228,7 @@ std::string CCmnStringTool::ustr2str(icu::UnicodeString& text) {
   const std::unique_ptr<char[]> buffer(new char[static_cast<size_t>(capacity)]());
   error = U_ZERO_ERROR;
   u_strToUTF8(buffer.get(), capacity, &length, units, unitCount, &error);
+  // Deliberate: up to the first zero byte. What is behind it would get lost in the next tstr.
   return U_SUCCESS(error) ? std::string(buffer.get()) : std::string();
 }
 

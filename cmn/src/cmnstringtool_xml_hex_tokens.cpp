@@ -28,6 +28,7 @@ std::string_view entityOf(char character) {
     case '"':
       return "&quot;";
     case '\'':
+      // Deliberate: not "&apos;", which readers of HTML 4 do not know; nor is that read back.
       return "&#39;";
     default:
       return {};
@@ -75,7 +76,8 @@ void readHexDigits(const char* digits, size_t count, unsigned char* bytes) {
   }
 }
 
-// What is no hexadecimal number is what strtol makes of it, on purpose.
+// Deliberate: a pair that is no hexadecimal number is what strtol makes of it, so that one bad pair
+// does not cost the caller the others.
 void readHexPairs(const char* pairs, size_t count, unsigned char* bytes) {
   for (size_t i = 0; i < count; ++i) {
     const char pair[] = {pairs[2 * i], pairs[2 * i + 1], '\0'};
@@ -135,6 +137,8 @@ std::string CCmnStringTool::convertToXmlSpecialCharacters(const std::string& tex
   return result;
 }
 
+// Deliberate: no parser. It knows the five entities that are written above, and what else looks
+// like one belongs to the text.
 std::string CCmnStringTool::convertFromXmlSpecialCharacters(const std::string& text) {
   std::string_view rest = text.c_str();
   std::string result;
@@ -178,11 +182,14 @@ int CCmnStringTool::str2binary(unsigned char* out, int* size, const std::string&
   if (*size < static_cast<long>(hex.length() / 2)) {
     return -1;
   }
+  // Deliberate: an empty text throws, with that byte stored. After a status of 0 callers would take
+  // what `out` held before for the result.
   if (hex.empty()) {
     *out = 0;
-    static_cast<void>(hex.substr(2));  // throws, on purpose, with that byte stored
+    static_cast<void>(hex.substr(2));
   }
   const char* const digits = hex.data();
+  // Deliberate: the last digit of an odd number is dropped, as half a byte is none.
   const size_t count = hex.length() / 2;
   const bool areAllDigits = !isStoredInto(hex, out) && areHexDigits(digits, 2 * count);
   (areAllDigits ? readHexDigits : readHexPairs)(digits, count, out);
@@ -190,6 +197,7 @@ int CCmnStringTool::str2binary(unsigned char* out, int* size, const std::string&
   return 0;
 }
 
+// Deliberate: the flag means nothing. Hosts are compiled against it.
 int CCmnStringTool::wstr2binary(unsigned char* out, int* size, std::wstring hex, bool /*ignored*/) {
   return str2binary(out, size, wstr2str(hex));
 }
@@ -197,7 +205,8 @@ int CCmnStringTool::wstr2binary(unsigned char* out, int* size, std::wstring hex,
 std::string CCmnStringTool::str2uid(unsigned int type, const std::string& bytes) {
   std::string result = formatted<64>("%04x", type);
   for (const char byte : bytes) {
-    // Widened with its sign, on purpose; the unsigned bytes of binary2uid are not.
+    // Deliberate: widened with its sign, unlike the bytes of binary2uid(). Identifiers are kept and
+    // compared as texts, and in another form they are not found again.
     result += formatted<64>("%02x", static_cast<int>(static_cast<signed char>(byte)));
   }
   return result;
@@ -211,6 +220,8 @@ std::wstring CCmnStringTool::binary2uid(unsigned int type, unsigned char* data, 
   return str2wstr(formatted<64>("%04x", type)) + binary2wstr(data, count);
 }
 
+// Deliberate: no empty tokens, as strtok gives none: hosts split lists with blanks and doubled
+// separators in them.
 std::vector<std::string> CCmnStringTool::tokenize(const std::string& text,
                                                   const std::string& delimiters) {
   const ByteSet delimiter(delimiters.c_str());
@@ -228,6 +239,8 @@ std::vector<std::string> CCmnStringTool::tokenize(const std::string& text,
   return tokens;
 }
 
+// Deliberate: looks at the shape alone, so that "999.1.1.1" and "1..2.3.4" pass. Whether there is
+// such an address is for the resolver to say.
 bool CCmnStringTool::isIpAddress(const std::string& text) {
   const std::vector<std::string> tokens = tokenize(text, ".");
   return tokens.size() == 4 && std::all_of(tokens.begin(), tokens.end(), isDigit);

@@ -78,7 +78,8 @@ bool formatMessage(const char* format, va_list args, std::string& message) {
   return false;
 }
 
-// Each of the two below saves the file when it had to write.
+// Deliberate: each of the two below saves the file at once when it had to write, so that a later
+// key which cannot be set does not take this one along.
 void readOrWriteString(CCmnConfiguration& config, const char* name, tstr& value) {
   if (config.getStringValue(name, value) != 0) {
     config.setStringValue(name, value);
@@ -86,7 +87,8 @@ void readOrWriteString(CCmnConfiguration& config, const char* name, tstr& value)
   }
 }
 
-// 0 where there was no number until now; that is meant.
+// Deliberate: 0 where there was no number until now, though another is written. A component's first
+// run is silent, and its file shows what can be switched on.
 unsigned int readOrWriteNumber(CCmnConfiguration& config, const char* name, unsigned int missing) {
   unsigned int value = 0;
   if (config.getIntegerValue(name, value) != 0) {
@@ -96,18 +98,22 @@ unsigned int readOrWriteNumber(CCmnConfiguration& config, const char* name, unsi
   return value;
 }
 
-// A configured 0, or one just written, never switches off an echo that the caller asked for; meant.
+// Deliberate: a configured 0, or one just written, never switches off an echo that the caller asked
+// for. A program that somebody runs by hand shows its trace.
 void readOrWriteEcho(CCmnConfiguration& config, bool& toStdout) {
   if (readOrWriteNumber(config, stdoutKey, toStdout ? 1 : 0) == 1) {
     toStdout = true;
   }
 }
 
-// Cut to 1; meant.
+// Deliberate: cut to 1, so that set-up traces no more than errors. The first trace() takes the
+// configured level as it is.
 int initialLevel(unsigned int configuredLevel) {
   return configuredLevel < 2 ? static_cast<int>(configuredLevel) : 1;
 }
 
+// Deliberate: a verbosity below 9 lets nothing pass that the trace level holds back. Lower ones
+// concern the host product's own output alone.
 bool isWanted(int level, int traceLevel, int verbosity) {
   return level <= traceLevel || (level <= verbosity && verbosity >= minimumOverridingVerbosity);
 }
@@ -118,7 +124,8 @@ void currentTimestamp(char (&timestamp)[timestampSize]) {
   }
 }
 
-// Opened for every line, so that a file which was removed or replaced meanwhile does no harm.
+// Deliberate: opened for every line, so that a file which was removed or replaced meanwhile does no
+// harm, and no descriptor is left to the host's children.
 void appendLine(const tstr& path, const char* timestamp, const std::string& message) {
   if (const BriefFile file(path.c_str(), appending); file) {
     std::fprintf(file.get(), "%s %s\n", timestamp, message.c_str());
@@ -146,7 +153,8 @@ void CCmnTraceLog::initialize(const tstr& component, tstr dir, tstr file, int le
   } catch (...) {
     std::puts("ERROR: CCmnTraceLog: Failed to initialize log settings");
   }
-  // The default directory ends with a slash already; the doubled one is harmless and meant.
+  // Deliberate: another slash, though the default directory ends with one. A configured one need
+  // not, and a doubled one is harmless.
   tstr path = joined(dir.c_str(), "/", file.c_str());
   tstr traceFile = copied(file.c_str());
   tstr traceDir = copied(dir.c_str());
@@ -154,6 +162,7 @@ void CCmnTraceLog::initialize(const tstr& component, tstr dir, tstr file, int le
   m_traceDir.swap(traceDir);
   m_traceLevel = level;
   m_tracePath.swap(path);
+  // Deliberate: a failure does not unset it. A log that was initialized before goes on echoing.
   if (BriefFile(m_tracePath.c_str(), appending)) {
     m_initialized = true;
   } else {
@@ -169,7 +178,7 @@ void CCmnTraceLog::initTraceSettings(tstr& dir, tstr& file, int& level) {
     }
     loadFromConfigFile(dir, file, level);
   } catch (const CCmnError&) {
-    // Dropped on purpose: a trace works with what was resolved so far.
+    // Deliberate: dropped. A trace works with what was resolved so far.
   }
 }
 
@@ -183,7 +192,8 @@ int CCmnTraceLog::updateConfigFile(const tstr& dir, const tstr& file, const int&
     m_config.setStringValue(dirKey, dir);
     m_config.setStringValue(fileKey, file);
     m_config.setIntegerValue(levelKey, static_cast<unsigned int>(level));
-    // Always 0 here, whatever the caller asked for; meant.
+    // Deliberate: always 0, whatever the caller asked for. An echo is for one run and must not be
+    // found in the file by the next one.
     m_config.setIntegerValue(stdoutKey, 0);
   }
   return m_config.exportConfig();
@@ -193,6 +203,8 @@ void CCmnTraceLog::loadFromConfigFile(tstr& dir, tstr& file, int& level) {
   tstr configDir;
   tstr configFile;
   CCmnPathTool::getConfigFileInfo(m_component, configDir, configFile);
+  // Deliberate: the defaults, in place of what came in. Explicit names have been written into the
+  // file before, from where they come back.
   CCmnPathTool::getTraceFileInfo(m_component, dir, file);
   m_config.importConfig(configDir.c_str(), configFile.c_str());
   ACE_Configuration_Section_Key section;
@@ -209,16 +221,20 @@ void CCmnTraceLog::loadFromConfigFile(tstr& dir, tstr& file, int& level) {
 }
 
 void CCmnTraceLog::UpdateTraceLevelFromConfigFile() {
+  // Deliberate: 1 where there is none, so that errors are written without a configuration, too.
   m_traceLevel = 1;
   ACE_Configuration_Section_Key section;
   unsigned int configuredLevel = 0;
   if (m_config.openSection(traceSection, section, 1) == 0 &&
       m_config.getIntegerValue(levelKey, configuredLevel) == 0) {
-    m_traceLevel = static_cast<int>(configuredLevel);  // not cut here, on purpose
+    // Deliberate: not cut here, as this is the level that details are switched on by.
+    m_traceLevel = static_cast<int>(configuredLevel);
   }
 }
 
 void CCmnTraceLog::trace(int level, const char* format, ...) {
+  // Deliberate: both anew in every call, in one that writes nothing, too. A changed verbosity
+  // counts at once, and getTraceLevel() tells what counts.
   const int verbosity = hostVerbosity();
   UpdateTraceLevelFromConfigFile();
   if (format == nullptr || *format == '\0' || !m_initialized ||

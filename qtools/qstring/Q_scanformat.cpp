@@ -108,6 +108,8 @@ void setKind(Conversion& conversion, char letter) {
     case 'p':
       conversion.kind = Kind::pointer;
       return setUnsigned(conversion, 16);
+    // Deliberate: not a, A and F. There are no hexadecimal numbers, infinities or NaNs, so that the
+    // same is read on every platform.
     case 'e':
     case 'E':
     case 'f':
@@ -115,6 +117,7 @@ void setKind(Conversion& conversion, char letter) {
     case 'G':
       conversion.kind = Kind::floating;
       return;
+    // Deliberate: "l" before c, s and [ changes nothing. There are no wide destinations.
     case 'c':
       conversion.kind = Kind::character;
       return;
@@ -130,6 +133,8 @@ void setKind(Conversion& conversion, char letter) {
     case '%':
       conversion.kind = Kind::percent;
       return;
+    // Deliberate: any other letter reads a decimal integer, a long for a capital. So scanners did
+    // before the standard called it undefined, and such formats are in use.
     default:
       return setFixedType(conversion, letter);
   }

@@ -78,6 +78,8 @@ class Scanner {
       matchAtHand(format);
       end = *format == '\0' ? End::matched : step(format);
     }
+    // Deliberate: -1 where the format is cut off, even after values were assigned: it is the
+    // program's error, and must not pass for an input that does not match.
     if (end == End::badFormat || (end == End::inputFailure && !m_converted)) {
       return -1;
     }
@@ -192,7 +194,7 @@ class Scanner {
 
   End convertCharacter(const Conversion& conversion) {
     if (conversion.assigns) {
-      // One character whatever the width, on purpose.
+      // Deliberate: one character whatever the width. The destination of "%5c" is a char, too.
       store(nextArgument().destination, static_cast<char>(m_input.peek()));
       m_input.consume();
       return End::matched;
@@ -271,6 +273,8 @@ class Scanner {
     return End::matched;
   }
 
+  // Deliberate: two arguments for every value, numbers included, unlike the standard's sscanf: so
+  // the caller need not know which conversions store a text, and no text overruns its place.
   Argument nextArgument() {
     Argument argument;
     argument.destination = va_arg(*m_args, void*);

@@ -47,6 +47,8 @@ bool IntegerNumeral::consume(Field& field) {
   } else if (m_base == 0) {
     m_base = zero ? 8 : 10;
   }
+  // Deliberate: of "0x" without a digit both characters are consumed, and it is 0. Only one
+  // character of an input can be looked at in advance.
   return consumeDigits(field) || zero;
 }
 
@@ -75,9 +77,11 @@ bool FloatNumeral::consume(Field& field) {
     m_text[0] = '-';
   }
   bool hasDigits = consumeDigits(field, Part::integer);
+  // Deliberate: "." whatever the locale, so that a text reads the same for every user.
   if (field.consumeIf('.')) {
     hasDigits = consumeDigits(field, Part::fraction) || hasDigits;
   }
+  // Deliberate: "1e+" is consumed whole, and is 1. What is consumed cannot be put back.
   if (hasDigits && field.consumeEither('e', 'E') != 0) {
     consumeExponent(field);
   }

@@ -21,6 +21,8 @@ size_t copyText(Char* dst, const Char* src, size_t size) {
   const size_t length = boundedLength(src, size - 1);
   std::char_traits<Char>::copy(dst, src, length);
   dst[length] = Char();
+  // Deliberate: what was stored, unlike strlcpy, which gives what would have been needed: callers
+  // add the results up to a position in the buffer.
   return length;
 }
 
@@ -33,6 +35,7 @@ size_t appendText(Char* dst, const Char* src, size_t size) {
   if (length == size - 1) {
     return 0;  // full, or not terminated: left as it is
   }
+  // Deliberate: what was appended, not the resulting length, for the same reason.
   return copyText(dst + length, src, size - length);
 }
 
@@ -45,7 +48,9 @@ size_t copyAndFill(Char* dst, const Char* src, size_t n, size_t size) {
   const size_t length = boundedLength(src, stored);
   std::char_traits<Char>::copy(dst, src, length);
   std::fill(dst + length, dst + stored + 1, Char());
-  return stored;  // the bound, on purpose, not the number of characters taken from the source
+  // Deliberate: the bound, not what was taken from the source: callers lay out fields of a fixed
+  // width by it.
+  return stored;
 }
 
 template <class Char>
@@ -108,6 +113,8 @@ int Q_vsnprintf(char* dst, size_t size, const char* format, va_list args) {
     return -1;
   }
   const int length = vsnprintf(dst, size, format, args);
+  // Deliberate: an error gives 0 and an empty text, not -1, and a text that was cut the length
+  // stored: callers take every result but the -1 above for the length of what is in the buffer.
   if (length < 0) {
     dst[0] = '\0';
     return 0;
@@ -135,6 +142,8 @@ int Q_vsnwprintf(wchar_t* dst, size_t size, const wchar_t* format, va_list args)
   const int result = vswprintf(temporary, size, format, args);
   Q_wcslcpy(dst, temporary, size);
   free(temporary);
+  // Deliberate: the platform's result, unlike Q_vsnprintf's. -1 is the one sign that a
+  // text was cut.
   return result;
 }
 
@@ -151,6 +160,8 @@ void* Q_dumb_realloc(void** block, size_t size) {
     return nullptr;
   }
   void* const resized = realloc(*block, size);
+  // Deliberate: a failure frees the old block, which realloc would keep: callers have no other copy
+  // of its address. With a size of 0 the platform has freed it.
   if (resized == nullptr && size != 0) {
     free(*block);
   }

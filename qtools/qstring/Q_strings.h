@@ -1,17 +1,17 @@
 /**
  * @file Q_strings.h
- * @brief Copying, appending, checking and formatting text in buffers of a fixed size. Usable from
- * C.
+ * @brief Copying, appending, checking and formatting text in buffers of a fixed size.
+ *        Usable from C.
  *
  * What holds for every function here:
  * - A size counts the elements (bytes, or wide characters) of the destination, the terminator
  *   included. A length result counts the characters that were stored, without the terminator, never
  *   what would have been needed.
  * - A source is never read beyond what can be stored, so it needs no terminator within that range;
- * a destination is never read or written beyond its size.
+ *   a destination is never read or written beyond its size.
  * - Source and destination must not overlap.
- * - A null argument means a null destination or source; what is not said to accept one must not be
- *   null.
+ * - A null argument means a null destination or source; what is not said to accept one must
+ *   not be null.
  * - The functions keep no state and may be called from any thread. `errno` carries no result; what
  *   the platform's own functions leave there stays. Only the formatters look at the locale:
  *   LC_NUMERIC for decimal points, LC_CTYPE between bytes and wide characters.
@@ -46,15 +46,15 @@ KELP_CMN_API size_t Q_strlcpy(char* dst, const char* src, size_t size);
  * @param dst   the destination with the text to append to
  * @param src   the text to append
  * @param size  of all of `dst`, in bytes
- * @return the characters appended, not the resulting length. 0, and nothing is written, when `size`
- *         is 0, an argument is null, `dst` is full, or `dst` holds no terminator within `size`
- * bytes
+ * @return the characters appended, not the resulting length. 0, and nothing is written, when
+ *         `size` is 0, an argument is null, `dst` is full, or `dst` holds no terminator within
+ *         `size` bytes
  */
 KELP_CMN_API size_t Q_strlcat(char* dst, const char* src, size_t size);
 
 /**
- * Copies at most `n` characters, fills up with zero bytes to `n` characters, cut to fit, and
- * terminates.
+ * Copies at most `n` characters, fills up with zero bytes to `n` characters, cut to fit,
+ * and terminates.
  * @param dst   the destination; its first min(n + 1, size) bytes are written
  * @param src   the text; at most min(n, size - 1) bytes of it are read
  * @param n     the characters to store
@@ -107,8 +107,8 @@ KELP_CMN_API int Q_wstrverify(const wchar_t* buf, size_t n, size_t* length);
  * @param format  the printf format
  * @param args    its arguments; indeterminate afterwards, the caller ends them
  * @return the characters stored, at most `size - 1`; 0, and `dst` is empty, on an encoding or
- * format error, and when the whole text has more than INT_MAX characters, however few fit; -1, and
- * nothing is written, when `size` is 0 or `dst` is null
+ *         format error, and when the whole text has more than INT_MAX characters, however few fit;
+ *         -1, and nothing is written, when `size` is 0 or `dst` is null
  */
 KELP_CMN_API int Q_vsnprintf(char* dst, size_t size, const char* format, va_list args)
     KELP_CMN_FORMAT(3, 0);
@@ -128,7 +128,7 @@ KELP_CMN_API int Q_snprintf(char* dst, size_t size, const char* format, ...) KEL
  * @return the result of `vswprintf`: the characters stored, or -1 when the text did not fit (`dst`
  *         then holds what does) or could not be encoded (`dst` then holds what stands before the
  *         conversion that failed, cut to fit); the result does not tell which. -1, too, and nothing
- * is written, when `size` is 0 or the temporary cannot be allocated
+ *         is written, when `size` is 0 or the temporary cannot be allocated
  */
 KELP_CMN_API int Q_vsnwprintf(wchar_t* dst, size_t size, const wchar_t* format, va_list args);
 
@@ -136,13 +136,13 @@ KELP_CMN_API int Q_vsnwprintf(wchar_t* dst, size_t size, const wchar_t* format, 
 KELP_CMN_API int Q_snwprintf(wchar_t* dst, size_t size, const wchar_t* format, ...);
 
 /**
- * Resizes a block with `realloc`, and frees it where that fails: the caller never keeps a stale
- * one.
+ * Resizes a block with `realloc`, and frees it where that fails: the caller never keeps
+ * a stale one.
  * @param block  the address of the block, which may be null; receives the new one, null on failure
  * @param size   the new size in bytes; 0 is passed on, too: the platform then frees an existing
  *               block and returns null, and gives a fresh block where there was none
  * @return the new block, owned by the caller and freed with `free`; null on failure, or when
- * `block` itself is null
+ *         `block` itself is null
  */
 KELP_CMN_API void* Q_dumb_realloc(void** block, size_t size);
 

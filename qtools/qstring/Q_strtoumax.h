@@ -24,8 +24,8 @@ extern "C" {
  *              base is bad; may be null
  * @param base  0, or 2 to 36, as for __Qstrtoimax()
  * @return the number, negated within the type when the sign is "-"; 0 when there is none. What is
- * out of range, whatever its sign, gives UINTMAX_MAX and sets `errno` to ERANGE; a bad base gives 0
- *         and sets it to EINVAL; else `errno` stays
+ *         out of range, whatever its sign, gives UINTMAX_MAX and sets `errno` to ERANGE; a bad base
+ *         gives 0 and sets it to EINVAL; else `errno` stays
  */
 KELP_CMN_API uintmax_t __Qstrtoumax(const char* text, char** end, int base);
 

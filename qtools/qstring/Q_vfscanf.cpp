@@ -19,6 +19,7 @@ int refillFromStream(ScanSource* source) {
   if (isInBufferOf(source->stream, source->position)) {
     updateFILE(source);
   }
+  // Deliberate: all output first, so that a prompt can be read before this waits for its answer.
   (void)fflush(nullptr);
   char first = '\0';
   const bool read = fscanf(source->stream, "%c", &first) == 1;

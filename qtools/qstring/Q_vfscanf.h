@@ -1,7 +1,7 @@
 /**
  * @file Q_vfscanf.h
- * @brief The scanner: values out of a text, a callback or a stream, by a scanf format. Usable from
- * C.
+ * @brief The scanner: values out of a text, a callback or a stream, by a scanf format.
+ *        Usable from C.
  */
 #ifndef Q_VFSCANF_H
 #define Q_VFSCANF_H
@@ -77,8 +77,8 @@ typedef struct ScanSource {
  * numbers as double and long double; else they change nothing. There are no wide characters,
  * hexadecimal floating numbers, infinities or NaNs.
  *
- * **Arguments.** Every conversion without "*", n included, takes two: the destination, and its size
- * in bytes as an `int`. Only s and [ look at the size: the whole run is consumed, but at most
+ * **Arguments.** Every conversion without "*", n included, takes two: the destination, and its
+ * size in bytes as an `int`. Only s and [ look at the size: the whole run is consumed, but at most
  * `size - 1` characters are stored, then a terminator; with a size below 1 nothing is, and the
  * conversion counts all the same. A conversion that fails stores nothing.
  *
@@ -97,10 +97,10 @@ typedef struct ScanSource {
  *                consumed; a stream is moved there with updateFILE()
  * @param format  the format; must not be null
  * @param args    the arguments; the caller ends them
- * @return the number of values assigned (%n does not count) when the format is done or the input
- *         does not match it. When the input ends early, the same, but -1 before the first
- * conversion (those with "*" are conversions; %n and %% are not). -1 when the scan reaches a
- * conversion or a set that the end of the format cuts off
+ * @return the number of values assigned (%n does not count) when the format is done or the
+ *         input does not match it. When the input ends early, the same, but -1 before the first
+ *         conversion (those with "*" are conversions; %n and %% are not). -1 when the scan reaches
+ *         a conversion or a set that the end of the format cuts off
  */
 KELP_CMN_API int Q_vfscanf(ScanSource* source, const char* format, va_list args);
 
@@ -123,14 +123,14 @@ KELP_CMN_API int __Qrefill(ScanSource* source);
 KELP_CMN_API int eofread(void* cookie, char* buffer, int size);
 
 /**
- * Moves the stream's read position to the source's, so that the stream goes on where the scanner
- * stopped.
+ * Moves the stream's read position to the source's, so that the stream goes on where the
+ * scanner stopped.
  *
  * A source adopts its stream's buffer when it is first refilled, that is, when a scan looks for a
  * character and none is unread, or by updateVFILE(). A scan with an empty format or "%n" alone
  * looks for none.
- * @param source  a source that has adopted its stream's buffer, the stream not having been used
- * since
+ * @param source  a source that has adopted its stream's buffer, the stream not having
+ *                been used since
  */
 KELP_CMN_API void updateFILE(ScanSource* source);
 

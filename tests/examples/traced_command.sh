@@ -16,7 +16,6 @@ status=$?
 diff - out <<<'two words here' || exit 1
 diff - err <<'TEXT' || exit 1
 result: 0 (the command succeeded)
-last error: 
 trace file: /usr/tulsk/krellvane/logs/zorvt//traced_command.log
 TEXT
 
@@ -30,6 +29,20 @@ grep -q '/no/such/file' out || { echo "the command's messages are missing"; exit
 grep -q "^result: $status " err || { cat err; exit 1; }
 [ -s /usr/tulsk/krellvane/logs/zorvt/traced_command.log ] || { echo "no trace was written"; exit 1; }
 
-"$program" 2>err
+# refuses REASON ARGUMENT …: the reason stands last.
+refuses() {
+  local reason=$1 status
+  "$program" "${@:2}" 2>err
+  status=$?
+  [ $status = 64 ] || { echo "${*:2}: exit status $status"; exit 1; }
+  [ "$(tail -n 1 err)" = "traced_command: $reason" ] || { cat err; exit 1; }
+}
+refuses 'there is no command line'
+refuses 'there is no command line' --echo
+refuses 'what does --timeout mean here?' --timeout soon '/bin/echo'
+refuses 'a command line is one argument, in quotes: "/bin/ls -l /"' /bin/ls -l /
+
+"$program" --timeout 1 '/bin/sleep 2' 2>err
 status=$?
-[ $status = 64 ] || { echo "without a command: exit status $status"; exit 1; }
+[ $status = 5 ] || { echo "a silent command: exit status $status"; exit 1; }
+[ "$(tail -n 1 err)" = "The command still runs: waiting for its end, 30 seconds at most." ] || { cat err; exit 1; }

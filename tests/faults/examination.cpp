@@ -42,7 +42,7 @@ class Examination {
   void run() {
     prepare();
     if (lookAtUntouched()) {
-      m_extent.end ? tryShare() : tryAll();
+      m_extent.end || m_extent.rounds ? tryShare() : tryAll();
     }
     printFindings();
   }
@@ -57,17 +57,23 @@ class Examination {
 
   // How the operation goes where nothing fails, and what it calls.
   bool lookAtUntouched() {
-    for (const Where where : {Where::child, Where::here}) {
-      runRound(m_operation, nullptr, where, Round::plain, m_report);
-      m_calls[where] = m_report.calls;
-      m_tally.calls += sumOf(m_report.calls);
-    }
+    countCalls(Where::here);
     m_usual = usualOf(m_report);
     const std::string problem = problemOfUsual(m_report);
     if (!problem.empty()) {
       find(problem, "while nothing failed");
+    } else if (callsOf(Call::fork, Where::here) != 0) {
+      countCalls(Where::child);
     }
     return problem.empty();
+  }
+
+  void countCalls(Where where) {
+    CallSites sites;
+    runRoundFor(sites, m_operation, where, m_report);
+    m_repeated[where] = sites.repeated();
+    m_calls[where] = m_report.calls;
+    m_tally.calls += sumOf(m_report.calls);
   }
 
   static int sumOf(const CallCounts& counts) {
@@ -85,6 +91,11 @@ class Examination {
     return std::find(spared.begin(), spared.end(), call) != spared.end();
   }
 
+  bool isSpokenFor(const Fault& fault) {
+    return m_repeated[fault.where].count({fault.call, fault.nth}) != 0;
+  }
+
+  // Any request of memory, once, is one of its kind, once.
   template <class Try>
   void forEachLine(Try tryLine) {
     for (const Where where : {Where::here, Where::child}) {
@@ -94,7 +105,9 @@ class Examination {
         }
         for (const int error : failing.errors) {
           for (const Times times : {Times::once, Times::onwards}) {
-            tryLine(Fault{failing.call, error, 1, times, where});
+            if (times == Times::onwards || failing.call != Call::anyMemory) {
+              tryLine(Fault{failing.call, error, 1, times, where});
+            }
           }
         }
       }
@@ -104,7 +117,7 @@ class Examination {
   // The first, the second, ... until none fails any more.
   void tryAll() {
     forEachLine([this](Fault fault) {
-      while (tryRound(fault)) {
+      while (isSpokenFor(fault) || tryRound(fault)) {
         if (++fault.nth > longestLoop) {
           find("there is no end", describe(fault));
           return;
@@ -117,17 +130,24 @@ class Examination {
     std::vector<Fault> faults;
     forEachLine([this, &faults](Fault fault) {
       for (; fault.nth <= callsOf(fault.call, fault.where); ++fault.nth) {
-        faults.push_back(fault);
+        if (!isSpokenFor(fault)) {
+          faults.push_back(fault);
+        }
       }
     });
     std::mt19937 random(m_extent.seed);
     std::shuffle(faults.begin(), faults.end(), random);
     for (const Fault& fault : faults) {
-      if (std::chrono::steady_clock::now() >= *m_extent.end) {
+      if (isAtItsEnd()) {
         return;
       }
       tryRound(fault);
     }
+  }
+
+  bool isAtItsEnd() const {
+    return (m_extent.rounds && m_tally.rounds >= *m_extent.rounds) ||
+           (m_extent.end && std::chrono::steady_clock::now() >= *m_extent.end);
   }
 
   // Whether anything failed in it.
@@ -154,16 +174,18 @@ class Examination {
       ++m_tally.foreign;
       if (m_foreign.insert(verdict.foreign).second) {
         std::fprintf(stderr, "%s: theirs: %s: %s\n", m_operation.name.c_str(),
-                     verdict.foreign->function, verdict.foreign->what);
+                     verdict.foreign->function.c_str(), verdict.foreign->reason.c_str());
       }
     }
   }
 
   Verdict verdictOnLeaks(const Fault& fault) {
-    runRound(m_operation, nullptr, fault.where, Round::findsLeaks, m_report);
-    const Report usual = m_report;
+    if (m_usualLeaks == nullptr) {
+      runRound(m_operation, nullptr, fault.where, Round::findsLeaks, m_report);
+      m_usualLeaks = std::make_unique<Report>(m_report);
+    }
     runRound(m_operation, &fault, fault.where, Round::findsLeaks, m_report);
-    return verdictOnLeaksOf(usual, m_report);
+    return verdictOnLeaksOf(*m_usualLeaks, m_report);
   }
 
   // One finding, however many rounds come to it.
@@ -194,7 +216,9 @@ class Examination {
   Report& m_report;
   std::shared_ptr<void> m_fixture;
   std::map<Where, CallCounts> m_calls;
+  std::map<Where, std::set<std::pair<Call, int>>> m_repeated;
   Usual m_usual;
+  std::unique_ptr<Report> m_usualLeaks;  // made where it is needed
   std::set<const ForeignFault*> m_foreign;
   std::map<std::string, std::vector<std::string>> m_findings;  // problem -> where it was met
 };

@@ -11,8 +11,10 @@
 namespace kelp_test {
 
 struct Extent {
-  // Without it everything is done; else a random share, until the time has come.
+  // Without either everything is done; else a random share, until the time has come or so many
+  // rounds are done.
   std::optional<std::chrono::steady_clock::time_point> end;
+  std::optional<int> rounds;
   unsigned int seed = 0;
 };
 

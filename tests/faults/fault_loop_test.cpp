@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -28,19 +29,36 @@ constexpr char none[] = "exit 0";
 constexpr char some[] = "exit 3";
 constexpr char noRound[] = "exit 4";
 
+void beSilent() {
+  const int nowhere = open("/dev/null", O_WRONLY);
+  dup2(nowhere, STDOUT_FILENO);
+  dup2(nowhere, STDERR_FILENO);
+}
+
 // In another process, whose standard error nobody reads.
 std::string findingsOf(const Operation& examined, const Extent& extent = {}) {
   return endOfAnotherProcess([&] {
-    const int nowhere = open("/dev/null", O_WRONLY);
-    dup2(nowhere, STDOUT_FILENO);
-    dup2(nowhere, STDERR_FILENO);
+    beSilent();
     Tally tally{};
     examine(examined, extent, tally);
     _exit(tally.findings != 0 ? 3 : tally.rounds == 0 ? 4 : 0);
   });
 }
 
-std::unique_ptr<char[]> block() { return std::make_unique<char[]>(100); }
+// Who looks at a block: else a compiler may leave out both its making and its end.
+void* volatile looker = nullptr;
+
+std::unique_ptr<char[]> block() {
+  std::unique_ptr<char[]> result = std::make_unique<char[]>(100);
+  looker = result.get();
+  return result;
+}
+
+void* plainMemory() {
+  void* const result = std::malloc(10);
+  looker = result;
+  return result;
+}
 
 TEST(FaultLoop, FindsNothingWhereMemoryThatFailsIsTold) {
   EXPECT_EQ(findingsOf(operation([] {
@@ -57,9 +75,9 @@ TEST(FaultLoop, HasNoRoundsWhereNothingCanFail) {
 
 TEST(FaultLoop, FindsACrash) {
   EXPECT_EQ(findingsOf(operation([] {
-              auto* const volatile memory = static_cast<volatile char*>(std::malloc(10));
-              *memory = 'x';
-              std::free(const_cast<char*>(memory));
+              void* const memory = plainMemory();
+              *static_cast<volatile char*>(memory) = 'x';
+              std::free(memory);
               return std::string("done");
             })),
             some);
@@ -67,7 +85,7 @@ TEST(FaultLoop, FindsACrash) {
 
 TEST(FaultLoop, FindsAnEndByExit) {
   EXPECT_EQ(findingsOf(operation([] {
-              void* const memory = std::malloc(10);
+              void* const memory = plainMemory();
               if (memory == nullptr) {
                 std::exit(0);
               }
@@ -79,11 +97,13 @@ TEST(FaultLoop, FindsAnEndByExit) {
 
 TEST(FaultLoop, FindsWhatHangs) {
   Operation hanging = operation([] {
-    void* const memory = std::malloc(10);
-    while (memory == nullptr) {
+    void* const first = plainMemory();
+    void* const second = plainMemory();
+    while (first == nullptr && second != nullptr) {
       pause();
     }
-    std::free(memory);
+    std::free(second);
+    std::free(first);
     return std::string("done");
   });
   hanging.longestSeconds = 1;
@@ -93,7 +113,7 @@ TEST(FaultLoop, FindsWhatHangs) {
 
 TEST(FaultLoop, FindsALeak) {
   EXPECT_EQ(findingsOf(operation([] {
-              auto* const first = new int[100];
+              char* const first = block().release();
               const auto second = block();
               delete[] first;
               return std::string("done");
@@ -206,6 +226,41 @@ TEST(FaultLoop, TriesAShareAndEndsInTime) {
   EXPECT_EQ(findingsOf(operation(run), extent), none);
   extent.end = std::chrono::steady_clock::now();
   EXPECT_EQ(findingsOf(operation(run), extent), noRound);
+}
+
+int roundsOf(const Operation& examined, const Extent& extent = {}) {
+  const std::string end = endOfAnotherProcess([&] {
+    beSilent();
+    Tally tally{};
+    examine(examined, extent, tally);
+    _exit(tally.findings != 0 ? 255 : tally.rounds);
+  });
+  return std::stoi(end.substr(end.find(' ')));
+}
+
+TEST(FaultLoop, TriesAsManyRoundsAsItIsTold) {
+  Extent extent;
+  extent.rounds = 2;
+  EXPECT_EQ(roundsOf(operation([] {
+                       const auto first = block();
+                       return std::string("done");
+                     }),
+                     extent),
+            2);
+}
+
+// Each error that a call can give, once and from then on.
+TEST(FaultLoop, LetsTheFirstTwoAndTheLastOfALoopSpeakForAll) {
+  Operation examined = operation([] {
+    for (volatile int i = 0; i < 50; i = i + 1) {
+      static_cast<void>(mkdir("/", 0));
+    }
+    for (volatile int i = 0; i < 2; i = i + 1) {
+      static_cast<void>(dup2(-1, -1));
+    }
+    return std::string("done");
+  });
+  EXPECT_EQ(roundsOf(examined), 3 * 6 * 2 + 2 * 4 * 2);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // What fails inside ACE, ICU and Xerces-C where memory does. The library is not in this program.
 // Where one of these tests fails, that has been mended over there: it may then go from here, from
-// stack.cpp, and from what the headers say of it.
+// foreign_faults.txt, and from what the headers say of it.
+#include "foreign_faults.h"
+
 #include "heap.h"
 #include "next_symbol.h"
 
@@ -9,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <unicode/msgfmt.h>
 #include <unicode/resbund.h>
+#include <unicode/uclean.h>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/sax2/SAX2XMLReader.hpp>
 #include <xercesc/sax2/XMLReaderFactory.hpp>
@@ -16,10 +19,12 @@
 #include <xercesc/util/PlatformUtils.hpp>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -33,6 +38,22 @@ extern "C" char* fgets(char* line, int size, FILE* stream) {
   return readingFails ? nullptr : next(line, size, stream);
 }
 
+static constexpr int exitOfAHang = 5;
+static bool isAlone = false;
+
+// Where a process has but one thread, a mutex that is held is held by the thread that asks.
+extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
+  static const auto next = kelp_test::nextSymbol<int(pthread_mutex_t*)>("pthread_mutex_lock");
+  if (!isAlone) {
+    return next(mutex);
+  }
+  const int result = pthread_mutex_trylock(mutex);
+  if (result == EBUSY) {
+    _exit(exitOfAHang);
+  }
+  return result;
+}
+
 namespace {
 
 using kelp_test::HeapCall;
@@ -42,6 +63,7 @@ using kelp_test::Times;
 constexpr char crash[] = "signal 11";
 constexpr char wrong[] = "exit 3";
 constexpr char leak[] = "exit 4";
+constexpr char hang[] = "exit 5";
 constexpr char exitOfXerces[] = "exit 255";
 constexpr char untouched[] = "exit 2";
 
@@ -53,6 +75,7 @@ std::string inAProcess(const std::function<int()>& body) {
     const int nowhere = open("/dev/null", O_WRONLY);
     dup2(nowhere, STDERR_FILENO);
     signal(SIGSEGV, SIG_DFL);
+    isAlone = true;
     _exit(body());
   }
   int status = 0;
@@ -193,7 +216,7 @@ class Icu : public testing::Test {
     const icu::Formattable value(12);
     m_output.remove();
     icu::MessageFormat::format(icu::UnicodeString(pattern), &value, 1, m_output, status);
-    return U_SUCCESS(status);
+    return U_SUCCESS(status) != 0;
   }
   icu::UnicodeString m_output;
 };
@@ -215,9 +238,16 @@ TEST_F(Icu, LeaksWhereABundleIsOpened) {
   const auto open = [] {
     UErrorCode status = U_ZERO_ERROR;
     const icu::ResourceBundle bundle("/no/such/bundle", icu::Locale("de"), status);
-    return U_SUCCESS(status);
+    return U_SUCCESS(status) != 0;
   };
+  icu::Locale::getDefault();
   EXPECT_TRUE(canEndWith(leak, open));
+}
+
+// It asks for the default again, in words, while it holds the lock of the default.
+TEST_F(Icu, HangsWhereTheDefaultLocaleIsFirstAskedFor) {
+  u_cleanup();  // as if nothing had asked yet
+  EXPECT_TRUE(canEndWith(hang, [] { return !icu::Locale::getDefault().isBogus(); }));
 }
 
 // ---- Xerces-C
@@ -228,6 +258,36 @@ TEST(Xerces, EndsTheProcessWhereItIsInitialised) {
     return true;
   };
   EXPECT_TRUE(canEndWith(exitOfXerces, initialise));
+}
+
+// An exception may leave; but the next initialisation only counts, and nothing is there.
+TEST(Xerces, CrashesWhereItIsUsedAfterItCouldNotBeInitialised) {
+  std::string end;
+  for (int nth = 1; end != untouched && end != crash; ++nth) {
+    end = inAProcess([nth] {
+      HeapWatch watch(nth, Times::onwards, HeapCall::throwingNew);
+      try {
+        xercesc::XMLPlatformUtils::Initialize();
+        return 2;
+      } catch (...) {
+        watch.end();
+      }
+      xercesc::XMLPlatformUtils::Initialize();
+      delete xercesc::XMLReaderFactory::createXMLReader();
+      return 0;
+    });
+  }
+  EXPECT_EQ(end, crash);
+}
+
+TEST(Xerces, NeedsMemoryToBeTerminated) {
+  const std::string end = inAProcess([] {
+    xercesc::XMLPlatformUtils::Initialize();
+    const HeapWatch watch(1, Times::onwards);
+    xercesc::XMLPlatformUtils::Terminate();
+    return 0;
+  });
+  EXPECT_EQ(end, "signal 6");
 }
 
 TEST(Xerces, LeaksWhereAReaderIsMade) {
@@ -271,6 +331,28 @@ TEST(Xerces, LeaksWhereADocumentIsParsed) {
   }
   EXPECT_EQ(end, leak);
   xercesc::XMLPlatformUtils::Terminate();
+}
+
+// ---- the list
+
+bool isTest(const std::string& name) {
+  const testing::UnitTest& all = *testing::UnitTest::GetInstance();
+  for (int i = 0; i < all.total_test_suite_count(); ++i) {
+    const testing::TestSuite& suite = *all.GetTestSuite(i);
+    for (int j = 0; j < suite.total_test_count(); ++j) {
+      if (name == std::string(suite.name()) + "." + suite.GetTestInfo(j)->name()) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+TEST(ForeignFaults, AreEachShownByATestOfThisProgram) {
+  ASSERT_FALSE(kelp_test::foreignFaults().empty());
+  for (const kelp_test::ForeignFault& fault : kelp_test::foreignFaults()) {
+    EXPECT_TRUE(isTest(fault.test)) << fault.test;
+  }
 }
 
 }  // namespace

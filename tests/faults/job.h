@@ -99,7 +99,7 @@ class Kept {
   Value& operator*() { return *m_value; }
 
  private:
-  alignas(Value) unsigned char m_memory[sizeof(Value)];
+  alignas(Value) unsigned char m_memory[sizeof(Value)] = {};
   Value* m_value = nullptr;
 };
 

@@ -1,7 +1,8 @@
-// faults [SECONDS|all [OPERATION …]]: makes every call that the library makes fail in turn, and
-// looks at what becomes of it. Without arguments everything is tried; with a number of seconds
-// about as long a share of it, at random. Ends with a line for each operation, and with 1 where
-// there was a finding.
+// kelp_faults [all|SECONDS|ROUNDSx [OPERATION …]]: makes every call that the library makes fail in
+// turn, and looks at what becomes of it. Without arguments everything is tried; with a number of
+// seconds about as long a share of it, at random; with one such as "3x" so many rounds of each
+// operation, always the same. Prints a line for each operation, and ends with 1 where there was a
+// finding.
 #include "calls.h"
 #include "examination.h"
 #include "job.h"
@@ -23,16 +24,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
-
-// What it finds is to come to the round's own handler, with its stack.
-extern "C" const char* __asan_default_options() {
-  return "handle_segv=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:handle_abort=0:"
-         "abort_on_error=1:detect_leaks=0:allocator_may_return_null=1:use_sigaltstack=0";
-}
-extern "C" const char* __ubsan_default_options() { return "abort_on_error=1:print_stacktrace=1"; }
 
 namespace {
 
@@ -90,7 +85,7 @@ void beExaminer() {
   ACE_Log_Category::ace_lib().per_thr_obj()->log(LM_DEBUG, ACE_TEXT(""));
   for (int error = 1; error < 200; ++error) {
     char text[100];
-    static_cast<void>(strerror_r(error, text, sizeof text));
+    [[maybe_unused]] const char* const name = strerror_r(error, text, sizeof text);
     static_cast<void>(std::strerror(error));
   }
   setResolverRule(resolverFailure);
@@ -118,16 +113,38 @@ Tally examineApart(const Operation& operation, const Extent& extent) {
   return tally;
 }
 
+// How much of it all is tried.
+struct Bounds {
+  double seconds = 0;
+  std::optional<int> rounds;
+  unsigned int seed = 1;
+};
+
+Bounds boundsFrom(const std::string& word) {
+  Bounds bounds;
+  if (word == "all") {
+    return bounds;
+  }
+  if (word.back() == 'x') {
+    bounds.rounds = std::atoi(word.c_str());
+  } else {
+    bounds.seconds = std::strtod(word.c_str(), nullptr);
+    bounds.seed = std::random_device()();
+    std::printf("a share at random, of seed %u\n", bounds.seed);
+  }
+  return bounds;
+}
+
 // What is left of the time is shared by those that are left.
-Extent extentFor(double seconds, std::chrono::steady_clock::time_point begin, size_t left,
-                 unsigned int seed) {
+Extent extentFor(const Bounds& bounds, std::chrono::steady_clock::time_point begin, size_t left) {
   Extent extent;
-  if (seconds > 0) {
+  extent.rounds = bounds.rounds;
+  extent.seed = bounds.seed;
+  if (bounds.seconds > 0) {
     const auto now = std::chrono::steady_clock::now();
-    const auto end = begin + std::chrono::duration<double>(seconds);
+    const auto end = begin + std::chrono::duration<double>(bounds.seconds);
     const std::chrono::duration<double> share = (end - now) / static_cast<double>(left);
     extent.end = now + std::chrono::duration_cast<std::chrono::milliseconds>(share);
-    extent.seed = seed;
   }
   return extent;
 }
@@ -142,29 +159,26 @@ std::string lineFor(const Operation& operation, const Tally& tally) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
-  const bool isBounded = !arguments.empty() && arguments[0] != "all";
-  const double seconds = isBounded ? std::strtod(arguments[0].c_str(), nullptr) : 0;
-  const std::vector<std::string> names(arguments.begin() + (arguments.empty() ? 0 : 1),
-                                       arguments.end());
-  const unsigned int seed = std::random_device()();
-  setlocale(LC_ALL, "C.UTF-8");
-  const Operations operations = chosen(names);
-  if (isBounded) {
-    std::printf("a share at random, of seed %u\n", seed);
+  std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+  if (words.empty()) {
+    words.emplace_back("all");
   }
+  const Bounds bounds = boundsFrom(words[0]);
+  setlocale(LC_ALL, "C.UTF-8");
+  const Operations operations = chosen({words.begin() + 1, words.end()});
   const auto begin = std::chrono::steady_clock::now();
-  std::string report;
-  int rounds = 0;
-  int findings = 0;
+  Tally sum{};
   for (size_t i = 0; i < operations.size(); ++i) {
     const Tally tally =
-        examineApart(operations[i], extentFor(seconds, begin, operations.size() - i, seed));
-    report += lineFor(operations[i], tally);
-    rounds += tally.rounds;
-    findings += tally.findings;
+        examineApart(operations[i], extentFor(bounds, begin, operations.size() - i));
+    std::printf("%s", lineFor(operations[i], tally).c_str());
+    std::fflush(stdout);
+    sum.calls += tally.calls;
+    sum.rounds += tally.rounds;
+    sum.foreign += tally.foreign;
+    sum.findings += tally.findings;
   }
-  std::printf("%s%d operations, %d rounds, %d findings\n", report.c_str(),
-              static_cast<int>(operations.size()), rounds, findings);
-  return findings == 0 ? 0 : 1;
+  std::printf("%zu operations, %d calls, %d rounds, %d theirs, %d findings\n", operations.size(),
+              sum.calls, sum.rounds, sum.foreign, sum.findings);
+  return sum.findings == 0 ? 0 : 1;
 }

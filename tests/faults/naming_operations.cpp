@@ -61,7 +61,7 @@ Operation answering(const std::string& name, Run run, Describe describe,
 
 class ResolverList {
  public:
-  ResolverList() { getaddrinfo(host.c_str(), nullptr, nullptr, &m_list); }
+  ResolverList() { (void)getaddrinfo(host.c_str(), nullptr, nullptr, &m_list); }
   ~ResolverList() { freeaddrinfo(m_list); }
   ResolverList(const ResolverList&) = delete;
   ResolverList& operator=(const ResolverList&) = delete;

@@ -16,11 +16,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 namespace kelp_test {
 namespace {
 
 Report* current = nullptr;
+CallSites* currentSites = nullptr;  // null where nobody wants them
 pid_t roundProcess = 0;
 
 template <size_t size>
@@ -30,9 +32,12 @@ void store(std::array<char, size>& target, const std::string& text) {
   target[length] = '\0';
 }
 
+// What comes while the process ends by exit() changes nothing.
 void noteEnd(int number) {
-  current->endingSignal = number;
-  current->end.capture();
+  if (!current->exited) {
+    current->endingSignal = number;
+    current->end.capture();
+  }
   _exit(1);
 }
 
@@ -90,8 +95,12 @@ class Counting {
     for (size_t i = 0; i < callCount; ++i) {
       m_failures.at(i).emplace(static_cast<Call>(i), 0, INT_MAX, Times::once, where);
     }
+    if (currentSites != nullptr) {
+      std::exchange(currentSites, nullptr)->watch();
+    }
   }
   ~Counting() {
+    CallSites::endWatch();
     for (size_t i = 0; i < callCount; ++i) {
       current->calls.at(i) = m_failures.at(i)->calls();
     }
@@ -189,6 +198,22 @@ class OwnChildren {
   sigset_t m_old{};
 };
 
+// For a round's process, and for what it has left, which is ended. The process is reaped last:
+// until then its number is no other's.
+int waitForAll(pid_t round) {
+  siginfo_t info{};
+  while (waitid(P_PID, static_cast<id_t>(round), &info, WEXITED | WNOWAIT) == -1 &&
+         errno == EINTR) {
+  }
+  kill(-round, SIGKILL);
+  int status = 0;
+  while (waitpid(round, &status, 0) == -1 && errno == EINTR) {
+  }
+  while (waitpid(-1, nullptr, 0) > 0) {
+  }
+  return status;
+}
+
 }  // namespace
 
 void runRound(const Operation& operation, const Fault* fault, Where where, Round kind,
@@ -205,15 +230,16 @@ void runRound(const Operation& operation, const Fault* fault, Where where, Round
     store(report.complaint, "no process could be made");
     return;
   }
-  int status = 0;
-  while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
-  }
-  kill(-child, SIGKILL);
-  while (waitpid(-1, nullptr, 0) > 0) {
-  }
+  const int status = waitForAll(child);
   if (!report.isDone && report.endingSignal == 0 && !report.exited) {
     store(report.complaint, "its process ended with wait status " + std::to_string(status));
   }
+}
+
+void runRoundFor(CallSites& sites, const Operation& operation, Where where, Report& report) {
+  currentSites = &sites;
+  runRound(operation, nullptr, where, Round::plain, report);
+  currentSites = nullptr;
 }
 
 std::string runHere(const Operation& operation) {

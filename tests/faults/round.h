@@ -1,6 +1,7 @@
 // One round: a job in a process of its own, and what became of both.
 #pragma once
 
+#include "call_sites.h"
 #include "calls.h"
 #include "job.h"
 #include "stack.h"
@@ -41,6 +42,9 @@ enum class Round { plain, findsLeaks };
 // that are made `where`.
 void runRound(const Operation& operation, const Fault* fault, Where where, Round kind,
               Report& report);
+
+// A round without a fault that also notes where the calls of its first run come from.
+void runRoundFor(CallSites& sites, const Operation& operation, Where where, Report& report);
 
 // The same in this very process, without a fault: what is done once in a process is done then.
 std::string runHere(const Operation& operation);

@@ -22,25 +22,6 @@ struct Place {
   std::string function;
 };
 
-constexpr ForeignFault foreignFaults[] = {
-    {Failing::crashes, "libACE*", "ACE_Configuration_Heap::open(*", "uses what it has not got"},
-    {Failing::crashes, "libACE*", "ACE_Configuration_Heap::create_index(*",
-     "uses what it has not got (called by open)"},
-    {Failing::crashes, "libACE*", "ACE_Configuration_Heap::open_section(*", "copies to null"},
-    {Failing::crashes, "libACE*", "ACE_Registry_ImpExp::import_config(*", "copies to null"},
-    {Failing::crashes, "libACE*", "ACE_Registry_ImpExp::export_config(*", "copies to null"},
-    {Failing::crashes, "libicui18n*", "icu_*::MessageFormat::format(*",
-     "copies formats that are not whole"},
-    {Failing::leaks, "libicuuc*", "icu_*::ResourceBundle::ResourceBundle(*",
-     "keeps what it had when memory ran out"},
-    {Failing::leaks, "libxerces-c*", "xercesc_*::XMLReaderFactory::createXMLReader(*",
-     "keeps what it had when memory ran out"},
-    {Failing::leaks, "libxerces-c*", "xercesc_*::SAX2XMLReaderImpl::parse(*",
-     "keeps what it had when memory ran out"},
-    {Failing::exits, "libxerces-c*", "xercesc_*::XMLPlatformUtils::Initialize(*",
-     "ends the process where memory runs out"},
-};
-
 std::string demangled(const char* name) {
   int status = 0;
   const std::unique_ptr<char, void (*)(void*)> text(
@@ -81,8 +62,8 @@ bool isNobodys(const Place& place) {
 }
 
 bool isOf(const Place& place, const ForeignFault& fault) {
-  return fnmatch(fault.object, place.object.c_str(), 0) == 0 &&
-         fnmatch(fault.function, place.function.c_str(), 0) == 0;
+  return fnmatch(fault.object.c_str(), place.object.c_str(), 0) == 0 &&
+         fnmatch(fault.function.c_str(), place.function.c_str(), 0) == 0;
 }
 
 // From the innermost function of interest up to where this program called.
@@ -108,11 +89,10 @@ const ForeignFault* foreignFault(Failing how, const Stack& stack) {
     if (beginsWith(place.object, "libkelp")) {
       break;
     }
-    const auto* const found =
-        std::find_if(std::begin(foreignFaults), std::end(foreignFaults),
-                     [&](const ForeignFault& f) { return f.how == how && isOf(place, f); });
-    if (found != std::end(foreignFaults)) {
-      return found;
+    for (const ForeignFault& fault : foreignFaults()) {
+      if (fault.how == how && isOf(place, fault)) {
+        return &fault;
+      }
     }
   }
   return nullptr;

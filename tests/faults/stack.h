@@ -1,6 +1,8 @@
 // Where a process stood when it ended, or asked for memory, and whose fault that is.
 #pragma once
 
+#include "foreign_faults.h"
+
 #include <array>
 #include <cstddef>
 #include <string>
@@ -15,16 +17,6 @@ struct Stack {
 
   // May be called in a signal handler, once it has been called outside of one.
   void capture();
-};
-
-// What is known to fail inside the libraries that the library stands on. Each is shown by a
-// program of its own, foreign_faults_test, in which the library is not.
-enum class Failing { crashes, leaks, exits };
-struct ForeignFault {
-  Failing how;
-  const char* object;    // its file, by a pattern of the shell's
-  const char* function;  // likewise
-  const char* what;
 };
 
 // For what failed within a call from this program or the library into another one. Null for what is

@@ -65,11 +65,11 @@ std::string howItEnded(const Report& report) {
 }
 
 Verdict verdictOnEnd(const Report& report) {
-  const Failing how = report.exited ? Failing::exits : Failing::crashes;
-  if (report.endingSignal != SIGALRM) {
-    if (const ForeignFault* known = foreignFault(how, report.end)) {
-      return {"", known};
-    }
+  const Failing how = report.endingSignal == SIGALRM ? Failing::hangs
+                      : report.exited                ? Failing::exits
+                                                     : Failing::crashes;
+  if (const ForeignFault* known = foreignFault(how, report.end)) {
+    return {"", known};
   }
   return {howItEnded(report) + " at\n" + describe(report.end), nullptr};
 }

@@ -83,7 +83,7 @@ mkdir "$scratch/host"
 cat >"$scratch/host/CMakeLists.txt" <<CMAKE
 cmake_minimum_required(VERSION 3.25)
 project(host LANGUAGES C CXX)
-add_subdirectory($source kelp)
+add_subdirectory("$source" kelp)
 CMAKE
 configure "$scratch/host" host_of_several -G "Ninja Multi-Config" "-DCMAKE_CONFIGURATION_TYPES=$types"
 several host_of_several

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# headers_compile.sh COMPILER STANDARD LANGUAGE DIRECTORY DIRECTORY HEADER …
+# headers_compile.sh alone|together COMPILER STANDARD LANGUAGE DIRECTORY DIRECTORY HEADER …
 #
-# Compiles every header of the two directories alone, then all together, forwards and backwards, without a warning.
+# Compiles each header of the two directories alone, or all together, forwards and backwards, without a warning.
 set -euo pipefail
-compiler=$1 standard=$2 language=$3
-directories=("-I$4" "-I$5")
-shift 5
+how=$1 compiler=$2 standard=$3 language=$4
+directories=("-I$5" "-I$6")
+shift 6
 
 check() { # headers, one a line, on standard input
   sed 's/.*/#include <&>/' |
@@ -13,8 +13,16 @@ check() { # headers, one a line, on standard input
     { echo "with $compiler -std=$standard: $1" >&2; exit 1; }
 }
 
-for header; do
-  echo "$header" | check "$header alone"
-done
-printf '%s\n' "$@" | check "all together"
-printf '%s\n' "$@" | tac | check "all together, backwards"
+alone() {
+  local header
+  for header; do
+    echo "$header" | check "$header alone"
+  done
+}
+
+together() {
+  printf '%s\n' "$@" | check "all together"
+  printf '%s\n' "$@" | tac | check "all together, backwards"
+}
+
+"$how" "$@"

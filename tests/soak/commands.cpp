@@ -105,7 +105,7 @@ Command failingInTheChild(Random& random) {
 }  // namespace
 
 std::vector<End> Command::ends(bool early) const {
-  const std::vector<End> byForce = {{true, SIGTERM}, {true, SIGKILL}};
+  std::vector<End> byForce = {{true, SIGTERM}, {true, SIGKILL}};
   if (runsOn && !early) {
     return byForce;
   }

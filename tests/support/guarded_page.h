@@ -1,5 +1,5 @@
-// Memory that ends, or begins, at a page nobody may touch, so that one element too far faults at
-// once.
+// Memory that ends, or begins, at a page nobody may touch, so that one element too far
+// faults at once.
 #pragma once
 
 #include <sys/mman.h>

@@ -29,11 +29,13 @@ struct Armed {
   pid_t owner;
 };
 
-// Shared with forked children, so that what they count is seen here. Null before the first failure
-// is armed.
+// Shared with forked children, so that what they count is seen here. Null before the first
+// failure is armed.
 Armed* armedCalls = nullptr;
 
 Replacements current;
+
+void (*callListener)(Call call, int number) = nullptr;
 
 thread_local int unfailing = 0;
 
@@ -161,6 +163,9 @@ bool isToFail(Call call) {
     return false;
   }
   const int number = failure.calls.fetch_add(1) + 1;
+  if (callListener != nullptr) {
+    callListener(call, number);
+  }
   if (number != failure.nth && (failure.times == Times::once || number < failure.nth)) {
     return false;
   }
@@ -187,6 +192,8 @@ ScopedFailure::~ScopedFailure() { armed(m_call).active = false; }
 int ScopedFailure::calls() const { return armed(m_call).calls; }
 
 int ScopedFailure::failed() const { return armed(m_call).failed; }
+
+void setCallListener(void (*listener)(Call call, int number)) { callListener = listener; }
 
 ScopedReplacements::ScopedReplacements(const Replacements& replacements) : m_old(current) {
   current = replacements;

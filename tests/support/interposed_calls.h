@@ -62,8 +62,8 @@ constexpr size_t callCount = static_cast<size_t>(Call::gethostname) + 1;
 // Which processes a failure concerns: the one that armed it, its children, or both.
 enum class Where { here, child, anywhere };
 
-// Makes the n-th call from now on fail, or all from the n-th on. One failure for each kind of call
-// at a time.
+// Makes the n-th call from now on fail, or all from the n-th on. One failure for each kind of
+// call at a time.
 class ScopedFailure {
  public:
   ScopedFailure(Call call, int error, int nth = 1, Times times = Times::once,
@@ -79,6 +79,10 @@ class ScopedFailure {
  private:
   Call m_call;
 };
+
+// Is told of every call that an armed failure counts, with its number, in the process that makes
+// it. It may not make such calls itself. Null for none, as at first.
+void setCallListener(void (*listener)(Call call, int number));
 
 // While it lives, no call of its thread fails or is counted.
 class Unfailing {

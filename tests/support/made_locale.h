@@ -12,8 +12,8 @@
 
 namespace kelp_test {
 
-// Compiled and set in one category for as long as a test needs it. A machine without localedef has
-// none.
+// Compiled and set in one category for as long as a test needs it. A machine without
+// localedef has none.
 class MadeLocale {
  public:
   MadeLocale(int category, const std::string& source, const std::string& charmap = "")

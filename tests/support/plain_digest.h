@@ -10,8 +10,8 @@
 
 namespace kelp_test {
 
-// The whole message is padded in memory and every step looks its numbers up. With
-// words of 32 bits the shifts become rotations and the result is the well-known MD5.
+// The whole message is padded in memory and every step looks its numbers up. With words of 32 bits
+// the shifts become rotations and the result is the well-known MD5.
 template <class Word>
 struct PlainDigest {
   Word state[4] = {0x67452301, 0xefcdab89, 0x98badcfe, 0x10325476};

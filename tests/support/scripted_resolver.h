@@ -17,8 +17,8 @@
 namespace kelp_test {
 
 // Is asked before each call of the whole process, scripted or not: another result than 0 becomes
-// that of the call, which fails with it; for gethostname it becomes errno. Null for none, as at
-// first.
+// that of the call, which fails with it; for gethostname it becomes errno. Null for none,
+// as at first.
 enum class ResolverCall { getaddrinfo, getnameinfo, gethostname };
 void setResolverRule(int (*rule)(ResolverCall call));
 

@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# dev_test.sh SOURCE
+#
+# The script dev, in a copy of the tree: a build directory that came along from elsewhere is configured anew, and what
+# cannot be written is said before anything is built. The path of the copy has a space.
+set -euo pipefail
+source=$1
+scratch=$(mktemp -d)
+trap 'chmod -R u+w "$scratch"; rm -rf "$scratch"' EXIT
+fail() { echo "$*" >&2; exit 1; }
+
+first="$scratch/a copy" second="$scratch/another place"
+mkdir "$first"
+(cd "$source" && tar -c --exclude=./build --exclude=./.git .) | tar -x -C "$first"
+
+# home TREE: where CMake believes its build directory's sources to be, after dev has configured it.
+home() {
+  # shellcheck source=/dev/null
+  (. "$1/dev" && configure moved debug -DKELP_BUILD_TESTS=OFF -DKELP_BUILD_EXAMPLES=OFF) >"$scratch/log" 2>&1 ||
+    { cat "$scratch/log" >&2; fail "cannot configure $1"; }
+  sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "$1/build/moved/CMakeCache.txt"
+}
+
+[ "$(home "$first")" = "$first" ] || fail "the first directory is not that of its tree"
+mv "$first" "$second"
+[ "$(home "$second")" = "$second" ] || fail "what was moved is not configured anew"
+(cd "$second/build/moved" && ninja -n >"$scratch/log") || { cat "$scratch/log" >&2; fail "it cannot be built"; }
+! grep -rqF "$first" "$second/build/moved/build.ninja" || fail "it still names the old place"
+
+# Root may write all of this, so another user tries.
+refused() { # WORD COMMAND …: fails, and says so with this word, without building
+  local word=$1 said
+  said=$("${@:2}" 2>&1) && fail "${*:2} has not failed"
+  [[ $said == *"$word"* && $said != *"==> "* ]] || fail "${*:2} says: $said"
+}
+chmod -R a-w "$second"
+rm -rf "${second:?}/build" 2>/dev/null || true
+as_ordinary_user=()
+if [ "$(id -u)" = 0 ]; then
+  chmod 755 "$scratch"
+  as_ordinary_user=(setpriv --reuid 65534 --regid 65534 --clear-groups)
+fi
+refused "copy of your own" "${as_ordinary_user[@]}" "$second/dev" docs
+mkdir -m 555 "$scratch/prefix"
+chmod -R a+w "$second"
+refused "prefix of your own" "${as_ordinary_user[@]}" "$second/dev" install "$scratch/prefix/below"
