@@ -18,7 +18,7 @@ namespace kelp_cmn_4_4 {
 /** @name Statuses of CCmnMessageCatalog::init() */
 ///@{
 constexpr int catalogOk = 0;        ///< the catalog can be used
-constexpr int catalogUnusable = 3;  ///< CCmnIcuMessageCatalog cannot
+constexpr int catalogUnusable = 3;  ///< it cannot; from CCmnIcuMessageCatalog
 ///@}
 
 /**

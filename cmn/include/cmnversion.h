@@ -5,10 +5,14 @@
 #ifndef CMNVERSION_H
 #define CMNVERSION_H
 
-#define KELP_CMN_VERSION_MAJOR 4 /**< The first number of the version. */
-#define KELP_CMN_VERSION_MINOR \
-  4 /**< The second: a host of one minor version needs just that one. */
-#define KELP_CMN_VERSION_PATCH 0 /**< The third: corrections and additions. */
+/** The version's first number. */
+#define KELP_CMN_VERSION_MAJOR 4
+
+/** The second: first and second together name the series, which keeps its binary interface. */
+#define KELP_CMN_VERSION_MINOR 4
+
+/** The third: it grows with corrections and additions. */
+#define KELP_CMN_VERSION_PATCH 0
 
 /** The version as one number that grows with it, for `#if`: 4.4.0 is 40400. */
 #define KELP_CMN_VERSION_NUMBER \
