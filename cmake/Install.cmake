@@ -23,12 +23,23 @@ file(RELATIVE_PATH pkgconfig_to_includedir ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfi
 configure_file(cmake/kelp_cmn_4_4.pc.in kelp_cmn_4_4.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kelp_cmn_4_4.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
 
+# For trying a host out: what it does below /usr/tulsk in a view of its own.
+install(PROGRAMS tests/support/private_view DESTINATION ${CMAKE_INSTALL_BINDIR} RENAME kelp-cmn-4-4-private-view
+  COMPONENT development)
+set(manual_page cmake/kelp-cmn-4-4-private-view.1)
+if(KELP_PACKAGES)
+  set(manual_page ${compressed_manual_page})
+endif()
+install(FILES ${manual_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT development)
+
 # Inside a host's project CMAKE_INSTALL_DOCDIR is the host's.
 set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/kelp_cmn_4_4)
-if(PROJECT_IS_TOP_LEVEL)
+if(KELP_PACKAGES)
+  set(doc_dir ${CMAKE_INSTALL_DATAROOTDIR}/doc/${development_package})
+elseif(PROJECT_IS_TOP_LEVEL)
   set(doc_dir ${CMAKE_INSTALL_DOCDIR})
 endif()
-install(FILES README.md CHANGELOG.md DESTINATION ${doc_dir} COMPONENT development)
+install(FILES README.md CHANGELOG.md SECURITY.md SUPPORT.md DESTINATION ${doc_dir} COMPONENT development)
 # As in the tree, so that the links between them hold.
 install(DIRECTORY docs/guide docs/examples DESTINATION ${doc_dir}/docs COMPONENT development)
 install(DIRECTORY examples DESTINATION ${doc_dir} COMPONENT development)

@@ -19,27 +19,23 @@ namespace {
 
 using kelp_cmn_4_4::CCmnIcuMessage;
 using kelp_cmn_4_4::CCmnIcuMessageCatalog;
-using kelp_cmn_4_4::CCmnMessage;
-using kelp_cmn_4_4::CCmnMessageCatalog;
 using kelp_cmn_4_4::CCmnMessageCatalogFactory;
 using kelp_cmn_4_4::CCmnMessageCatalogManager;
-using kelp_cmn_4_4::CCmnNullAllocator;
-using kelp_cmn_4_4::CCmnSmartPtr;
+using kelp_cmn_4_4::CCmnMessageCatalogPtr;
+using kelp_cmn_4_4::CCmnMessagePtr;
 using kelp_cmn_4_4::SCmnMessageInfo;
-using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
-using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
 
 constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
 
 // Says which classes this host uses, and which message files.
 class Factory : public CCmnMessageCatalogFactory {
  public:
-  Catalog createCatalog(const char* language) override {
+  CCmnMessageCatalogPtr createCatalog(const char* language) override {
     return new CCmnIcuMessageCatalog(language, "message_relay");
   }
 
-  Message createMessage(const SCmnMessageInfo* info) override {
-    Message message(new CCmnIcuMessage);
+  CCmnMessagePtr createMessage(const SCmnMessageInfo* info) override {
+    CCmnMessagePtr message(new CCmnIcuMessage);
     message->deserialize(info);
     return message;
   }

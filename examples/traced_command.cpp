@@ -9,12 +9,9 @@
 
 namespace {
 
-using kelp_cmn_4_4::CCmnContextSingletonAllocator;
 using kelp_cmn_4_4::CCmnExecPipePosix;
-using kelp_cmn_4_4::CCmnSmartPtr;
-using kelp_cmn_4_4::CCmnTraceLog;
+using kelp_cmn_4_4::CCmnTraceLogPtr;
 using kelp_cmn_4_4::execPipeReadTimedOut;
-using TraceLog = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
 
 constexpr int wrongUsage = 64;  // EX_USAGE of <sysexits.h>
 
@@ -134,7 +131,7 @@ int main(int argc, char** argv) {
 
   // One log for the process; empty directory and file mean the configured or default ones. The
   // level counts only until the component's configuration file holds one.
-  const TraceLog log = TraceLog::create();
+  const CCmnTraceLogPtr log = CCmnTraceLogPtr::create();
   log->initialize(options.component.c_str(), "", "", options.level, options.echo);
 
   // Its destructor gives a command that timed out 10 seconds more, then asks it to end, and 10

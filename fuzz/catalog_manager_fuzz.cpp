@@ -19,15 +19,12 @@ using kelp_cmn_4_4::CCmnMessage;
 using kelp_cmn_4_4::CCmnMessageCatalog;
 using kelp_cmn_4_4::CCmnMessageCatalogFactory;
 using kelp_cmn_4_4::CCmnMessageCatalogManager;
-using kelp_cmn_4_4::CCmnNullAllocator;
-using kelp_cmn_4_4::CCmnSmartPtr;
+using kelp_cmn_4_4::CCmnMessageCatalogPtr;
+using kelp_cmn_4_4::CCmnMessagePtr;
 using kelp_cmn_4_4::SCmnMessageInfo;
 using kelp_cmn_4_4::tstr;
 using kelp_fuzz::expect;
 using kelp_fuzz::Input;
-
-using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
-using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
 
 // ---- the host's side
 
@@ -92,13 +89,13 @@ class ScriptedFactory : public CCmnMessageCatalogFactory {
  public:
   explicit ScriptedFactory(World& world) : m_world(world) {}
 
-  Catalog createCatalog(const char* language) override {
+  CCmnMessageCatalogPtr createCatalog(const char* language) override {
     m_world.calls.push_back(std::string("catalog ") + language);
     return new ScriptedCatalog(m_world, language);
   }
-  Message createMessage(const SCmnMessageInfo* info) override {
+  CCmnMessagePtr createMessage(const SCmnMessageInfo* info) override {
     m_world.calls.push_back(std::string("message ") + info->text);
-    Message message(new ScriptedMessage(""));
+    CCmnMessagePtr message(new ScriptedMessage(""));
     message->deserialize(info);
     return message;
   }
@@ -258,7 +255,7 @@ class Script {
   void expectLocalized(Input& input) {
     const std::string id = input.text();
     const std::string language = someLanguage(input).value_or("");
-    Message message(new ScriptedMessage(id));
+    CCmnMessagePtr message(new ScriptedMessage(id));
     const tstr text = m_manager.getLocalizedMessage(message, language.c_str());
     expect(text.c_str() == m_plain.localized(id, language), "the plain manager's text");
   }

@@ -238,7 +238,7 @@ class Script {
         break;
       case 2:
         m_log.trace(someLevel(m_input), nullptr);
-        m_log.trace(someLevel(m_input), "");
+        traceAsFormat(someLevel(m_input), "");
         break;
       default:
         trace();
@@ -333,7 +333,7 @@ class Script {
     for (const char c : text) {
       format += std::string(c == '%' ? 2 : 1, c);
     }
-    m_log.trace(level, format.c_str());
+    m_log.trace(level, format.c_str(), "not looked at");
     if (!format.empty()) {
       expectLine(level, text);
     }

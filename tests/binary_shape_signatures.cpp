@@ -209,6 +209,9 @@ using Manager = CCmnMessageCatalogManager;
 using MessageHolder = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
 using CatalogHolder = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
 
+static_assert(std::is_same_v<CCmnMessagePtr, MessageHolder>);
+static_assert(std::is_same_v<CCmnMessageCatalogPtr, CatalogHolder>);
+
 static_assert(hasSignature<&CCmnMessageCatalogFactory::createCatalog,
                            CatalogHolder (CCmnMessageCatalogFactory::*)(const char*)>);
 static_assert(hasSignature<&CCmnMessageCatalogFactory::createMessage,
@@ -268,6 +271,7 @@ static_assert(hasSignature<&CCmnQRBConfiguration::getTraceLevel, int (*)(tstr&, 
 using Log = CCmnTraceLog;
 using LogHolder = CCmnSmartPtr<Log, CCmnContextSingletonAllocator<Log>>;
 
+static_assert(std::is_same_v<CCmnTraceLogPtr, LogHolder>);
 static_assert(hasSignature<&Log::initialize, void (Log::*)(const tstr&, tstr, tstr, int, bool)>);
 static_assert(hasSignature<&Log::trace, void (Log::*)(int, const char*, ...)>);
 static_assert(

@@ -35,8 +35,7 @@ namespace fs = std::filesystem;
 using kelp_cmn_4_4::CCmnIcuMessage;
 using kelp_cmn_4_4::CCmnIcuMessageCatalog;
 using kelp_cmn_4_4::CCmnMessageCatalog;
-using kelp_cmn_4_4::CCmnNullAllocator;
-using kelp_cmn_4_4::CCmnSmartPtr;
+using kelp_cmn_4_4::CCmnMessageCatalogPtr;
 using kelp_cmn_4_4::tstr;
 using kelp_test::BundleForm;
 using kelp_test::installBundle;
@@ -654,7 +653,6 @@ TEST_P(IcuCatalog, InitAgainDoesNotFreeTheFirstBundle) {
 }
 
 TEST_P(IcuCatalog, TheLastHolderClosesTheBundle) {
-  using Holder = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
   installBundle("messages", GetParam());
   for (const char* language : {"de", "de_AT", "fr"}) {
     SCOPED_TRACE(language);
@@ -662,12 +660,12 @@ TEST_P(IcuCatalog, TheLastHolderClosesTheBundle) {
     fillIcusCaches(language, "messages");
     const size_t before = memory.liveBlocks();
     {
-      const Holder first(new CCmnIcuMessageCatalog(language, "messages"));
+      const CCmnMessageCatalogPtr first(new CCmnIcuMessageCatalog(language, "messages"));
       first->init();
       const size_t open = memory.liveBlocks();
       EXPECT_GT(open, before);
       {
-        const Holder second(first);
+        const CCmnMessageCatalogPtr second(first);
         EXPECT_EQ(second->getCount(), 2);
       }
       EXPECT_EQ(memory.liveBlocks(), open);

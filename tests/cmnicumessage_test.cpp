@@ -37,9 +37,7 @@ namespace {
 using icu::Formattable;
 using icu::UnicodeString;
 using kelp_cmn_4_4::CCmnIcuMessage;
-using kelp_cmn_4_4::CCmnMessage;
-using kelp_cmn_4_4::CCmnNullAllocator;
-using kelp_cmn_4_4::CCmnSmartPtr;
+using kelp_cmn_4_4::CCmnMessagePtr;
 using kelp_cmn_4_4::CCmnStringTool;
 using kelp_cmn_4_4::SCmnMessageInfo;
 using kelp_cmn_4_4::tstr;
@@ -236,7 +234,7 @@ TEST(IcuMessage, EndsWithItsLastHolder) {
   };
   int ends = 0;
   {
-    const CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> holder(new Watched(ends));
+    const CCmnMessagePtr holder(new Watched(ends));
     EXPECT_EQ(holder->getCount(), 1);
   }
   EXPECT_EQ(ends, 1);

@@ -10,9 +10,8 @@
 namespace {
 
 using kelp_cmn_4_4::CCmnMessage;
-using kelp_cmn_4_4::CCmnNullAllocator;
+using kelp_cmn_4_4::CCmnMessagePtr;
 using kelp_cmn_4_4::CCmnRefCount;
-using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::SCmnMessageInfo;
 using kelp_cmn_4_4::tstr;
 
@@ -113,13 +112,12 @@ TEST(Message, IsCountedFromNobody) {
 }
 
 TEST(Message, EndsWithItsLastHolder) {
-  using Holder = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
   int ends = 0;
   auto* message = new PlainMessage("id", &ends);
   {
-    Holder first(message);
+    CCmnMessagePtr first(message);
     {
-      const Holder second(message);
+      const CCmnMessagePtr second(message);
       EXPECT_TRUE(second == first);
       EXPECT_EQ(message->getCount(), 2);
     }

@@ -9,9 +9,8 @@
 namespace {
 
 using kelp_cmn_4_4::CCmnMessageCatalog;
-using kelp_cmn_4_4::CCmnNullAllocator;
+using kelp_cmn_4_4::CCmnMessageCatalogPtr;
 using kelp_cmn_4_4::CCmnRefCount;
-using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::tstr;
 
 // A host's catalog without setup: its texts are made of what it was constructed with.
@@ -49,6 +48,11 @@ void expectNoPath(const PlainCatalog& catalog, const char* language, const char*
   EXPECT_EQ(catalog.m_language, language);
   EXPECT_STREQ(catalog.m_catalogName.c_str(), name);
   EXPECT_STREQ(catalog.m_bundlePath.c_str(), "");
+}
+
+TEST(CatalogStatuses, AreThoseThatHostsWereCompiledWith) {
+  EXPECT_EQ(kelp_cmn_4_4::catalogOk, 0);
+  EXPECT_EQ(kelp_cmn_4_4::catalogUnusable, 3);
 }
 
 TEST(MessageCatalog, HasItsLanguageAndItsNameButNoPathAtFirst) {
@@ -93,12 +97,11 @@ TEST(MessageCatalog, IsCountedLikeEverySharedObject) {
 }
 
 TEST(MessageCatalog, TheLastHolderDeletesTheDerivedCatalog) {
-  using Holder = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
   bool destroyed = false;
   {
-    const Holder first(new PlainCatalog("ja", "msgs", &destroyed));
+    const CCmnMessageCatalogPtr first(new PlainCatalog("ja", "msgs", &destroyed));
     {
-      const Holder second(first);
+      const CCmnMessageCatalogPtr second(first);
       EXPECT_EQ(second->getCount(), 2);
     }
     EXPECT_FALSE(destroyed);

@@ -31,8 +31,8 @@ using kelp_cmn_4_4::SCmnMessageInfo;
 using kelp_cmn_4_4::tstr;
 using kelp_test::HeapWatch;
 
-using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
-using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
+using Catalog = kelp_cmn_4_4::CCmnMessageCatalogPtr;
+using Message = kelp_cmn_4_4::CCmnMessagePtr;
 using Manager = CCmnMessageCatalogManager;
 using Lines = std::vector<std::string>;
 

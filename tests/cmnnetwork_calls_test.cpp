@@ -98,6 +98,12 @@ void expectOutcomes(const std::vector<FaultCase>& cases, LookUp lookUp) {
   }
 }
 
+TEST(NetworkStatuses, AreThoseThatHostsWereCompiledWith) {
+  EXPECT_EQ(kelp_cmn_4_4::networkOk, 0);
+  EXPECT_EQ(kelp_cmn_4_4::networkLookupFailed, 3);
+  EXPECT_EQ(kelp_cmn_4_4::networkNoAddress, -1);
+}
+
 TEST_F(NetworkCalls, ValidatesByANumericLookUp) {
   EXPECT_TRUE(CCmnNetwork::validateIPAddress("10.0.0.9"));
   EXPECT_FALSE(CCmnNetwork::validateIPAddress("multi"));

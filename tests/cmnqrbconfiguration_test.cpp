@@ -64,6 +64,12 @@ class QRBConfiguration : public testing::Test {
   kelp_test::ScratchDirectory m_scratch;
 };
 
+TEST(VerbosityStatuses, AreThoseThatHostsWereCompiledWith) {
+  EXPECT_EQ(kelp_cmn_4_4::verbosityOk, 0);
+  EXPECT_EQ(kelp_cmn_4_4::verbosityMissing, 1);
+  EXPECT_EQ(kelp_cmn_4_4::verbosityUnreadable, 26);
+}
+
 TEST_F(QRBConfiguration, TheHostProductsFileHasAFixedPlace) {
   const kelp_test::InstallRoot root;
   tstr dir("an old directory");

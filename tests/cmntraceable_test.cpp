@@ -10,17 +10,14 @@
 
 namespace {
 
-using kelp_cmn_4_4::CCmnContextSingletonAllocator;
-using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::CCmnTraceable;
 using kelp_cmn_4_4::CCmnTraceLog;
-
-using Holder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
+using kelp_cmn_4_4::CCmnTraceLogPtr;
 
 class Worker : public CCmnTraceable {
  public:
-  const Holder& log() const { return m_traceLog; }
-  Holder& log() { return m_traceLog; }
+  const CCmnTraceLogPtr& log() const { return m_traceLog; }
+  CCmnTraceLogPtr& log() { return m_traceLog; }
   bool work() {
     if (m_traceLog) {
       m_traceLog->trace(1, "worked %d", 7);
@@ -46,7 +43,7 @@ TEST(Traceable, HoldsNoLogAtFirst) {
 }
 
 TEST(Traceable, TakesAShareInARegisteredLog) {
-  const Holder log(new CCmnTraceLog);
+  const CCmnTraceLogPtr log(new CCmnTraceLog);
   {
     Worker worker;
     worker.registerTraceLog(log);
@@ -63,7 +60,7 @@ TEST(Traceable, TheLastShareDestroysTheLog) {
   bool destroyed = false;
   {
     Worker worker;
-    worker.registerTraceLog(Holder(new WatchedLog(destroyed)));
+    worker.registerTraceLog(CCmnTraceLogPtr(new WatchedLog(destroyed)));
     EXPECT_EQ(worker.log()->getCount(), 1);
     EXPECT_FALSE(destroyed);
   }
@@ -71,7 +68,7 @@ TEST(Traceable, TheLastShareDestroysTheLog) {
 }
 
 TEST(Traceable, DestructionThroughTheBaseGivesTheShareUp) {
-  const Holder log(new CCmnTraceLog);
+  const CCmnTraceLogPtr log(new CCmnTraceLog);
   std::unique_ptr<CCmnTraceable> worker = std::make_unique<Worker>();
   worker->registerTraceLog(log);
   EXPECT_EQ(log->getCount(), 2);
@@ -81,9 +78,9 @@ TEST(Traceable, DestructionThroughTheBaseGivesTheShareUp) {
 
 TEST(Traceable, AnotherLogReplacesTheOldOne) {
   bool firstDestroyed = false;
-  const Holder second(new CCmnTraceLog);
+  const CCmnTraceLogPtr second(new CCmnTraceLog);
   Worker worker;
-  worker.registerTraceLog(Holder(new WatchedLog(firstDestroyed)));
+  worker.registerTraceLog(CCmnTraceLogPtr(new WatchedLog(firstDestroyed)));
   worker.registerTraceLog(second);
   EXPECT_TRUE(firstDestroyed);
   EXPECT_EQ(worker.log(), second);
@@ -91,21 +88,21 @@ TEST(Traceable, AnotherLogReplacesTheOldOne) {
 }
 
 TEST(Traceable, AnEmptyHolderEndsTracing) {
-  const Holder log(new CCmnTraceLog);
+  const CCmnTraceLogPtr log(new CCmnTraceLog);
   Worker worker;
   worker.registerTraceLog(log);
-  worker.registerTraceLog(Holder());
+  worker.registerTraceLog(CCmnTraceLogPtr());
   EXPECT_FALSE(worker.log());
   EXPECT_FALSE(worker.work());
   EXPECT_EQ(log->getCount(), 1);
-  worker.registerTraceLog(Holder());
+  worker.registerTraceLog(CCmnTraceLogPtr());
   EXPECT_FALSE(worker.log());
 }
 
 TEST(Traceable, RegisteringItsOwnHolderChangesNothing) {
   bool destroyed = false;
   Worker worker;
-  worker.registerTraceLog(Holder(new WatchedLog(destroyed)));
+  worker.registerTraceLog(CCmnTraceLogPtr(new WatchedLog(destroyed)));
   worker.registerTraceLog(worker.log());
   EXPECT_FALSE(destroyed);
   ASSERT_TRUE(worker.log());
@@ -113,8 +110,8 @@ TEST(Traceable, RegisteringItsOwnHolderChangesNothing) {
 }
 
 TEST(Traceable, RegisteringTheSameLogAgainKeepsTheCount) {
-  const Holder log(new CCmnTraceLog);
-  const Holder again(log);
+  const CCmnTraceLogPtr log(new CCmnTraceLog);
+  const CCmnTraceLogPtr again(log);
   Worker worker;
   worker.registerTraceLog(log);
   worker.registerTraceLog(again);
@@ -125,8 +122,8 @@ TEST(Traceable, RegisteringTheSameLogAgainKeepsTheCount) {
 TEST(Traceable, TheProcesssOneLogServesAllWorkers) {
   Worker first;
   Worker second;
-  first.registerTraceLog(Holder::create());
-  second.registerTraceLog(Holder::create());
+  first.registerTraceLog(CCmnTraceLogPtr::create());
+  second.registerTraceLog(CCmnTraceLogPtr::create());
   EXPECT_EQ(first.log(), second.log());
   EXPECT_EQ(first.log()->getCount(), 2);
 }
@@ -134,9 +131,9 @@ TEST(Traceable, TheProcesssOneLogServesAllWorkers) {
 TEST(Traceable, RegisteringCanBeOverridden) {
   class Refusing : public Worker {
    public:
-    void registerTraceLog(const Holder& /*log*/) override {}
+    void registerTraceLog(const CCmnTraceLogPtr& /*log*/) override {}
   };
-  const Holder log(new CCmnTraceLog);
+  const CCmnTraceLogPtr log(new CCmnTraceLog);
   Refusing refusing;
   CCmnTraceable& base = refusing;
   base.registerTraceLog(log);
@@ -146,7 +143,7 @@ TEST(Traceable, RegisteringCanBeOverridden) {
 TEST(Traceable, WritesThroughItsLog) {
   const kelp_test::InstallRoot root;
   kelp_test::InstallRoot::makeProductTree();
-  const Holder log(new CCmnTraceLog);
+  const CCmnTraceLogPtr log(new CCmnTraceLog);
   log->initialize("vault", "", "", 1, false);
   Worker worker;
   worker.registerTraceLog(log);

@@ -110,10 +110,9 @@ extern "C" FILE* fopen(const char* path, const char* mode) {
 
 namespace {
 
-using kelp_cmn_4_4::CCmnContextSingletonAllocator;
 using kelp_cmn_4_4::CCmnError;
-using kelp_cmn_4_4::CCmnSmartPtr;
 using kelp_cmn_4_4::CCmnTraceLog;
+using kelp_cmn_4_4::CCmnTraceLogPtr;
 using kelp_cmn_4_4::tstr;
 using kelp_test::HeapCall;
 using kelp_test::HeapRequest;
@@ -125,7 +124,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-using Holder = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
 using Keys = std::map<std::string, std::string>;
 
 constexpr char defaultTracePath[] = "/usr/tulsk/krellvane/logs/zorvt//vault.log";
@@ -247,13 +245,13 @@ TEST_F(TraceLog, StartsUninitializedAndTouchesNoFile) {
 }
 
 TEST_F(TraceLog, IsSharedByHoldersAndGoesWithTheLast) {
-  Holder first = Holder::create();
+  CCmnTraceLogPtr first = CCmnTraceLogPtr::create();
   ASSERT_TRUE(first);
   EXPECT_EQ(first->getCount(), 1);
-  const Holder second = Holder::create();
+  const CCmnTraceLogPtr second = CCmnTraceLogPtr::create();
   EXPECT_EQ(first, second) << "one log per process";
   EXPECT_EQ(first->getCount(), 2);
-  first = Holder();
+  first = CCmnTraceLogPtr();
   EXPECT_EQ(second->getCount(), 1);
 }
 
@@ -389,6 +387,48 @@ TEST_F(TraceLog, ACompleteConfigurationIsNotWrittenAgain) {
   initialize(7, true);
   EXPECT_THAT(interposed().saved, IsEmpty());
   EXPECT_EQ(readFile(configPath), content);
+}
+
+// The lines of a file, sorted: their order is that of the heap.
+std::vector<std::string> sortedLines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
+
+TEST_F(TraceLog, AMissingKeyCostsTheFileWhatItsReaderPassesOver) {
+  Keys keys = defaultKeys(3, 0);
+  keys.erase("TRACESTDOUT");
+  configure("# a comment\n; another\n" + sectionOf(keys) +
+            "\n[Z\\Inner]\n\"K\"=\"v\"  \nOLD=\"text\nNUMBER=#12\nno value\n\"BLANKS\" = \"1\"\n"
+            "\"LAST\"=\"without a line end\"");
+  initialize();
+  EXPECT_EQ(
+      sortedLines(readFile(configPath)),
+      sortedLines(sectionOf(defaultKeys(3, 0)) + "[Z]\n[Z\\Inner]\n\"K\"=\"v\"\n\"OLD\"=\"text\"\n"
+                                                 "\"NUMBER\"=dword:0000000c\n"));
+}
+
+TEST_F(TraceLog, AFileThatCannotBeReadToItsEndIsWrittenWithoutTheRest) {
+  const std::string own = sectionOf(defaultKeys(1, 0));
+  configure("[A]\n\"K\"=\"v\"\n[B\n\"L\"=\"w\"\n[C]\n\"M\"=\"x\"\n");
+  initialize();
+  EXPECT_EQ(sortedLines(readFile(configPath)), sortedLines(own + "[A]\n\"K\"=\"v\"\n"));
+
+  configure(std::string("[A]\n\"K\"=\"v\"\n\0\n", 13));
+  CCmnTraceLog().initialize("vault", "", "", 1, false);
+  EXPECT_EQ(sortedLines(readFile(configPath)), sortedLines(own));
+}
+
+TEST_F(TraceLog, DirectoryAndFileNameLetTheFileBeWrittenInAnyCase) {
+  const kelp_test::ScratchDirectory scratch;
+  configure("# a comment\n" + sectionOf(defaultKeys(3, 0)));
+  m_log.initialize("vault", scratch.path().c_str(), "mine.log", 1, false);
+  EXPECT_EQ(readFile(configPath).find('#'), std::string::npos);
 }
 
 TEST_F(TraceLog, EveryMissingKeyIsWrittenAndSavedByItself) {
@@ -623,7 +663,7 @@ TEST_F(TraceLog, EveryCallRefreshesTheLevelEvenOneThatPrintsNothing) {
   configure(sectionOf(defaultKeys(3, 0)));
   initialize();
   ASSERT_EQ(m_log.getTraceLevel(), 1);
-  m_log.trace(1, "");
+  m_log.trace(1, nullptr);
   EXPECT_EQ(m_log.getTraceLevel(), 3);
 }
 
@@ -941,9 +981,9 @@ TEST_F(TraceLog, LinesAreAppended) {
 TEST_F(TraceLog, NullAndEmptyFormatsPrintNothing) {
   initialize(1, true);
   EXPECT_EQ(captured([this] {
-              const char* const empty = "";
+              const std::string empty;
               m_log.trace(1, nullptr);
-              m_log.trace(1, empty);
+              m_log.trace(1, empty.c_str(), "not looked at");
             }),
             "");
   EXPECT_EQ(traced(), "");

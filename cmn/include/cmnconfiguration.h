@@ -103,6 +103,12 @@ class KELP_CMN_API CCmnConfiguration {
   /**
    * Writes every section of the heap to the file last named, in place: a crash, a full disk or a
    * lack of memory leaves a file that is not whole.
+   *
+   * The file is rewritten, whatever it held. Only what an import has read, or a setter set, stands
+   * in it: no comments, no empty lines, no lines that ACE passes over, nothing behind a line that
+   * ended the import. Sections and values come in the heap's order, not in that of the file, each
+   * parent of a nested section with a line of its own; ACE's older forms come in the newer one.
+   * Owner and mode of an existing file stay.
    * @return 0, else the status of ACE's export: -1 when the file cannot be opened, below -1 when it
    *         cannot be written
    * @throw std::bad_alloc if ACE gives 0, but had no memory for all of it

@@ -49,12 +49,12 @@ class KELP_CMN_API CCmnIcuMessageCatalog : public CCmnMessageCatalog {
    * Opens the bundle. A second call opens it anew and gives up the first one without freeing it.
    * The directory of the resources is created if it is missing. Not to be called while anybody else
    * uses the catalog.
-   * @return 0 if the bundle has the very language, or if ICU had to take the process's default
-   *         locale or the root for it (U_USING_DEFAULT_WARNING). 3 for everything else, also for
-   *         lack of memory (a later call may succeed), and if it has only a parent of the language
-   *         (U_USING_FALLBACK_WARNING): that is meant. "de" is a parent of "de_AT"; of a language
-   *         in another script than its usual one, such as "zh_Hant", "zh_TW" or "sr_Latn", the root
-   *         is, which otherwise counts as usable.
+   * @return catalogOk if the bundle has the very language, or if ICU had to take the process's
+   *         default locale or the root for it (U_USING_DEFAULT_WARNING). catalogUnusable for
+   *         everything else, also for lack of memory (a later call may succeed), and if it has only
+   *         a parent of the language (U_USING_FALLBACK_WARNING): that is meant. "de" is a parent of
+   *         "de_AT"; of a language in another script than its usual one, such as "zh_Hant", "zh_TW"
+   *         or "sr_Latn", the root is, which otherwise counts as usable.
    */
   int init() override;
 

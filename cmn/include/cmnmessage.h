@@ -7,6 +7,7 @@
 
 #include "cmnexport.h"
 #include "cmnrefcount.h"
+#include "cmnsmartptr.h"
 #include "cmntypes.h"
 
 #include <string>
@@ -30,8 +31,7 @@ struct SCmnMessageInfo {
  *
  * It carries the identifier under which a catalog knows its pattern, a severity, the source
  * position that raised it and, in the derived class, its arguments. Messages are shared through
- * CCmnSmartPtr holders with CCmnNullAllocator, and cannot be copied. A message is used by one
- * thread at a time.
+ * holders (CCmnMessagePtr), and cannot be copied. A message is used by one thread at a time.
  */
 class KELP_CMN_API CCmnMessage : public CCmnRefCount {
  public:
@@ -93,6 +93,9 @@ class KELP_CMN_API CCmnMessage : public CCmnRefCount {
   /** The source line. */
   int m_lineNumber;
 };
+
+/** A holder of a message, as CCmnMessageCatalogManager takes and its factory gives it. */
+using CCmnMessagePtr = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
 
 }  // namespace kelp_cmn_4_4
 

@@ -7,6 +7,7 @@
 
 #include "cmnexport.h"
 #include "cmnrefcount.h"
+#include "cmnsmartptr.h"
 #include "cmntypes.h"
 
 #include <new>
@@ -14,12 +15,18 @@
 
 namespace kelp_cmn_4_4 {
 
+/** @name Statuses of CCmnMessageCatalog::init() */
+///@{
+constexpr int catalogOk = 0;        ///< the catalog can be used
+constexpr int catalogUnusable = 3;  ///< it cannot; from CCmnIcuMessageCatalog
+///@}
+
 /**
  * Turns message identifiers into the localized patterns of one language.
  *
  * A host's CCmnMessageCatalogFactory makes catalogs; CCmnMessageCatalogManager calls init() once
- * and, where that gave 0, asks for texts from then on. Catalogs are shared through CCmnSmartPtr
- * holders with CCmnNullAllocator, and cannot be copied.
+ * and, where that gave 0, asks for texts from then on. Catalogs are shared through holders
+ * (CCmnMessageCatalogPtr), and cannot be copied.
  */
 class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
  public:
@@ -39,7 +46,7 @@ class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
 
   /**
    * Sets the catalog up. This one needs no setup.
-   * @return 0; a derived catalog that cannot be used returns something else
+   * @return catalogOk; a derived catalog that cannot be used returns something else
    */
   virtual int init();
 
@@ -63,6 +70,10 @@ class KELP_CMN_API CCmnMessageCatalog : public virtual CCmnRefCount {
   /** The message file's base name. */
   tstr m_catalogName;
 };
+
+/** A holder of a catalog, as CCmnMessageCatalogManager keeps and its factory gives it. */
+using CCmnMessageCatalogPtr =
+    CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
 
 }  // namespace kelp_cmn_4_4
 

@@ -26,16 +26,14 @@ namespace kelp_cmn_4_4 {
  * #include <cmnmsgcatalogmgr.h>
  *
  * using namespace kelp_cmn_4_4;
- * using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
- * using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
  *
  * class Factory : public CCmnMessageCatalogFactory {
  *  public:
- *   Catalog createCatalog(const char* language) override {
+ *   CCmnMessageCatalogPtr createCatalog(const char* language) override {
  *     return new CCmnIcuMessageCatalog(language, "msgs");
  *   }
- *   Message createMessage(const SCmnMessageInfo* info) override {
- *     Message message(new CCmnIcuMessage);
+ *   CCmnMessagePtr createMessage(const SCmnMessageInfo* info) override {
+ *     CCmnMessagePtr message(new CCmnIcuMessage);
  *     message->deserialize(info);
  *     return message;
  *   }
@@ -53,16 +51,14 @@ class KELP_CMN_API CCmnMessageCatalogFactory {
    * @param language  the language; the manager's, valid during the call
    * @return a full holder of a catalog made with `new`
    */
-  virtual CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>> createCatalog(
-      const char* language) = 0;
+  virtual CCmnMessageCatalogPtr createCatalog(const char* language) = 0;
 
   /**
    * Makes a message from a serialized one.
    * @param info  the record that the manager was given
    * @return a full holder of a message made with `new`
    */
-  virtual CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>> createMessage(
-      const SCmnMessageInfo* info) = 0;
+  virtual CCmnMessagePtr createMessage(const SCmnMessageInfo* info) = 0;
 
   /** The language where none is given, and where the given one has no catalog. */
   virtual std::string getDefaultLanguage() = 0;
@@ -133,8 +129,7 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
    * @param language  as for getMessage(); must not be null
    * @return the message's formatMessage() of the pattern for its identifier
    */
-  tstr getLocalizedMessage(CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>& message,
-                           const char* language);
+  tstr getLocalizedMessage(CCmnMessagePtr& message, const char* language);
 
   /**
    * Looks up the pattern of a message, as a C string; its places for arguments are left
@@ -181,8 +176,7 @@ class KELP_CMN_API CCmnMessageCatalogManager : public virtual CCmnRefCount {
   void setNativeLanguage(const char* language);
 
  private:
-  std::map<std::string, CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>>
-      m_catalogs;
+  std::map<std::string, CCmnMessageCatalogPtr> m_catalogs;
   CCmnMessageCatalogFactory* m_factory;
   std::map<std::string, tstr> m_localizedMessages;
   std::string m_nativeLanguage;

@@ -15,6 +15,13 @@
 
 namespace kelp_cmn_4_4 {
 
+/** @name Statuses of the lookups of CCmnNetwork */
+///@{
+constexpr int networkOk = 0;            ///< found
+constexpr int networkLookupFailed = 3;  ///< the resolver failed, or there was nothing to look up
+constexpr int networkNoAddress = -1;    ///< the name has no address, so that it has no full name
+///@}
+
 /** What is known of a host; a plain value, empty at first. */
 struct KELP_CMN_API CCmnHostInfo {
   /**
@@ -87,7 +94,7 @@ class KELP_CMN_API CCmnNetwork {
    * @param host       a name, or a numeric address, which is answered by itself as the system
    *                   writes it: "127.1" by "127.0.0.1"
    * @param addresses  receives the addresses, in place of what it held
-   * @return 0, also where the resolver gives an empty list; 3 if it fails
+   * @return networkOk, also where the resolver gives an empty list; networkLookupFailed if it fails
    */
   static int getAddrByHost(const std::string& host, std::set<std::string>& addresses);
 
@@ -99,7 +106,8 @@ class KELP_CMN_API CCmnNetwork {
    * @param address  a numeric address
    * @param name     receives the name as the resolver writes it, or the address's numeric text if
    *                 it has no name
-   * @return 0, or 3 if the text is no numeric address, or the resolver fails or gives an empty list
+   * @return networkOk, or networkLookupFailed if the text is no numeric address, or the resolver
+   *         fails or gives an empty list
    */
   static int getHostbyAddr(const std::string& address, std::string& name);
 
@@ -109,8 +117,8 @@ class KELP_CMN_API CCmnNetwork {
    * @param host  a name or a numeric address
    * @param fqdn  receives the name, in lower case by the process
    *              locale (CCmnStringTool::tostrlower)
-   * @return 0; 3 for a null or empty host, or if the reverse lookup fails; -1 if a name
-   *         has no address
+   * @return networkOk; networkLookupFailed for a null or empty host, or if the reverse lookup
+   *         fails; networkNoAddress if a name has no address
    */
   static int getFQDN(const char* host, std::string& fqdn);
 

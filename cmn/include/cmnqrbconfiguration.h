@@ -10,6 +10,13 @@
 
 namespace kelp_cmn_4_4 {
 
+/** @name Statuses of CCmnQRBConfiguration::getTraceLevel() */
+///@{
+constexpr int verbosityOk = 0;           ///< the level was set
+constexpr int verbosityMissing = 1;      ///< no line with a number for it
+constexpr int verbosityUnreadable = 26;  ///< the file cannot be opened
+///@}
+
 /**
  * Finds the host product's "rk.conf" and reads its "VERBOSE" line.
  *
@@ -38,10 +45,10 @@ class KELP_CMN_API CCmnQRBConfiguration {
    * as a line of its own.
    * @param dir    the file's directory, with its closing "/"; not changed
    * @param file   the file's name; not changed
-   * @param level  receives the number; untouched unless 0 is returned
-   * @return 0 when the level was set; 1 when no line holds "VERBOSE", or the first that does has
-   *         no "=" or no number after it; 26 when the file cannot be opened for reading, also for
-   *         lack of memory
+   * @param level  receives the number; untouched unless verbosityOk is returned
+   * @return verbosityOk when the level was set; verbosityMissing when no line holds "VERBOSE", or
+   *         the first that does has no "=" or no number after it; verbosityUnreadable when the file
+   *         cannot be opened for reading, also for lack of memory
    */
   static int getTraceLevel(tstr& dir, tstr& file, int& level);
 };

@@ -6,7 +6,6 @@
 #define CMNTRACEABLE_H
 
 #include "cmnexport.h"
-#include "cmnsmartptr.h"
 #include "cmntracelog.h"
 
 namespace kelp_cmn_4_4 {
@@ -26,12 +25,11 @@ class KELP_CMN_API CCmnTraceable {
    * Takes a share in a log and gives up the one held before.
    * @param log  the new log; an empty holder ends tracing
    */
-  virtual void registerTraceLog(
-      const CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>& log);
+  virtual void registerTraceLog(const CCmnTraceLogPtr& log);
 
  protected:
   /** The registered log; empty until there is one. */
-  CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>> m_traceLog;
+  CCmnTraceLogPtr m_traceLog;
 };
 
 }  // namespace kelp_cmn_4_4

@@ -51,6 +51,11 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * tries the trace file. That the configuration file cannot be written is not reported; the
    * settings then hold for this log only.
    *
+   * The configuration file is written where it lacks a key, and always where both directory and
+   * file are given. It is then rewritten whole, with what CCmnConfiguration::exportConfig() keeps:
+   * comments and the order of sections and values are lost, and of a file that cannot be read to
+   * its end, all the rest. A file with all four keys is otherwise left alone; so ship one.
+   *
    * If the trace file cannot be opened, "[CCmnTraceLog] Error: Tracefile [%s] initialization
    * failed.[%s][%s]" goes to standard output, with path, file and directory. A new log stays
    * silent. One that was initialized before still says so, but has the new path: its lines are
@@ -80,10 +85,10 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
    * memory for, is lost without a report, and a message that cannot be formatted is empty. Nothing
    * is written or echoed before an initialize() that could open the trace file. May change `errno`.
    * @param level   the message's level
-   * @param format  a printf format, for the process locale; null and empty print nothing; its
-   *                arguments follow
+   * @param format  a printf format, for the process locale; null and empty print nothing, though
+   *                compilers warn of an empty literal; its arguments follow
    */
-  void trace(int level, const char* format, ...);
+  void trace(int level, const char* format, ...) KELP_CMN_FORMAT(3, 4);
 
   /**
    * Writes the four keys and saves the configuration file of the component that initialize() named
@@ -143,6 +148,9 @@ class KELP_CMN_API CCmnTraceLog : public virtual CCmnRefCount {
   bool m_initialized;
   bool m_toStdout;
 };
+
+/** A holder of a trace log, as CCmnTraceable takes it; its create() gives the process's one. */
+using CCmnTraceLogPtr = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
 
 /** The process's one trace log is the library's: hosts and plugins share this instantiation. */
 extern template class KELP_CMN_API CCmnContextSingletonAllocator<CCmnTraceLog>;

@@ -17,7 +17,7 @@ const char* const __loc_names[] = {"LANG",        "LC_ALL",      "LC_COLLATE", "
                                    "LC_MESSAGES", "LC_MONETARY", "LC_NUMERIC", "LC_TIME"};
 const char* const __bad_names[] = {"CDPATH", "EDITOR", "ENV", "FPATH", "IFS"};
 
-[[noreturn]] void fail(const TraceLogHolder& log, const char* format, int error) {
+[[noreturn]] void fail(const CCmnTraceLogPtr& log, const char* format, int error) {
   traceTo(log, traceError, format, error);
   _exit(1);
 }
@@ -36,7 +36,7 @@ int movedAboveStandard(int fd) {
   return moved;
 }
 
-void connectInput(const TraceLogHolder& log, const std::string& stdinFile) {
+void connectInput(const CCmnTraceLogPtr& log, const std::string& stdinFile) {
   const char* path = stdinFile.empty() ? "/dev/null" : stdinFile.c_str();
   const int fd = open(path, O_RDONLY);
   if (fd < 0 && stdinFile.empty()) {
@@ -58,7 +58,7 @@ void connectInput(const TraceLogHolder& log, const std::string& stdinFile) {
   close(fd);
 }
 
-void connectOutput(const TraceLogHolder& log, int writeEnd) {
+void connectOutput(const CCmnTraceLogPtr& log, int writeEnd) {
   if (dup2(writeEnd, fileno(stdout)) < 0) {
     fail(log, "CCmnExecPipePosix::ExecPipe ERROR: dup2(stdout) failed, errno %d", errno);
   }
@@ -69,7 +69,7 @@ void connectOutput(const TraceLogHolder& log, int writeEnd) {
 
 // An end that is a standard descriptor, because the host had that one closed and there was no room
 // to move it, stays open.
-void closeEnd(const TraceLogHolder& log, int fd, const char* failure) {
+void closeEnd(const CCmnTraceLogPtr& log, int fd, const char* failure) {
   if (fd > STDERR_FILENO && close(fd) < 0) {
     traceTo(log, traceError, failure, errno);
   }
@@ -103,7 +103,7 @@ bool setEnvironment() {
 
 }  // namespace
 
-void runExecChild(const TraceLogHolder& log, const PipeEnds& ends, const std::string& stdinFile,
+void runExecChild(const CCmnTraceLogPtr& log, const PipeEnds& ends, const std::string& stdinFile,
                   char** argv) {
   const int readEnd = movedAboveStandard(ends.readEnd);
   const int writeEnd = movedAboveStandard(ends.writeEnd);

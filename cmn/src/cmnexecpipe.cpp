@@ -70,13 +70,13 @@ std::wstring failureText(const char* format, Args... args) {
   return CCmnStringTool::str2wstr(std::string(text));
 }
 
-void closeOrTrace(const TraceLogHolder& log, int fd, const char* failure) {
+void closeOrTrace(const CCmnTraceLogPtr& log, int fd, const char* failure) {
   if (close(fd) != 0) {
     traceTo(log, traceError, failure, errno);
   }
 }
 
-void releaseUnusedPipe(const TraceLogHolder& log, const PipeEnds& ends, int forkError) {
+void releaseUnusedPipe(const CCmnTraceLogPtr& log, const PipeEnds& ends, int forkError) {
   closeOrTrace(log, ends.readEnd,
                "CCmnExecPipePosix::ExecPipe ERROR: failed fork close(pipe[0]) failed, errno %d");
   closeOrTrace(log, ends.writeEnd,
@@ -89,7 +89,7 @@ int recordFailure(ECmnExecPipe& lastError, const ECmnExecPipe& failure) {
   return failure.m_code;
 }
 
-ECmnExecPipe pipeFailure(const TraceLogHolder& log, const std::string& command, const int* fds,
+ECmnExecPipe pipeFailure(const CCmnTraceLogPtr& log, const std::string& command, const int* fds,
                          int error) {
   traceTo(log, traceError, "CCmnExecPipePosix::ExecPipe ERROR: pipe(%d) failed, errno %d",
           // Deliberate: the array's address. Filters of trace files expect a number there.
@@ -104,7 +104,7 @@ ECmnExecPipe closeFailure(const std::string& command, int fd, int error) {
 
 // How many bytes came: 0 at the end of the output and when the time ran out, negative for an error.
 template <size_t size>
-int readInTime(const TraceLogHolder& log, int fd, char (&block)[size], unsigned char& timedOut,
+int readInTime(const CCmnTraceLogPtr& log, int fd, char (&block)[size], unsigned char& timedOut,
                long timeoutSeconds) {
   timedOut = awaitReadable(fd, timeoutSeconds) ? 0 : 1;
   if (timedOut != 0) {
@@ -117,7 +117,7 @@ int readInTime(const TraceLogHolder& log, int fd, char (&block)[size], unsigned 
   return count;
 }
 
-void closeReadEnd(const TraceLogHolder& log, int fd) {
+void closeReadEnd(const CCmnTraceLogPtr& log, int fd) {
   if (close(fd) != 0) {
     // Deliberate: "Readline" is spelled so. Filters of trace files look for it.
     traceTo(log, traceError, "CCmnExecPipePosix::Readline ERROR: close(%d) failed, errno %d", fd,
@@ -125,7 +125,7 @@ void closeReadEnd(const TraceLogHolder& log, int fd) {
   }
 }
 
-void installHandler(const TraceLogHolder& log, struct sigaction& installed) {
+void installHandler(const CCmnTraceLogPtr& log, struct sigaction& installed) {
   // Deliberate: set anew for every command, as a host may have set another meanwhile; the one
   // before is neither kept nor called, since only one of them can reap a child. Without SA_RESTART,
   // as hosts take the EINTR of their own waits for the news that a child has ended.
@@ -141,7 +141,7 @@ void installHandler(const TraceLogHolder& log, struct sigaction& installed) {
   assignWhole(installed, action);
 }
 
-bool findInMap(CCmnExecPipePosix& pipe, const TraceLogHolder& log, int pid, int& value) {
+bool findInMap(CCmnExecPipePosix& pipe, const CCmnTraceLogPtr& log, int pid, int& value) {
   if (!pipe.CheckChildStatusMap(pid, &value)) {
     return false;
   }
@@ -152,7 +152,7 @@ bool findInMap(CCmnExecPipePosix& pipe, const TraceLogHolder& log, int pid, int&
 
 // Whether the wait came to an end in time: with the child's status, or with -1 for a child that
 // cannot be found.
-bool pollChild(CCmnExecPipePosix& pipe, const TraceLogHolder& log, int pid, long seconds,
+bool pollChild(CCmnExecPipePosix& pipe, const CCmnTraceLogPtr& log, int pid, long seconds,
                int& result) {
   const time_t start = time(nullptr);
   // Deliberate: in the clock's whole seconds, the last one included, so that a time of 0 looks

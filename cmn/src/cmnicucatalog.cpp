@@ -13,8 +13,6 @@
 namespace kelp_cmn_4_4 {
 namespace {
 
-constexpr int initFailed = 3;
-
 // ICU makes a bogus locale, which stands for the root, of a name that it refuses and for lack of
 // memory alike. Only the first is to have a bundle.
 bool hadNoMemory(const icu::Locale& locale, const char* name) {
@@ -46,7 +44,7 @@ int CCmnIcuMessageCatalog::init() try {
   UErrorCode status = U_ZERO_ERROR;
   icu::ResourceBundle* const bundle = openBundle(m_bundlePath.c_str(), m_language.c_str(), status);
   if (bundle == nullptr) {
-    return initFailed;
+    return catalogUnusable;
   }
   // Deliberate: the bundle of an earlier call is not freed. A host that opens a catalog anew beside
   // look-ups in it loses some memory by that, and not the process. And one that fails below is
@@ -54,9 +52,9 @@ int CCmnIcuMessageCatalog::init() try {
   m_bundle = bundle;
   // Deliberate: a parent's bundle (U_USING_FALLBACK_WARNING) is a failure, the default locale's is
   // not. In place of a parent the manager asks the host's own default language.
-  return status == U_ZERO_ERROR || status == U_USING_DEFAULT_WARNING ? 0 : initFailed;
+  return status == U_ZERO_ERROR || status == U_USING_DEFAULT_WARNING ? catalogOk : catalogUnusable;
 } catch (const std::bad_alloc&) {
-  return initFailed;
+  return catalogUnusable;
 }
 
 tstr CCmnIcuMessageCatalog::getMessage(const std::string& id, const char* defaultText) const {

@@ -2,7 +2,7 @@
 
 namespace kelp_cmn_4_4 {
 
-int CCmnMessageCatalog::init() { return 0; }
+int CCmnMessageCatalog::init() { return catalogOk; }
 
 CCmnMessageCatalog::~CCmnMessageCatalog() = default;
 

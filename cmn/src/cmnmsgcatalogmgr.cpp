@@ -12,9 +12,6 @@ template class CCmnContextSingletonAllocator<CCmnMessageCatalogManager>;
 
 namespace {
 
-using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
-using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
-
 tstr fallbackText(const std::string& id, const char* defaultText) {
   if (defaultText != nullptr) {
     return copied(defaultText);
@@ -59,10 +56,10 @@ void CCmnMessageCatalogManager::activateCatalog(std::string language) {
   if (m_factory == nullptr || m_catalogs.count(language) != 0) {
     return;
   }
-  const Catalog catalog = m_factory->createCatalog(language.c_str());
+  const CCmnMessageCatalogPtr catalog = m_factory->createCatalog(language.c_str());
   // Deliberate: a catalog that fails is not remembered. The next request tries it again, and may
   // find the memory, or the file, that this one lacks.
-  if (catalog->init() == 0) {
+  if (catalog->init() == catalogOk) {
     m_catalogs[language] = catalog;
   }
 }
@@ -85,11 +82,11 @@ tstr CCmnMessageCatalogManager::getMessage(const std::string& id, const char* de
   if (found == m_catalogs.end()) {
     return fallbackText(id, defaultText);
   }
-  const Catalog catalog = found->second;
+  const CCmnMessageCatalogPtr catalog = found->second;
   return catalog->getMessage(id, defaultText);
 }
 
-tstr CCmnMessageCatalogManager::getLocalizedMessage(Message& message, const char* language) {
+tstr CCmnMessageCatalogManager::getLocalizedMessage(CCmnMessagePtr& message, const char* language) {
   return message->formatMessage(getMessage(message->getMessageId(), nullptr, language));
 }
 
@@ -103,7 +100,7 @@ void CCmnMessageCatalogManager::getLocalizedMessage(SCmnMessageInfo* info, const
                                                     char** result) {
   const std::string meant = languageMeant(language, m_nativeLanguage);
   const tstr text = [&] {
-    Message message = m_factory->createMessage(info);
+    CCmnMessagePtr message = m_factory->createMessage(info);
     return getLocalizedMessage(message, meant.c_str());
   }();
   *result = keep(m_localizedMessages, info->text, text);

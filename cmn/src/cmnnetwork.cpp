@@ -11,10 +11,6 @@
 namespace kelp_cmn_4_4 {
 namespace {
 
-constexpr int ok = 0;
-constexpr int failed = 3;
-constexpr int noAddress = -1;
-
 struct FreeAddrInfo {
   void operator()(addrinfo* list) const { freeaddrinfo(list); }
 };
@@ -94,10 +90,10 @@ std::vector<std::string> CCmnNetwork::addrinfoBlob(addrinfo* list) {
 int CCmnNetwork::getAddrByHost(const std::string& host, std::set<std::string>& addresses) {
   AddrInfoList list;
   if (!lookUp(host.c_str(), 0, list)) {
-    return failed;
+    return networkLookupFailed;
   }
   addresses = extractIPAddress(list.get());
-  return ok;
+  return networkOk;
 }
 
 std::set<std::string> CCmnNetwork::getAddressListForHost(const std::string& host) {
@@ -110,21 +106,21 @@ int CCmnNetwork::getHostbyAddr(const std::string& address, std::string& name) {
   AddrInfoList list;
   const bool isFound = lookUp(address.c_str(), AI_NUMERICHOST, list) && list != nullptr;
   // Deliberate: without NI_NAMEREQD, so that an address without a name goes by its own text.
-  return isFound && lookUpName(*list, 0, name) ? ok : failed;
+  return isFound && lookUpName(*list, 0, name) ? networkOk : networkLookupFailed;
 }
 
 int CCmnNetwork::getFQDN(const char* host, std::string& fqdn) {
   if (host == nullptr) {
-    return failed;
+    return networkLookupFailed;
   }
   std::string address = CCmnStringTool::tostrlower(std::string(host));
   if (address.empty()) {
-    return failed;
+    return networkLookupFailed;
   }
   if (!validateIPAddress(address.c_str())) {
     const std::set<std::string> addresses = getAddressListForHost(address);
     if (addresses.empty()) {
-      return noAddress;
+      return networkNoAddress;
     }
     // Deliberate: the first in the order of texts. The resolver's order changes from call to call,
     // and a host would have now this name, now that.
@@ -132,7 +128,7 @@ int CCmnNetwork::getFQDN(const char* host, std::string& fqdn) {
   }
   std::string name;
   const int result = getHostbyAddr(address, name);
-  if (result == ok) {
+  if (result == networkOk) {
     fqdn = CCmnStringTool::tostrlower(name);
   }
   return result;

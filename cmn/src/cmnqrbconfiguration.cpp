@@ -17,19 +17,15 @@ constexpr char verbosityKey[] = "VERBOSE";
 constexpr size_t pathSize = 1025;
 constexpr int lineSize = 256;
 
-constexpr int levelSet = 0;
-constexpr int noUsableLine = 1;
-constexpr int fileNotReadable = 26;
-
 // Deliberate: the first "=" of the whole line, also where the key stands behind it. A line is one
 // key with one value.
 int parseLevel(const char* line, int& level) {
   const char* equals = std::strchr(line, '=');
   if (equals == nullptr) {
-    return noUsableLine;
+    return verbosityMissing;
   }
   const int converted = Q_sscanf(equals + 1, "%d", &level, static_cast<int>(sizeof level));
-  return converted == 1 ? levelSet : noUsableLine;
+  return converted == 1 ? verbosityOk : verbosityMissing;
 }
 
 }  // namespace
@@ -50,7 +46,7 @@ int CCmnQRBConfiguration::getTraceLevel(tstr& dir, tstr& file, int& level) {
   const tstr path = joined(whole(dir).c_str(), whole(file).c_str());
   const BriefFile stream(path.c_str(), "r");
   if (!stream) {
-    return fileNotReadable;
+    return verbosityUnreadable;
   }
   char line[lineSize];
   while (std::fgets(line, lineSize, stream.get()) != nullptr) {
@@ -61,7 +57,7 @@ int CCmnQRBConfiguration::getTraceLevel(tstr& dir, tstr& file, int& level) {
       return parseLevel(line, level);
     }
   }
-  return noUsableLine;
+  return verbosityMissing;
 }
 
 }  // namespace kelp_cmn_4_4

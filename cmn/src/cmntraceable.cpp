@@ -4,9 +4,6 @@ namespace kelp_cmn_4_4 {
 
 CCmnTraceable::~CCmnTraceable() = default;
 
-void CCmnTraceable::registerTraceLog(
-    const CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>& log) {
-  m_traceLog = log;
-}
+void CCmnTraceable::registerTraceLog(const CCmnTraceLogPtr& log) { m_traceLog = log; }
 
 }  // namespace kelp_cmn_4_4

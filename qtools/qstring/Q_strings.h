@@ -110,10 +110,11 @@ KELP_CMN_API int Q_wstrverify(const wchar_t* buf, size_t n, size_t* length);
  *         format error, and when the whole text has more than INT_MAX characters, however few fit;
  *         -1, and nothing is written, when `size` is 0 or `dst` is null
  */
-KELP_CMN_API int Q_vsnprintf(char* dst, size_t size, const char* format, va_list args);
+KELP_CMN_API int Q_vsnprintf(char* dst, size_t size, const char* format, va_list args)
+    KELP_CMN_FORMAT(3, 0);
 
 /** As Q_vsnprintf(); the arguments follow the format. */
-KELP_CMN_API int Q_snprintf(char* dst, size_t size, const char* format, ...);
+KELP_CMN_API int Q_snprintf(char* dst, size_t size, const char* format, ...) KELP_CMN_FORMAT(3, 4);
 
 /**
  * Formats a wide text, cut to fit, with the platform's `vswprintf`.

@@ -73,10 +73,8 @@ struct Surroundings {
 std::shared_ptr<void> quiet() { return std::make_shared<Surroundings>(true); }
 std::shared_ptr<void> withHandler() { return std::make_shared<Surroundings>(false); }
 
-using Log = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
-
-Log openLog() {
-  Log log(new CCmnTraceLog);
+CCmnTraceLogPtr openLog() {
+  CCmnTraceLogPtr log(new CCmnTraceLog);
   log->initialize("faults", "", "", 3, false);
   return log;
 }

@@ -8,7 +8,7 @@ directories=("-I$5" "-I$6")
 shift 6
 
 check() { # headers, one a line, on standard input
-  sed 's/.*/#include <&>/' |
+  { sed 's/.*/#include <&>/'; echo 'extern int of_the_host;'; } | # C wants a declaration, which some headers lack
     "$compiler" "-std=$standard" -x "$language" -fsyntax-only -Wall -Wextra -Wpedantic -Werror "${directories[@]}" - ||
     { echo "with $compiler -std=$standard: $1" >&2; exit 1; }
 }

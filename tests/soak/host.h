@@ -116,9 +116,7 @@ class Allocations {
 class Trace {
  public:
   Trace();
-  using Log = kelp_cmn_4_4::CCmnSmartPtr<
-      kelp_cmn_4_4::CCmnTraceLog,
-      kelp_cmn_4_4::CCmnContextSingletonAllocator<kelp_cmn_4_4::CCmnTraceLog>>;
+  using Log = kelp_cmn_4_4::CCmnTraceLogPtr;
 
   const Log& log() const { return m_log; }
   void line();

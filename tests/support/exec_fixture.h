@@ -178,9 +178,7 @@ class ExecTest : public testing::Test {
   }
   ~ExecTest() override { ProbedPipe::forgetRecords(); }
 
-  using Log = kelp_cmn_4_4::CCmnSmartPtr<
-      kelp_cmn_4_4::CCmnTraceLog,
-      kelp_cmn_4_4::CCmnContextSingletonAllocator<kelp_cmn_4_4::CCmnTraceLog>>;
+  using Log = kelp_cmn_4_4::CCmnTraceLogPtr;
 
   // Starts an empty trace file.
   static Log openLog(int level) {
