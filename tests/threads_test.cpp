@@ -55,7 +55,7 @@ std::atomic<int> wholeSeconds{0};
 
 // Where a test has made locales of its own, the platform's newlocale forgets the list of
 // directories that it searches for them.
-extern "C" const char* __lsan_default_suppressions() { return "leak:__argz_add_sep\n"; }
+extern "C" const char* __lsan_default_suppressions() { return "leak:argz_add_sep\n"; }
 
 extern "C" int nanosleep(const timespec* duration, timespec* rest) {
   static const auto platforms = kelp_test::nextSymbol<decltype(nanosleep)>("nanosleep");
