@@ -7,16 +7,14 @@
 #include <string>
 
 using namespace kelp_cmn_4_4;
-using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
-using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
 
 class Factory : public CCmnMessageCatalogFactory {
  public:
-  Catalog createCatalog(const char* language) override {
+  CCmnMessageCatalogPtr createCatalog(const char* language) override {
     return new CCmnIcuMessageCatalog(language, "diskwatch");
   }
-  Message createMessage(const SCmnMessageInfo* info) override {
-    Message message(new CCmnIcuMessage);
+  CCmnMessagePtr createMessage(const SCmnMessageInfo* info) override {
+    CCmnMessagePtr message(new CCmnIcuMessage);
     message->deserialize(info);
     return message;
   }

@@ -6,7 +6,6 @@
 #include <vector>
 
 using namespace kelp_cmn_4_4;
-using TraceLog = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
 
 // A directory passes for an executable file, and then cannot be executed.
 static void run(const char* which, CCmnExecPipePosix& pipe) {
@@ -21,7 +20,7 @@ static void run(const char* which, CCmnExecPipePosix& pipe) {
 
 int main() {
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // as at a terminal
-  const TraceLog log = TraceLog::create();
+  const CCmnTraceLogPtr log = CCmnTraceLogPtr::create();
   CCmnExecPipePosix pipe;
   pipe.registerTraceLog(log);
 

@@ -14,17 +14,19 @@ int main() {
   }
 
   std::set<std::string> addresses;
-  int status = CCmnNetwork::getAddrByHost("files", addresses);
-  std::printf("files: status %d\n", status);
-  for (const std::string& address : addresses) {
-    std::printf("  %s\n", address.c_str());
+  if (CCmnNetwork::getAddrByHost("files", addresses) == networkOk) {
+    for (const std::string& address : addresses) {
+      std::printf("address of files: %s\n", address.c_str());
+    }
   }
 
   // The first address as a text decides, and the name comes in lower case.
   std::string name;
-  status = CCmnNetwork::getFQDN("files", name);
-  std::printf("full name: status %d, %s\n", status, name.c_str());
-  status = CCmnNetwork::getFQDN("nowhere", name);
-  std::printf("full name of nowhere: status %d\n", status);
+  if (CCmnNetwork::getFQDN("files", name) == networkOk) {
+    std::printf("full name of files: %s\n", name.c_str());
+  }
+  if (CCmnNetwork::getFQDN("nowhere", name) == networkNoAddress) {
+    std::printf("nowhere has no address\n");
+  }
   return 0;
 }

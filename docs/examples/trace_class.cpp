@@ -4,7 +4,6 @@
 #include <cstdio>
 
 using namespace kelp_cmn_4_4;
-using TraceLog = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
 
 class Backup : public CCmnTraceable {
  public:
@@ -19,14 +18,14 @@ int main() {
   Backup backup;
   backup.save("/home/a");  // traced nowhere
 
-  const TraceLog log = TraceLog::create();
+  const CCmnTraceLogPtr log = CCmnTraceLogPtr::create();
   log->initialize("diskwatch", "", "", 1, false);
   backup.registerTraceLog(log);
   backup.save("/home/b");
-  backup.registerTraceLog(TraceLog());  // and no more
+  backup.registerTraceLog(CCmnTraceLogPtr());  // and no more
   backup.save("/home/c");
 
   // The process has one log, however many holders ask.
-  std::printf("%s log\n", TraceLog::create() == log ? "the same" : "another");
+  std::printf("%s log\n", CCmnTraceLogPtr::create() == log ? "the same" : "another");
   return 0;
 }

@@ -6,7 +6,6 @@
 #include <string>
 
 using namespace kelp_cmn_4_4;
-using TraceLog = CCmnSmartPtr<CCmnTraceLog, CCmnContextSingletonAllocator<CCmnTraceLog>>;
 
 // Without the time, a date and a clock time of this very moment.
 static void printLinesOf(const tstr& path) {
@@ -20,7 +19,7 @@ static void printLinesOf(const tstr& path) {
 int main() {
   // Empty directory and file: those of the configuration file, or else the defaults.
   constexpr int level = 2;
-  const TraceLog log = TraceLog::create();
+  const CCmnTraceLogPtr log = CCmnTraceLogPtr::create();
   log->initialize("diskwatch", "", "", level, false);
   if (!log->isInitialized()) {
     std::printf("no trace in %s\n", log->getTracePath().c_str());

@@ -24,8 +24,9 @@ int main() {
   std::printf("target: %s\n", target.c_str());
 
   CCmnIcuMessageCatalog catalog("de", "diskwatch");
-  const int status = catalog.init();
-  std::printf("catalog: %d, %s\n", status, catalog.getMessage("MSG_DISK_FULL", nullptr).c_str());
+  if (catalog.init() == catalogOk) {
+    std::printf("pattern: %s\n", catalog.getMessage("MSG_DISK_FULL", nullptr).c_str());
+  }
   std::printf("files: %s\n", CCmnNetwork::getAddressListForHost("files").begin()->c_str());
   return 0;
 }

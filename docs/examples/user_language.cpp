@@ -9,18 +9,16 @@
 #include <string>
 
 using namespace kelp_cmn_4_4;
-using Catalog = CCmnSmartPtr<CCmnMessageCatalog, CCmnNullAllocator<CCmnMessageCatalog>>;
-using Message = CCmnSmartPtr<CCmnMessage, CCmnNullAllocator<CCmnMessage>>;
 
 // Says which classes this host uses, and which message files.
 class Factory : public CCmnMessageCatalogFactory {
  public:
-  Catalog createCatalog(const char* language) override {
+  CCmnMessageCatalogPtr createCatalog(const char* language) override {
     return new CCmnIcuMessageCatalog(language, "diskwatch");
   }
 
-  Message createMessage(const SCmnMessageInfo* info) override {
-    Message message(new CCmnIcuMessage);
+  CCmnMessagePtr createMessage(const SCmnMessageInfo* info) override {
+    CCmnMessagePtr message(new CCmnIcuMessage);
     message->deserialize(info);
     return message;
   }
@@ -39,7 +37,7 @@ int main() {
 
   constexpr int severity = 2;
   auto* const diskFull = new CCmnIcuMessage("MSG_DISK_FULL", severity, __FILE__, __LINE__);
-  Message message(diskFull);  // deletes it in the end
+  CCmnMessagePtr message(diskFull);  // deletes it in the end
   diskFull->addArgument(icu::UnicodeString("/home"));
   diskFull->addArgument(3);
   for (const char* language : {"en", "de", "de_AT", "fr"}) {
