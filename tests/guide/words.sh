@@ -2,7 +2,7 @@
 # words.sh
 #
 # The page of words: in the order of the alphabet, each word stands in every section that it leads to (or the one in
-# brackets behind it does), and no class and no public function is missing.
+# brackets behind it does), and no public class, function, constant or type is missing.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 cd "$here/../.."
