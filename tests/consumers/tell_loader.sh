@@ -32,6 +32,6 @@ expect "$renewed" 0 "$scratch/searched"
 expect "$renewed" 0 "$scratch/link"
 expect "==> hosts find the library after: sudo ldconfig" 1000 "$scratch/searched"
 for user in 0 1000; do
-  expect "==> the loader does not search $scratch/own prefix: link hosts with -Wl,-rpath,$scratch/own prefix" \
+  expect "==> the loader does not search $scratch/own prefix: link hosts with -Wl,-rpath,$scratch/own\ prefix" \
     "$user" "$scratch/own prefix"
 done

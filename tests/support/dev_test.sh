@@ -2,7 +2,8 @@
 # dev_test.sh SOURCE
 #
 # The script dev, in a copy of the tree: a build directory that came along from elsewhere is configured anew, and what
-# cannot be written is said before anything is built. The path of the copy has a space.
+# cannot be written, or that no private view can be had, is said before anything is built. The path of the copy has a
+# space.
 set -euo pipefail
 source=$1
 scratch=$(mktemp -d)
@@ -27,6 +28,8 @@ mv "$first" "$second"
 (cd "$second/build/moved" && ninja -n >"$scratch/log") || { cat "$scratch/log" >&2; fail "it cannot be built"; }
 ! grep -rqF "$first" "$second/build/moved/build.ninja" || fail "it still names the old place"
 
+[ "$("$second/dev" packages --help | wc -l)" = 1 ] || fail "the help of a verb has more than its own line"
+
 # Root may write all of this, so another user tries.
 refused() { # WORD COMMAND …: fails, and says so with this word, without building
   local word=$1 said
@@ -44,3 +47,11 @@ refused "copy of your own" "${as_ordinary_user[@]}" "$second/dev" docs
 mkdir -m 555 "$scratch/prefix"
 chmod -R a+w "$second"
 refused "prefix of your own" "${as_ordinary_user[@]}" "$second/dev" install "$scratch/prefix/below"
+
+# An unshare that refuses whatever it is asked for.
+mkdir "$scratch/refusing"
+printf '#!/bin/sh\nexit 1\n' >"$scratch/refusing/unshare"
+chmod +x "$scratch/refusing/unshare"
+for verb in demo test coverage bench fuzz mutants valgrind soak faults; do
+  refused CAP_SYS_ADMIN env -u KELP_PRIVATE_VIEW "PATH=$scratch/refusing:$PATH" "$second/dev" "$verb"
+done
