@@ -1485,7 +1485,7 @@ TEST_F(IcuMessageWithoutMemory, KeepsAStringThatItsMakerMadeBogus) {
 TEST_F(IcuMessageWithoutMemory, CopiesABorrowedTextWholeOrNotAtAll) {
   const std::u16string content(200, u'x');
   Formattable value;
-  value.adoptString(new UnicodeString(true, content.data(), 200));
+  value.adoptString(new UnicodeString(UBool{1}, content.data(), 200));
   int failures = 0;
   failEachAllocation([&] { makeAnew(); }, [&] { m_message->addArgument(value); },
                      [&](bool threw) {
