@@ -365,7 +365,7 @@ TEST(Str2binary, ReadsWhatItHasStoredIntoTheTextItself) {
 TEST(Str2binary, ReadsATextInItsOwnPlace) {
   std::string hex = "0a30ffff";
   int size = 4;
-  ASSERT_EQ(Tool::str2binary(reinterpret_cast<unsigned char*>(&hex[0]), &size, hex), done);
+  ASSERT_EQ(Tool::str2binary(reinterpret_cast<unsigned char*>(hex.data()), &size, hex), done);
   EXPECT_EQ(hex.substr(0, 4), "\x0a\x30\xff\xff");
 }
 
