@@ -33,7 +33,7 @@ class WideCase {
   static WideCase upper() { return WideCase(towupper); }
   static WideCase lower() { return WideCase(towlower); }
 
-  bool isLetter(wchar_t c) const { return iswalpha(static_cast<wint_t>(c)) != 0; }
+  static bool isLetter(wchar_t c) { return iswalpha(static_cast<wint_t>(c)) != 0; }
   wchar_t map(wchar_t c) const { return static_cast<wchar_t>(m_map(static_cast<wint_t>(c))); }
 
  private:
