@@ -41,5 +41,6 @@ elseif(PROJECT_IS_TOP_LEVEL)
 endif()
 install(FILES README.md CHANGELOG.md SECURITY.md SUPPORT.md DESTINATION ${doc_dir} COMPONENT development)
 # As in the tree, so that the links between them hold.
-install(DIRECTORY docs/guide docs/examples DESTINATION ${doc_dir}/docs COMPONENT development)
+install(DIRECTORY docs/guide docs/examples DESTINATION ${doc_dir}/docs COMPONENT development
+  PATTERN .clang-tidy EXCLUDE)
 install(DIRECTORY examples DESTINATION ${doc_dir} COMPONENT development)

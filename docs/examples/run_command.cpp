@@ -23,6 +23,6 @@ int main() {
   run("/usr/bin/printf '%s\\n' 'two words' $HOME *", "");
   run("/usr/bin/wc -l", "/etc/hosts");
   // What needs a shell is given to one. Standard error comes in its place among the output.
-  run("/bin/sh -c 'cd / && echo \"now in $PWD\" && echo \"no error\" >&2'", "");
+  run(R"(/bin/sh -c 'cd / && echo "now in $PWD" && echo "no error" >&2')", "");
   return 0;
 }

@@ -58,10 +58,10 @@ void storeFloat(void* destination, Modifier modifier, double value) {
 
 // How many characters both begin with, up to white space, a conversion, or the end of the format.
 size_t matchingLength(const char* format, const char* text, size_t limit) {
-  const SpaceTest isSpace;
+  const SpaceTest space;
   for (size_t length = 0; length < limit; ++length) {
     const char c = format[length];
-    if (c != text[length] || c == '%' || c == '\0' || isSpace(static_cast<unsigned char>(c))) {
+    if (c != text[length] || c == '%' || c == '\0' || space(static_cast<unsigned char>(c))) {
       return length;
     }
   }
