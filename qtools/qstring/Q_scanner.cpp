@@ -90,11 +90,12 @@ class Scanner {
   // Does what the next directive of the format says.
   End step(const char*& format) {
     if (*format == '%') {
-      if (*++format != 'd') {
-        return convertNext(format);
-      }
       ++format;
-      return convertInt();
+      if (*format == 'd' && convertShortInt()) {
+        ++format;
+        return End::matched;
+      }
+      return convertNext(format);
     }
     const auto directive = static_cast<unsigned char>(*format++);
     if (!isSpace(directive)) {
@@ -109,16 +110,17 @@ class Scanner {
     return parseConversion(format, conversion, m_set) ? convert(conversion) : End::badFormat;
   }
 
-  // The plain "%d" of most formats, without what other conversions have to ask.
-  End convertInt() {
+  // The plain "%d" of most formats, without what other conversions have to ask. Where it is not of
+  // few digits, all at hand, nothing but white space is consumed.
+  bool convertShortInt() {
     m_input.skipSpace();
     q_integertext::Integer integer;
     if (m_input.available() == 0 || !consumeShortDecimal(m_input, integer)) {
-      return convert(Conversion());
+      return false;
     }
     store(nextArgument().destination, static_cast<int>(q_integertext::toSigned(integer)));
     countConversion(true);
-    return End::matched;
+    return true;
   }
 
   void countConversion(bool assigns) {
