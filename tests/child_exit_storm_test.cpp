@@ -44,10 +44,12 @@ class StormPipe : public CCmnExecPipePosix {
 };
 
 constexpr int mostChildren = 20000;
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__)
 constexpr int fewestChildren = 2500;  // each costs many times as much
-#else
+#elif defined(__OPTIMIZE__)
 constexpr int fewestChildren = mostChildren;
+#else
+constexpr int fewestChildren = 10000;
 #endif
 
 // What the last waitpid of this thread gave.
