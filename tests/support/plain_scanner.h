@@ -200,13 +200,13 @@ class PlainScanner {
     return conversion.letter != '[' || parseSet(conversion.set);
   }
 
-  // Of no text that is scanned here nine digits are not enough.
+  // Ten digits or more are longer than any text that is scanned here.
   size_t parseWidth() {
     m_at += lengthOf(m_format, m_at, "0");
     const size_t digits = lengthOf(m_format, m_at, "0123456789");
     const std::string width = m_format.substr(m_at, digits);
     m_at += digits;
-    return digits == 0 || digits > 9 ? std::string::npos : std::stoul(width);
+    return digits == 0 ? std::string::npos : digits > 9 ? std::string::npos - 1 : std::stoul(width);
   }
 
   bool parseSet(std::string& set) {
