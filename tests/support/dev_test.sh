@@ -27,6 +27,8 @@ mv "$first" "$second"
 [ "$(home "$second")" = "$second" ] || fail "what was moved is not configured anew"
 (cd "$second/build/moved" && ninja -n >"$scratch/log") || { cat "$scratch/log" >&2; fail "it cannot be built"; }
 ! grep -rqF "$first" "$second/build/moved/build.ninja" || fail "it still names the old place"
+rm "$second/build/moved/CMakeCache.txt"
+[ "$(home "$second")" = "$second" ] || fail "what has lost its cache is not configured again"
 
 [ "$("$second/dev" packages --help | wc -l)" = 1 ] || fail "the help of a verb has more than its own line"
 
