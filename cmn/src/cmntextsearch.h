@@ -39,11 +39,11 @@ class ByteSet {
     return count;
   }
   size_t leadingOthers(std::string_view text) const {
-    size_t count = 0;
-    while (count < text.size() && !holds(text[count])) {
-      ++count;
+    size_t others = 0;
+    while (others < text.size() && !holds(text[others])) {
+      ++others;
     }
-    return count;
+    return others;
   }
 
  private:
@@ -78,15 +78,15 @@ inline size_t findIn(std::string_view text, std::string_view pattern) {
 // `first`. Throws where it is so large that no byte can follow it.
 inline size_t replacedSize(std::string_view text, std::string_view from, std::string_view to,
                            size_t first) {
-  size_t count = 0;
+  size_t matches = 0;
   size_t kept = text.size();
   for (size_t match = first; match != std::string_view::npos; match = findIn(text, from)) {
-    ++count;
+    ++matches;
     kept -= from.size();
     text.remove_prefix(match + from.size());
   }
   size_t size = 0;
-  if (__builtin_mul_overflow(count, to.size(), &size) ||
+  if (__builtin_mul_overflow(matches, to.size(), &size) ||
       __builtin_add_overflow(size, kept, &size) || size == SIZE_MAX) {
     throw std::bad_alloc();
   }
