@@ -1,5 +1,5 @@
-# Packages, made by `cpack` in a build tree of the preset `package`: KELP_PACKAGES says of which kind. The library, what
-# a host's build needs, and the documentation as HTML.
+# Packages, made by `cpack`: KELP_PACKAGES says of which kind. The library, what a host's build needs, and the
+# documentation as HTML.
 include(GNUInstallDirs)
 find_program(KELP_GZIP gzip REQUIRED)
 add_custom_target(package_documents ALL)
