@@ -12,8 +12,8 @@ template <class Char>
 bool isAscii(const Char* text, size_t length) {
   using Unsigned = std::make_unsigned_t<Char>;
   Unsigned bits = 0;
-  for (size_t i = 0; i < length; ++i) {
-    bits = static_cast<Unsigned>(bits | static_cast<Unsigned>(text[i]));
+  for (const Char* p = text; p != text + length; ++p) {
+    bits = static_cast<Unsigned>(bits | static_cast<Unsigned>(*p));
   }
   return bits < 0x80;
 }
