@@ -243,6 +243,20 @@ TEST(StatusQueue, KeepsWhatIsNotTaken) {
   }
 }
 
+TEST(StatusQueue, LeavesWhatComesWhileItHandsOut) {
+  StatusQueue queue;
+  const int count = firstCapacity + 3;
+  pushMany(queue, 0, count);
+  std::vector<int> pids;
+  queue.handOut([&](Record record) {
+    pids.push_back(record.pid);
+    EXPECT_TRUE(queue.push({count + record.pid, -(count + record.pid)}));
+    return record.pid < 2 * count;
+  });
+  EXPECT_EQ(pids, numbers(0, count));
+  EXPECT_EQ(drained(queue), numbers(count, count));
+}
+
 TEST(StatusQueue, LosesARecordOnlyWhereTheSystemHasNoPages) {
   StatusQueue queue;
   pushMany(queue, 0, firstCapacity);
