@@ -701,12 +701,12 @@ TEST_F(Configuration, ATextForWhichItsMakerHadNoMemoryIsNotSet) {
 
 TEST_F(Configuration, NamesAreEnumeratedWholeOrNotAtAllWithoutMemory) {
   CCmnConfiguration store;
-  ASSERT_EQ(load(store, "[one]\n[another section]\n[and a third one]\n[x]\n"), 0);
+  ASSERT_EQ(load(store, "[one]\n[another section]\n[the longest name of them all]\n[x]\n"), 0);
   const ACE_Configuration_Section_Key root = store.configHeap().root_section();
   const std::vector<std::string> all = plain(store.enumerateSections(root));
   ASSERT_EQ(all.size(), 4U);
-  // A longer name after a shorter one is one for which ACE has no room yet.
-  ASSERT_FALSE(std::is_sorted(all.rbegin(), all.rend(), isShorter));
+  // A name longer than all before it is one for which ACE has no room yet.
+  ASSERT_NE(std::max_element(all.begin(), all.end(), isShorter), all.begin());
   std::vector<tstr> names;
   failEachAllocation([&] { names.clear(); }, [&] { names = store.enumerateSections(root); },
                      [&](bool) {
