@@ -4,9 +4,12 @@
 
 #include "another_process.h"
 #include "interposed_calls.h"
+#include "next_symbol.h"
 #include "single_step.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <array>
@@ -18,6 +21,18 @@
 #include <random>
 #include <thread>
 #include <vector>
+
+namespace {
+
+std::atomic<int> unmapped{0};  // how often pages were given back
+
+}  // namespace
+
+extern "C" int munmap(void* pages, size_t size) noexcept {
+  static const auto platforms = kelp_test::nextSymbol<decltype(munmap)>("munmap");
+  ++unmapped;
+  return platforms(pages, size);
+}
 
 namespace {
 
@@ -379,6 +394,50 @@ TEST(StatusQueue, WhatIsPushedAfterAnotherRecordComesOutAfterIt) {
     one.join();
     two.join();
   }
+}
+
+// --- two producers that make it grow at once
+
+StatusQueue* growing = nullptr;
+
+// As another producer would: pushes while a push asks for pages, which are not refused to this one.
+void pushMeanwhile(Call /*call*/, int /*number*/) {
+  const kelp_test::Unfailing pagesForThisOne;
+  ASSERT_TRUE(growing->push({interrupting, -interrupting}));
+}
+
+class FullQueue : public testing::Test {
+ protected:
+  FullQueue() {
+    pushMany(m_queue, 0, firstCapacity);
+    growing = &m_queue;
+    kelp_test::setCallListener(pushMeanwhile);
+  }
+  ~FullQueue() override { kelp_test::setCallListener(nullptr); }
+
+  void expectBothRecords() {
+    std::vector<int> expected = numbers(0, firstCapacity);
+    expected.insert(expected.end(), {interrupting, interrupted});
+    EXPECT_EQ(drained(m_queue), expected);
+  }
+
+  StatusQueue m_queue;
+};
+
+TEST_F(FullQueue, TakesTheRingOfAnotherProducerWhereThereAreNoPagesForItsOwn) {
+  const ScopedFailure noPages(Call::mmap, ENOMEM);
+  EXPECT_TRUE(m_queue.push({interrupted, -interrupted}));
+  EXPECT_EQ(noPages.failed(), 1);
+  expectBothRecords();
+}
+
+TEST_F(FullQueue, GivesItsPagesBackWhereAnotherProducerWasFirst) {
+  const ScopedFailure counted(Call::mmap, ENOMEM, INT_MAX);
+  unmapped = 0;
+  EXPECT_TRUE(m_queue.push({interrupted, -interrupted}));
+  EXPECT_EQ(counted.calls(), 1);
+  EXPECT_EQ(unmapped, 1);
+  expectBothRecords();
 }
 
 // --- between two instructions
