@@ -222,21 +222,35 @@ TEST(Converters, NeedNoPlaceForTheEnd) {
   EXPECT_EQ(__Qstrtoumax("12x", nullptr, 10), 12U);
 }
 
+void expectThePlatforms(const std::string& text, int base) {
+  const auto expected = convert(strtoimax, text, base);
+  const auto actual = convert(__Qstrtoimax, text, base);
+  const auto unsignedExpected = convert(strtoumax, text, base);
+  const auto unsignedActual = convert(__Qstrtoumax, text, base);
+  const bool badBase = base == 1 || base == 37;  // the platform then sets no end
+  ASSERT_TRUE(actual.value == expected.value && actual.error == expected.error &&
+              actual.consumed == (badBase ? 0 : expected.consumed))
+      << '"' << text << "\" base " << base;
+  ASSERT_TRUE(unsignedActual.value == unsignedExpected.value &&
+              unsignedActual.error == unsignedExpected.error &&
+              unsignedActual.consumed == (badBase ? 0 : unsignedExpected.consumed))
+      << '"' << text << "\" base " << base;
+}
+
 TEST(Converters, AgreeWithThePlatformOnEveryShortText) {
   for (const std::string& text : kelp_test::allTexts("0179afxzX+- \t", 4)) {
     for (const int base : {0, 2, 8, 10, 16, 36, 1, 37}) {
-      const auto expected = convert(strtoimax, text, base);
-      const auto actual = convert(__Qstrtoimax, text, base);
-      const auto unsignedExpected = convert(strtoumax, text, base);
-      const auto unsignedActual = convert(__Qstrtoumax, text, base);
-      const bool badBase = base == 1 || base == 37;  // the platform then sets no end
-      ASSERT_TRUE(actual.value == expected.value && actual.error == expected.error &&
-                  actual.consumed == (badBase ? 0 : expected.consumed))
-          << '"' << text << "\" base " << base;
-      ASSERT_TRUE(unsignedActual.value == unsignedExpected.value &&
-                  unsignedActual.error == unsignedExpected.error &&
-                  unsignedActual.consumed == (badBase ? 0 : unsignedExpected.consumed))
-          << '"' << text << "\" base " << base;
+      ASSERT_NO_FATAL_FAILURE(expectThePlatforms(text, base));
+    }
+  }
+}
+
+TEST(Converters, AgreeWithThePlatformOnEveryByte) {
+  for (int byte = 1; byte < 256; ++byte) {
+    const std::string text(1, static_cast<char>(byte));
+    for (int base = 0; base <= 37; ++base) {
+      ASSERT_NO_FATAL_FAILURE(expectThePlatforms(text, base));
+      ASSERT_NO_FATAL_FAILURE(expectThePlatforms("1" + text, base));
     }
   }
 }

@@ -461,12 +461,17 @@ TEST_F(ExecPipeFailures, InTheChildThatLastAreTracedOnce) {
                                     launching + "ERROR: child close(pipe[1]) failed, errno 5"));
 }
 
-// The child really ends with status 1.
 TEST_F(ExecPipeFailures, InTheChildEndItWithStatusOne) {
-  const ScopedFailure failure(Call::execv, EACCES, 1, Times::once, Where::child);
-  ASSERT_EQ(m_pipe.ExecPipe(hostile("exit 0"), ""), execPipeOk);
-  EXPECT_EQ(m_pipe.WaitPid(60), 1 << 8);
-  m_pipe.m_childPid = -1;
+  for (const ChildFailure& c : childFailures) {
+    if (c.ends) {
+      const ScopedFailure failure(c.call, c.error, c.nth, Times::once, Where::child);
+      ProbedPipe pipe;
+      pipe.m_stdinFile = c.stdinFile;
+      ASSERT_EQ(pipe.ExecPipe(hostile("exit 0"), ""), execPipeOk);
+      EXPECT_EQ(pipe.WaitPid(60), 1 << 8);
+      pipe.m_childPid = -1;
+    }
+  }
 }
 
 TEST_F(ExecPipeFailures, InTheChildAreSilentWithoutATraceLog) {
@@ -546,6 +551,18 @@ TEST_F(ExecPipeFailures, NoRoomToMoveAPipeEndLosesNoOutput) {
       EXPECT_EQ(run(hostile("both")), execPipeOk);
       EXPECT_EQ(m_output.size(), 6U);
       EXPECT_GE(failure.failed(), 1);
+    });
+  }
+}
+
+// The platform's streams can be replaced. What counts is the descriptor that they have by then.
+TEST_F(ExecPipeFailures, AHostsOutputThatHasBecomeDescriptorZeroIsNone) {
+  for (FILE** const stream : {&stdout, &stderr}) {
+    inAnotherProcess([this, stream] {
+      close(STDIN_FILENO);
+      *stream = fopen("/dev/null", "w");
+      ASSERT_EQ(fileno(*stream), 0);
+      EXPECT_EQ(run(hostile("exit 0")), execPipeOk);
     });
   }
 }
