@@ -308,6 +308,20 @@ TEST(Sscanf, WhatCannotBecomeANumberDoesNotMatch) {
   }
 }
 
+TEST(Sscanf, TakesNoOtherByteForASign) {
+  for (int byte = 1; byte < 256; ++byte) {
+    const std::string text = std::string(1, static_cast<char>(byte)) + "5";
+    for (const char* format : {"%d", "%u", "%i", "%o", "%x", "%2d"}) {
+      int expected = 77;
+      int actual = 77;
+      EXPECT_EQ(Q_sscanf(text.c_str(), format, &actual, static_cast<int>(sizeof actual)),
+                std::sscanf(text.c_str(), format, &expected))
+          << byte << ' ' << format;
+      EXPECT_EQ(actual, expected) << byte << ' ' << format;
+    }
+  }
+}
+
 TEST(Sscanf, SplitsDigitsByWidth) {
   int a = 0;
   int b = 0;

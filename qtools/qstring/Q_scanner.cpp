@@ -110,12 +110,11 @@ class Scanner {
     return parseConversion(format, conversion, m_set) ? convert(conversion) : End::badFormat;
   }
 
-  // The plain "%d" of most formats, without what other conversions have to ask. Where it is not of
-  // few digits, all at hand, nothing but white space is consumed.
+  // The plain "%d" of most formats, without what other conversions have to ask. Where what follows
+  // is not of few digits, all at hand, nothing is consumed.
   bool convertShortInt() {
-    m_input.skipSpace();
     q_integertext::Integer integer;
-    if (m_input.available() == 0 || !consumeShortDecimal(m_input, integer)) {
+    if (m_input.peek() == endOfInput || !consumeShortDecimal(m_input, integer)) {
       return false;
     }
     store(nextArgument().destination, static_cast<int>(q_integertext::toSigned(integer)));
@@ -130,12 +129,11 @@ class Scanner {
 
   // Most formats begin with what the text begins with.
   void matchAtHand(const char*& format) {
-    if (*format == '%') {
-      return;
+    if (*format != '%') {
+      const size_t length = matchingLength(format, m_input.position(), m_input.available());
+      format += length;
+      m_input.consume(length);
     }
-    const size_t length = matchingLength(format, m_input.position(), m_input.available());
-    format += length;
-    m_input.consume(length);
   }
 
   End matchLiteral(int expected) {
