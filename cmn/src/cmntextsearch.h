@@ -4,6 +4,7 @@
 
 #include <string.h>
 
+#include <array>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -47,7 +48,7 @@ class ByteSet {
   }
 
  private:
-  bool m_holds[UCHAR_MAX + 1] = {};
+  std::array<bool, UCHAR_MAX + 1> m_holds = {};
 };
 
 // Where a pattern first stands in a text; npos if nowhere. Looks for its first byte alone, until
