@@ -114,7 +114,7 @@ class PrintedWhiteSpace : public testing::Test {
 
   const kelp_test::MadeLocale m_locale{LC_CTYPE,
                                        "LC_CTYPE\nspace <U0009>;<U000A>;<U000B>;<U000C>;<U000D>;"
-                                       "<U0020>;<U005F>;<U007F>\nEND LC_CTYPE\n"};
+                                       "<U0020>;<U002B>;<U002D>;<U005F>;<U007F>\nEND LC_CTYPE\n"};
 };
 
 TEST_F(PrintedWhiteSpace, EndsWords) {
@@ -130,6 +130,22 @@ TEST_F(PrintedWhiteSpace, InAFormatStandsForAnyNumberOfThem) {
   EXPECT_EQ(number, 8);
   EXPECT_EQ(Q_sscanf("a__b9", "a_b%d", &number, 4), 1);
   EXPECT_EQ(number, 9);
+}
+
+TEST_F(PrintedWhiteSpace, IsNoSignOfANumber) {
+  for (const char* format : {"%d", "%2d", "%i", "%u", "%o", "%x"}) {
+    for (const char* text : {"-5", "+5", "-_5", "-5 "}) {
+      int number = 0;
+      EXPECT_EQ(Q_sscanf(text, format, &number, 4), 1) << format << ' ' << text;
+      EXPECT_EQ(number, 5) << format << ' ' << text;
+      const std::string second = std::string("%*d") + format;
+      EXPECT_EQ(Q_sscanf((std::string("7") + text).c_str(), second.c_str(), &number, 4), 1);
+      EXPECT_EQ(number, 5) << second << ' ' << text;
+    }
+  }
+  double floating = 0;
+  EXPECT_EQ(Q_sscanf("-5", "%lf", &floating, 8), 1);
+  EXPECT_EQ(floating, 5);
 }
 
 // ---- text that comes in pieces

@@ -110,11 +110,13 @@ class Scanner {
     return parseConversion(format, conversion, m_set) ? convert(conversion) : End::badFormat;
   }
 
-  // The plain "%d" of most formats, without what other conversions have to ask. Where what follows
-  // is not of few digits, all at hand, nothing is consumed.
+  // The plain "%d" of most formats, without what other conversions have to ask. Where it is not of
+  // few digits, all at hand, nothing but white space is consumed, of which a sign may be in some
+  // locale.
   bool convertShortInt() {
+    m_input.skipSpace();
     q_integertext::Integer integer;
-    if (m_input.peek() == endOfInput || !consumeShortDecimal(m_input, integer)) {
+    if (m_input.available() == 0 || !consumeShortDecimal(m_input, integer)) {
       return false;
     }
     store(nextArgument().destination, static_cast<int>(q_integertext::toSigned(integer)));
