@@ -1417,6 +1417,8 @@ Values valuesOfEveryType() {
                    object(),
                    text("a text that is too long to stand in the object itself, for certain")};
   values.push_back(array(values));
+  values.push_back(array({values[6]}));
+  values.push_back(array({}));
   return values;
 }
 

@@ -52,8 +52,8 @@ typedef struct ScanSource {
  * White space in the format (`isspace` of the current locale) matches any run of white space, none
  * included. Two percent signs match white space and one percent sign; so do "%5%", "%*%" and "%l%":
  * what stands between them changes nothing. Any other character matches itself. A conversion is
- * "%", "*" to assign nothing, a width in decimal digits (none, and 0, mean no limit; more than INT_MAX
- * counts as that), one size modifier, and a conversion character:
+ * "%", "*" to assign nothing, a width in decimal digits (none, and 0, mean no limit; more than
+ * INT_MAX counts as that), one size modifier, and a conversion character:
  *
  * | character | reads | stores |
  * |---|---|---|
