@@ -224,11 +224,11 @@ void CCmnTraceLog::UpdateTraceLevelFromConfigFile() {
   // Deliberate: 1 where there is none, so that errors are written without a configuration, too.
   m_traceLevel = 1;
   ACE_Configuration_Section_Key section;
-  unsigned int configuredLevel = 0;
+  unsigned int level = 0;
   if (m_config.openSection(traceSection, section, 1) == 0 &&
-      m_config.getIntegerValue(levelKey, configuredLevel) == 0) {
+      m_config.getIntegerValue(levelKey, level) == 0) {
     // Deliberate: not cut here, as this is the level that details are switched on by.
-    m_traceLevel = static_cast<int>(configuredLevel);
+    m_traceLevel = static_cast<int>(level);
   }
 }
 
