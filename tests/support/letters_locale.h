@@ -60,6 +60,7 @@ inline Alphabet oddAlphabet() {
   Alphabet alphabet = asciiAlphabet();
   alphabet.pairs.emplace_back(L'@', L'`');
   alphabet.pairs.emplace_back(L'q', 0xff);
+  alphabet.pairs.emplace_back(L'$', L'%');  // which differ in one bit, the lowest
   alphabet.noLetters = L"xY";
   alphabet.spaces = L"_";
   return alphabet;
