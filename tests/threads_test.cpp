@@ -1,12 +1,8 @@
-// Everything that several threads may do, done by several threads. Tells most under the thread
-// sanitizer.
-#include "Q_sscanf.h"
-#include "Q_strings.h"
-#include "Q_strtoimax.h"
-#include "Q_strtoumax.h"
-#include "Q_vfscanf.h"
+// Objects of which each thread has its own, or that several use under a lock; settings, paths,
+// names of hosts, sleeping. As threads_text_test, threads_buffers_test and threads_commands_test do
+// the rest, everything that several threads may do is done by several threads. Tells most under the
+// thread sanitizer.
 #include "another_process.h"
-#include "charset_locale.h"
 #include "cmnconfiguration.h"
 #include "cmnerror.h"
 #include "cmnicumessage.h"
@@ -17,33 +13,32 @@
 #include "cmnqrbconfiguration.h"
 #include "cmnsaxhandler.h"
 #include "cmnsaxparser.h"
-#include "cmnstringtool.h"
-#include "comma_locale.h"
-#include "exec_fixture.h"
+#include "cmnsmartptr.h"
+#include "cmntracelog.h"
+#include "in_threads.h"
+#include "install_root.h"
 #include "next_symbol.h"
 #include "plain_digest.h"
 #include "resource_bundles.h"
-#include "scan.h"
+#include "scratch.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <sys/wait.h>
+#include <netdb.h>
+#include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <clocale>
-#include <cstdio>
 #include <cstring>
-#include <functional>
+#include <filesystem>
 #include <memory>
 #include <mutex>
-#include <optional>
+#include <set>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -52,10 +47,6 @@ std::atomic<bool> platformHasNanosleep{true};
 std::atomic<int> wholeSeconds{0};
 
 }  // namespace
-
-// Where a test has made locales of its own, the platform's newlocale forgets the list of
-// directories that it searches for them.
-extern "C" const char* __lsan_default_suppressions() { return "leak:argz_add_sep\n"; }
 
 extern "C" int nanosleep(const timespec* duration, timespec* rest) {
   static const auto platforms = kelp_test::nextSymbol<decltype(nanosleep)>("nanosleep");
@@ -74,163 +65,12 @@ extern "C" unsigned int sleep(unsigned int seconds) {
 namespace {
 
 using namespace kelp_cmn_4_4;
-using kelp_test::eventually;
-using kelp_test::hostile;
+using kelp_test::Call;
+using kelp_test::call;
 using kelp_test::InstallRoot;
-using kelp_test::Lines;
-using kelp_test::ProbedPipe;
-using kelp_test::scan;
-using testing::AnyOf;
-
-constexpr size_t threadCount = 4;
-
-// All begin at the same moment. The work takes the thread's number and tells how often something
-// was wrong.
-void inThreads(const std::function<int(size_t)>& work, size_t count = threadCount) {
-  std::atomic<size_t> ready{0};
-  std::vector<int> wrong(count);
-  std::vector<std::thread> threads;
-  for (size_t i = 0; i < count; ++i) {
-    threads.emplace_back([&, i] {
-      for (++ready; ready < count;) {
-        std::this_thread::yield();
-      }
-      wrong[i] = work(i);
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  EXPECT_EQ(wrong, std::vector<int>(count));
-}
-
-// ---- text, with a locale for each thread
-
-struct Convention {
-  locale_t locale;
-  const char* umlaut;  // u with two dots
-  const char* half;    // the number 1.5
-};
-
-class ThreadsWithLocales : public testing::Test {
- protected:
-  ThreadsWithLocales() {
-    add(newlocale(LC_ALL_MASK, "C.UTF-8", nullptr), "\xc3\xbc", "1.5");
-    {
-      const kelp_test::CharsetLocale latin("ISO-8859-1", 1);
-      if (latin.converts("\xfc", L'\u00fc')) {
-        add(duplocale(LC_GLOBAL_LOCALE), "\xfc", "1.5");
-      }
-    }
-    {
-      const kelp_test::CommaLocale comma;
-      if (comma.isSet()) {
-        add(newlocale(LC_CTYPE_MASK, "C.UTF-8", duplocale(LC_GLOBAL_LOCALE)), "\xc3\xbc", "1,5");
-      }
-    }
-  }
-  ~ThreadsWithLocales() override {
-    for (const Convention& convention : m_conventions) {
-      freelocale(convention.locale);
-    }
-  }
-
-  // Each of several threads uses one of the locales.
-  void inThreadsOfTheirOwn(const std::function<int(const Convention&)>& work) {
-    inThreads([&](size_t i) {
-      const Convention& convention = m_conventions[i % m_conventions.size()];
-      uselocale(convention.locale);
-      int wrong = 0;
-      for (int round = 0; round < 300; ++round) {
-        wrong += work(convention);
-      }
-      uselocale(LC_GLOBAL_LOCALE);
-      return wrong;
-    });
-  }
-
- private:
-  void add(locale_t locale, const char* umlaut, const char* half) {
-    if (locale != nullptr) {
-      m_conventions.push_back({locale, umlaut, half});
-    }
-  }
-  std::vector<Convention> m_conventions;
-};
-
-TEST_F(ThreadsWithLocales, ConvertText) {
-  inThreadsOfTheirOwn([](const Convention& convention) {
-    const std::string umlauts = std::string("A") + convention.umlaut;
-    int wrong = CCmnStringTool::str2wstr(umlauts) != L"A\u00fc" ? 1 : 0;
-    wrong += CCmnStringTool::wstr2str(L"A\u00fc") != umlauts ? 1 : 0;
-    wrong += CCmnStringTool::double2str(1.5) != convention.half ? 1 : 0;
-    wrong += CCmnStringTool::str2double(convention.half) != 1.5 ? 1 : 0;
-    wrong += CCmnStringTool::tostrupper(L"ab") != L"AB" ? 1 : 0;
-    wrong += CCmnStringTool::int2wstr(-17) != L"-17" ? 1 : 0;
-    std::string utf8 = "\xc3\xbc";
-    icu::UnicodeString units = CCmnStringTool::str2ustr(utf8);
-    wrong += units != icu::UnicodeString(static_cast<char16_t>(0xfc)) ? 1 : 0;
-    wrong += CCmnStringTool::ustr2str(units) != utf8 ? 1 : 0;
-    const tstr text = CCmnStringTool::wstr2tstr(L"A\u00fc");
-    wrong += text != umlauts.c_str() || CCmnStringTool::tstr2wstr(text) != L"A\u00fc" ? 1 : 0;
-    unsigned long number = 0;
-    wrong +=
-        CCmnStringTool::str2uint64("18446744073709551615", number) != 0 || ~number != 0 ? 1 : 0;
-    return wrong;
-  });
-}
-
-TEST_F(ThreadsWithLocales, CutReplaceAndEncodeText) {
-  inThreadsOfTheirOwn([](const Convention&) {
-    int wrong = CCmnStringTool::trim("  a b\n") != "a b" ? 1 : 0;
-    wrong += CCmnStringTool::searchreplace("aXbX", "X", "--") != "a--b--" ? 1 : 0;
-    wrong += CCmnStringTool::tokenize("a,b;c", ",;") != Lines({"a", "b", "c"}) ? 1 : 0;
-    wrong += CCmnStringTool::convertToXmlSpecialCharacters("<&>") != "&lt;&amp;&gt;" ? 1 : 0;
-    unsigned char bytes[2] = {0x1f, 0xa0};
-    wrong += !CCmnStringTool::CompareNoCase(CCmnStringTool::binary2str(bytes, 2), "1fa0") ? 1 : 0;
-    char** list = CCmnStringTool::tstrduplist({tstr("one"), tstr("two")});
-    wrong += std::strcmp(list[1], "two") != 0 ? 1 : 0;
-    CCmnStringTool::tstrfreelist(list);
-    return wrong;
-  });
-}
-
-TEST_F(ThreadsWithLocales, FormatAndScanNumbers) {
-  inThreadsOfTheirOwn([](const Convention& convention) {
-    char text[32];
-    Q_snprintf(text, sizeof text, "%.1f%ls", 1.5, L"\u00fc");
-    int wrong = text != std::string(convention.half) + convention.umlaut ? 1 : 0;
-    double number = 0;
-    int count = 0;
-    char word[8] = "";
-    wrong += Q_sscanf("-12.75e1 42 word", "%lf %d %s", &number, 8, &count, 4, word, 8) != 3 ? 1 : 0;
-    wrong += number != -127.5 || count != 42 || std::strcmp(word, "word") != 0 ? 1 : 0;
-    char* end = nullptr;
-    wrong += __Qstrtoimax("-17x", &end, 10) != -17 || *end != 'x' ? 1 : 0;
-    wrong += __Qstrtoumax("ffg", &end, 16) != 255 || *end != 'g' ? 1 : 0;
-    Q_strlcpy(text, "one", sizeof text);
-    Q_strlcat(text, " two", sizeof text);
-    wrong += std::strcmp(text, "one two") != 0 ? 1 : 0;
-    return wrong;
-  });
-}
-
-TEST_F(ThreadsWithLocales, ScanStreamsOfTheirOwn) {
-  inThreadsOfTheirOwn([](const Convention& convention) {
-    const std::string text = std::string(" 2.5\v\t") + convention.umlaut + " 7x";
-    const std::unique_ptr<FILE, int (*)(FILE*)> stream(
-        fmemopen(const_cast<char*>(text.data()), text.size(), "r"), fclose);
-    ScanSource source{nullptr, 0, 0, nullptr, 0, nullptr, stream.get()};
-    double number = 0;
-    char word[8] = "";
-    int count = 0;
-    int wrong = scan(&source, "%lf %s %d", &number, 8, word, 8, &count, 4) != 3 ? 1 : 0;
-    wrong += number != 2.5 || std::strcmp(word, convention.umlaut) != 0 || count != 7 ? 1 : 0;
-    updateFILE(&source);
-    wrong += fgetc(stream.get()) != 'x' ? 1 : 0;
-    return wrong;
-  });
-}
+using kelp_test::inThreads;
+using kelp_test::threadCount;
+using kelp_test::wrongCalls;
 
 // ---- objects, of which each thread has its own
 
@@ -329,6 +169,48 @@ TEST_F(ThreadsInTheInstallRoot, ReadAndWriteSettings) {
   });
 }
 
+using Place = std::pair<std::string, std::string>;
+
+// Also whether the directory is there.
+template <class Function>
+Place placeOf(Function place) {
+  tstr dir("old");
+  tstr file("old");
+  const bool there = place(tstr("ab"), dir, file) == 0 && CCmnPathTool::verify(dir.c_str()) == 0;
+  return {there ? dir.c_str() : "nowhere", file.c_str()};
+}
+
+std::string installPath() {
+  tstr path;
+  return CCmnPathTool::getInstallPath(path) == 0 ? path.c_str() : "none";
+}
+
+// Whoever comes first makes a directory; the others find it, or fail to make it.
+TEST_F(ThreadsInTheInstallRoot, TakePathsWhoseDirectoriesTheyMake) {
+  using Tool = CCmnPathTool;
+  const std::vector<Call> calls = {
+      call("getInstallPath", installPath, "/usr/tulsk"),
+      call(
+          "getTraceFileInfo", [] { return placeOf(Tool::getTraceFileInfo); },
+          Place(InstallRoot::traceDir, "ab.log")),
+      call(
+          "getMessageFileInfo", [] { return placeOf(Tool::getMessageFileInfo); },
+          Place(InstallRoot::resourceDir, "libab")),
+      call(
+          "getConfigFileInfo", [] { return placeOf(Tool::getConfigFileInfo); },
+          Place(InstallRoot::configDir, "ab.conf")),
+      call(
+          "verify", [] { return CCmnPathTool::verify("/usr/tulsk/no/such/file"); }, -1),
+  };
+  for (int round = 0; round < 20; ++round) {
+    for (const char* made :
+         {InstallRoot::traceDir, InstallRoot::resourceDir, InstallRoot::configDir}) {
+      std::filesystem::remove_all(made);
+    }
+    inThreads([&calls](size_t) { return wrongCalls(calls, 2); });
+  }
+}
+
 TEST_F(ThreadsInTheInstallRoot, TraceIntoLogsOfTheirOwn) {
   constexpr size_t lineCount = 50;
   inThreads([](size_t i) {
@@ -373,19 +255,112 @@ TEST_F(ThreadsInTheInstallRoot, ShareAMessageAndALogUnderALock) {
   EXPECT_EQ(std::count(traced.begin(), traced.end(), '\n'), rounds * static_cast<int>(threadCount));
 }
 
-TEST(Threads, ResolveNames) {
-  inThreads([](size_t) {
-    int wrong = 0;
-    for (int round = 0; round < 20; ++round) {
-      const auto addresses = CCmnNetwork::getAddressListForHost("127.0.0.1");
-      wrong += addresses != std::set<std::string>{"127.0.0.1"} ? 1 : 0;
-      wrong += !CCmnNetwork::compare(std::string("127.0.0.1"), std::string("127.0.0.1")) ? 1 : 0;
-      wrong += CCmnNetwork::getComputerName().empty() ? 1 : 0;
-      wrong += !CCmnNetwork::validateIPAddress("10.1.2.3") ? 1 : 0;
-    }
-    return wrong;
-  });
+// ---- names of hosts, as tests/resources/etc/hosts has them
+
+using Addresses = std::set<std::string>;
+using Answer = std::pair<int, std::string>;
+
+std::unique_ptr<addrinfo, void (*)(addrinfo*)> listOf(const char* address) {
+  addrinfo hints{};
+  hints.ai_flags = AI_NUMERICHOST;
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* list = nullptr;
+  EXPECT_EQ(getaddrinfo(address, nullptr, &hints, &list), 0);
+  return {list, freeaddrinfo};
 }
+
+Answer nameOf(const std::string& address) {
+  std::string name = "old";
+  const int status = CCmnNetwork::getHostbyAddr(address, name);
+  return {status, name};
+}
+
+Answer fullNameOf(const char* host) {
+  std::string name = "old";
+  const int status = CCmnNetwork::getFQDN(host, name);
+  return {status, name};
+}
+
+CCmnHostInfo hostOf(const std::string& name, const std::string& fullName,
+                    const Addresses& addresses) {
+  CCmnHostInfo host;
+  host.m_name = name;
+  host.m_fqdn = fullName;
+  host.m_addresses = addresses;
+  return host;
+}
+
+// Whether a look-up gives just that.
+Call lookUp(const std::string& host, const CCmnHostInfo& expected) {
+  return {"resolve " + host, [host, expected] {
+            const CCmnHostInfo found = CCmnNetwork::resolve(host);
+            return found.m_name == expected.m_name && found.m_fqdn == expected.m_fqdn &&
+                   found.m_addresses == expected.m_addresses;
+          }};
+}
+
+TEST(Threads, LookHostsUp) {
+  using Net = CCmnNetwork;
+  const Addresses addresses = {"10.0.0.9", "200.0.0.1", "9.1.1.1"};
+  const CCmnHostInfo multi = hostOf("multi", "ten.example", addresses);
+  const std::vector<Call> calls = {
+      call(
+          "getAddressListForHost", [] { return Net::getAddressListForHost("multi"); }, addresses),
+      call(
+          "getHostbyAddr", [] { return nameOf("10.0.0.9"); }, Answer(networkOk, "Ten.Example")),
+      call(
+          "getHostbyAddr of a name", [] { return nameOf("multi"); },
+          Answer(networkLookupFailed, "old")),
+      call(
+          "getFQDN", [] { return fullNameOf("multi"); }, Answer(networkOk, "ten.example")),
+      call(
+          "getFQDN of nobody", [] { return fullNameOf("nowhere.example"); },
+          Answer(networkNoAddress, "old")),
+      lookUp("multi", multi),
+      lookUp("10.0.0.50", hostOf("MIXED.Example", "MIXED.Example", {"10.0.0.50"})),
+      lookUp("nowhere.example", hostOf("nowhere.example", "", {})),
+      call(
+          "compare", [] { return Net::compare(std::string("multi"), std::string("9.1.1.1")); },
+          true),
+      call(
+          "compare hosts", [&multi] { return Net::compare(multi, multi); }, true),
+      call(
+          "compare a text", [&multi] { return Net::compare("TEN.example", multi); }, true),
+  };
+  inThreads([&calls](size_t) { return wrongCalls(calls, 10); });
+}
+
+TEST(Threads, NameThisMachineAndDescribeAddresses) {
+  using Net = CCmnNetwork;
+  char name[256] = "";
+  ASSERT_EQ(gethostname(name, sizeof name), 0);
+  const auto ownFullName = [] {
+    std::string fqdn = "old";
+    const int status = Net::getFQDN(fqdn);
+    return Answer(status, fqdn);
+  };
+  const std::vector<Call> calls = {
+      call(
+          "getComputerName", [] { return Net::getComputerName(); }, std::string(name)),
+      call("getFQDN of this machine", ownFullName, fullNameOf(name)),
+      call(
+          "resolve this machine", [] { return Net::resolve().m_name; }, std::string(name)),
+      call(
+          "validateIPAddress", [] { return Net::validateIPAddress("2001:db8::6"); }, true),
+      call(
+          "validateIPAddress of a name", [] { return Net::validateIPAddress("multi"); }, false),
+      call(
+          "extractIPAddress", [] { return Net::extractIPAddress(listOf("9.1.1.1").get()); },
+          Addresses{"9.1.1.1"}),
+      call(
+          "addrinfoBlob", [] { return Net::addrinfoBlob(listOf("9.1.1.1").get()); },
+          std::vector<std::string>{"ai_family = 2,ai_socktype = 1,ai_protocol = 6,ai_canonname = "
+                                   ",ai_addrlen = 16,foundName = 9.1.1.1,"}),
+  };
+  inThreads([&calls](size_t) { return wrongCalls(calls, 10); });
+}
+
+// ---- parsers, sleeping
 
 TEST(Threads, ParseWithParsersMadeUnderALock) {
   std::mutex lock;
@@ -419,166 +394,6 @@ TEST(Threads, SleepWherePlatformsHaveNoNanosleep) {
     });
     EXPECT_EQ(wholeSeconds, 100 * static_cast<int>(threadCount));
   });
-}
-
-// ---- commands
-
-class ThreadsWithCommands : public testing::Test {
- protected:
-  ThreadsWithCommands() { kelp_test::expectChangeOf("SIGCHLD"); }
-  ~ThreadsWithCommands() override {
-    while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) {
-    }
-    ProbedPipe::forgetRecords();
-  }
-};
-
-// A status that is lost is all that may happen where commands overlap; the output never is.
-int wrongRuns(size_t thread, int runs) {
-  int wrong = 0;
-  ProbedPipe pipe;
-  for (int run = 0; run < runs; ++run) {
-    const std::string word = std::to_string(thread) + "." + std::to_string(run);
-    Lines output;
-    const int code = pipe.run("/bin/echo " + word, output);
-    wrong += code != execPipeOk && code != execPipeWaitFailed ? 1 : 0;
-    wrong += output != Lines{word + "\n"} ? 1 : 0;
-  }
-  return wrong;
-}
-
-TEST_F(ThreadsWithCommands, RunThemAtOnce) {
-  inThreads([](size_t i) { return wrongRuns(i, 15); });
-}
-
-TEST_F(ThreadsWithCommands, RunThemWhileTheHostReapsItsOwnChildren) {
-  std::atomic<bool> done{false};
-  std::thread host([&done] {
-    while (!done) {
-      const pid_t child = fork();
-      if (child == 0) {
-        _exit(0);
-      }
-      while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-      }
-    }
-  });
-  inThreads([](size_t i) { return wrongRuns(i, 10); }, 2);
-  done = true;
-  host.join();
-}
-
-TEST_F(ThreadsWithCommands, RunThemBesideAThreadThatReapsEveryChild) {
-  std::atomic<bool> done{false};
-  std::thread reaper([&done] {
-    while (!done) {
-      if (waitpid(-1, nullptr, WNOHANG) <= 0) {
-        std::this_thread::yield();
-      }
-    }
-  });
-  inThreads([](size_t i) { return wrongRuns(i, 10); }, 2);
-  done = true;
-  reaper.join();
-}
-
-TEST_F(ThreadsWithCommands, LookRecordsUpWhileOthersAreMade) {
-  Lines output;
-  ProbedPipe().run("/bin/true", output);
-  std::atomic<int> found{0};
-  inThreads([&found](size_t i) {
-    ProbedPipe pipe;
-    const int first = kelp_test::fakePid + static_cast<int>(i) * 1000;
-    for (int pid = first; pid < first + 300; ++pid) {
-      const pid_t child = pid % 50 == 0 ? fork() : -1;
-      if (child == 0) {
-        _exit(3);
-      }
-      int status = -1;
-      found += pipe.CheckChildStatusMap(pid, &status) ? 1 : 0;
-    }
-    return 0;
-  });
-  EXPECT_EQ(found, 0);
-}
-
-class CountingPipe : public ProbedPipe {
- public:
-  std::atomic<int> lines{0};
-
-  bool ReadLine(char* buffer, int size, unsigned char* expired, long timeoutSeconds) override {
-    ++lines;
-    return ProbedPipe::ReadLine(buffer, size, expired, timeoutSeconds);
-  }
-};
-
-// One after the other: while another command holds the read end, too, none of them gets SIGPIPE.
-TEST_F(ThreadsWithCommands, AreEndedByAnAbortFromAnother) {
-  for (int round = 0; round < 4; ++round) {
-    CountingPipe pipe;
-    Lines output;
-    int code = -1;
-    std::thread running([&] { code = pipe.run(hostile("flood"), output); });
-    EXPECT_TRUE(eventually([&pipe] { return pipe.lines > 3; }));
-    pipe.Abort();
-    running.join();
-    EXPECT_EQ(code, execPipeSignalled);
-    EXPECT_GE(output.size(), 3U);
-    size_t wrong = 0;
-    for (size_t i = 0; i < output.size(); ++i) {
-      wrong += output[i] != std::to_string(i) + "\n" ? 1 : 0;
-    }
-    EXPECT_EQ(wrong, 0U);
-  }
-}
-
-TEST_F(ThreadsWithCommands, StartReadAndCloseOneInTurn) {
-  ProbedPipe pipe;
-  char line[16] = "";
-  unsigned char timedOut = 0;
-  int code = -1;
-  std::thread([&] { pipe.ExecPipe("/bin/echo word", ""); }).join();
-  std::thread([&] { pipe.ReadLine(line, sizeof line, &timedOut, 60); }).join();
-  std::thread([&] { code = pipe.Close(60); }).join();
-  EXPECT_STREQ(line, "word\n");
-  EXPECT_EQ(code, execPipeOk);
-}
-
-TEST_F(ThreadsWithCommands, RunThemWhereSomeBlockTheSignal) {
-  inThreads([](size_t i) {
-    std::optional<kelp_test::BlockedChildSignal> blocked;
-    if (i % 2 == 0) {
-      blocked.emplace();
-    }
-    return wrongRuns(i, 10);
-  });
-}
-
-// The child must be able to run commands, whatever the others were doing.
-TEST_F(ThreadsWithCommands, AreNotInTheWayOfTheHostsForks) {
-  std::atomic<bool> done{false};
-  std::thread looking([&done] {
-    ProbedPipe pipe;
-    for (int status = 0; !done;) {
-      pipe.CheckChildStatusMap(kelp_test::fakePid, &status);
-    }
-  });
-  for (int round = 0; round < 5; ++round) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-      Lines output;
-      ProbedPipe pipe;
-      const int code = pipe.run("/bin/echo x", output);
-      _exit(code == execPipeOk && output == Lines{"x\n"} ? 0 : 1);
-    }
-    int status = -1;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    EXPECT_THAT(status, AnyOf(0, -1));  // the handler may have reaped it
-  }
-  done = true;
-  looking.join();
 }
 
 }  // namespace
