@@ -106,7 +106,7 @@ std::pair<int, size_t> verified(int (*verify)(const Char*, size_t, size_t*), con
 std::string resized(size_t size) {
   void* block = CCmnStringTool::strdup("one", nullptr);
   void* const given = Q_dumb_realloc(&block, size);
-  const std::string text = given == block ? static_cast<char*>(block) : "another block";
+  std::string text = given == block ? static_cast<char*>(block) : "another block";
   std::free(block);
   return text;
 }

@@ -15,6 +15,9 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
 
 #ifdef __SANITIZE_ADDRESS__
 // From the sanitizer's interface, whose header not every compiler brings.
@@ -291,10 +294,30 @@ size_t residentBytes() {
   return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
 }
 
+#ifndef __SANITIZE_ADDRESS__
+namespace {
+
+// The freed blocks that the platform keeps at hand for a thread, seven of a size, count as used: a
+// quarter of a megabyte, or none. Afterwards it is as much each time.
+void fillThreadCache() {
+  constexpr size_t largest = 1032;
+  std::vector<std::unique_ptr<char[]>> blocks;
+  blocks.reserve(largest);  // one block, and too large to be kept
+  for (size_t size = 24; size <= largest; size += 16) {
+    for (int i = 0; i < 7; ++i) {
+      blocks.push_back(std::make_unique<char[]>(size));
+    }
+  }
+}
+
+}  // namespace
+#endif
+
 size_t heapBytes() {
 #ifdef __SANITIZE_ADDRESS__
   return __sanitizer_get_current_allocated_bytes();
 #else
+  fillThreadCache();
   const struct mallinfo2 heap = mallinfo2();
   return heap.uordblks + heap.hblkhd;
 #endif
