@@ -269,6 +269,12 @@ std::unique_ptr<addrinfo, void (*)(addrinfo*)> listOf(const char* address) {
   return {list, freeaddrinfo};
 }
 
+std::pair<int, Addresses> addressesOf(const std::string& host) {
+  Addresses addresses = {"old"};
+  const int status = CCmnNetwork::getAddrByHost(host, addresses);
+  return {status, addresses};
+}
+
 Answer nameOf(const std::string& address) {
   std::string name = "old";
   const int status = CCmnNetwork::getHostbyAddr(address, name);
@@ -306,6 +312,11 @@ TEST(Threads, LookHostsUp) {
   const std::vector<Call> calls = {
       call(
           "getAddressListForHost", [] { return Net::getAddressListForHost("multi"); }, addresses),
+      call(
+          "getAddrByHost", [] { return addressesOf("multi"); }, std::pair(networkOk, addresses)),
+      call(
+          "getAddrByHost of nobody", [] { return addressesOf("nowhere.example"); },
+          std::pair(networkLookupFailed, Addresses{"old"})),
       call(
           "getHostbyAddr", [] { return nameOf("10.0.0.9"); }, Answer(networkOk, "Ten.Example")),
       call(

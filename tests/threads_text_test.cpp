@@ -161,7 +161,7 @@ TEST_F(ThreadsWithLocales, FormatAndScanNumbers) {
 
 TEST_F(ThreadsWithLocales, ScanStreamsOfTheirOwn) {
   inThreadsOfTheirOwn([](const Convention& convention) {
-    const std::string text = std::string(" 2.5\v\t") + convention.umlaut + " 7x";
+    const std::string text = std::string(" 2.5\v\t") + convention.umlaut + " 7xy";
     const std::unique_ptr<FILE, int (*)(FILE*)> stream(
         fmemopen(const_cast<char*>(text.data()), text.size(), "r"), fclose);
     ScanSource source{nullptr, 0, 0, nullptr, 0, nullptr, stream.get()};
@@ -172,6 +172,8 @@ TEST_F(ThreadsWithLocales, ScanStreamsOfTheirOwn) {
     wrong += number != 2.5 || std::strcmp(word, convention.umlaut) != 0 || count != 7 ? 1 : 0;
     updateFILE(&source);
     wrong += fgetc(stream.get()) != 'x' ? 1 : 0;
+    updateVFILE(&source);
+    wrong += source.unread != 1 || *source.position != 'y' ? 1 : 0;
     return wrong;
   });
 }
@@ -207,6 +209,7 @@ TEST_F(ThreadsWithLocales, ScanWhatCallbacksOfTheirOwnGive) {
     wrong += number != 127.5 || std::strcmp(word, convention.umlaut) != 0 ? 1 : 0;
     wrong += count != 12345 || source.unread != 1 || *source.position != 'x' ? 1 : 0;
     wrong += scan(&source, "x%d", &count, 4) != -1 || source.flags != Q_SCAN_EOF ? 1 : 0;
+    wrong += __Qrefill(&source) != -1 || eofread(&source, source.buffer, 3) != 0 ? 1 : 0;
     return wrong;
   });
 }
