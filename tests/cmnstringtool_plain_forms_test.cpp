@@ -232,6 +232,17 @@ TEST_P(InLocale, MapsEveryByteAndEveryCharacter) {
   EXPECT_TRUE(Tool::tostrlower(characters) == plainlyLower(characters));
 }
 
+TEST(LongText, IsMappedAsTheLocaleSaysWhereTheLastOfAsciiIsALetterBesides) {
+  kelp_test::Alphabet alphabet = kelp_test::asciiAlphabet();
+  alphabet.pairs.emplace_back(L'\x7f', L'\u00fe');
+  const LettersLocale locale("ISO-8859-1", 1, alphabet);
+  if (!locale.isSet()) {
+    GTEST_SKIP() << "localedef gives no such locale";
+  }
+  ASSERT_EQ(tolower(0x7f), 0xfe);
+  EXPECT_EQ(Tool::tostrlower(std::string(300, '\x7f')), std::string(300, '\xfe'));
+}
+
 TEST_P(InLocale, ComparesEveryPairOfBytes) {
   const std::string sevenMore = "of many";
   for (int a = 0; a < 0x100; ++a) {
