@@ -545,6 +545,15 @@ TEST(Tokenize, AgreesWithStrtokOnAllShortTexts) {
               }));
 }
 
+TEST(Tokenize, TakesNoMoreRoomThanItsTokensNeed) {
+  for (const std::string& text : kelp_test::allTexts("ab,;", 6)) {
+    for (const char* delimiters : {",", ",;", ""}) {
+      const Texts tokens = Tool::tokenize(text, delimiters);
+      ASSERT_EQ(tokens.capacity(), tokens.size()) << text << ' ' << delimiters;
+    }
+  }
+}
+
 TEST(Tokenize, TakesManyTokens) {
   std::string text;
   for (int i = 0; i < 1000000; ++i) {
