@@ -111,12 +111,71 @@ TEST(FaultLoop, FindsWhatHangs) {
   EXPECT_EQ(findingsOf(hanging), some);
 }
 
-TEST(FaultLoop, FindsALeak) {
+// Two blocks, the first of which is lost where the second cannot be had.
+std::string leakOnce() {
+  char* const first = block().release();
+  const auto second = block();
+  delete[] first;
+  return "done";
+}
+
+TEST(FaultLoop, FindsALeak) { EXPECT_EQ(findingsOf(operation(leakOnce)), some); }
+
+// Leaves blocks that nobody gives back, whatever fails.
+void leaveBlocks(int count) {
+  const Unfailing unfailing;
+  for (volatile int i = 0; i < count; i = i + 1) {
+    plainMemory();
+  }
+}
+
+// The same, each from a place of its own: two to the power of the depth.
+[[gnu::noinline]] void leaveBlocksOfManyPlaces(int depth) {
+  if (depth == 0) {
+    leaveBlocks(1);
+  } else {
+    leaveBlocksOfManyPlaces(depth - 1);
+    looker = nullptr;
+    leaveBlocksOfManyPlaces(depth - 1);
+    looker = nullptr;
+  }
+}
+
+template <class Leave>
+class AtItsEnd {
+ public:
+  explicit AtItsEnd(Leave leave) : m_leave(leave) {}
+  ~AtItsEnd() { m_leave(); }
+  AtItsEnd(const AtItsEnd&) = delete;
+  AtItsEnd& operator=(const AtItsEnd&) = delete;
+
+ private:
+  const Leave m_leave;
+};
+
+TEST(FaultLoop, FindsALeakAmongManyBlocksThatAlwaysStay) {
   EXPECT_EQ(findingsOf(operation([] {
-              char* const first = block().release();
+              const AtItsEnd leaving([] { leaveBlocks(100); });
+              return leakOnce();
+            })),
+            some);
+}
+
+TEST(FaultLoop, FindsNothingAmongManyBlocksThatAlwaysStay) {
+  EXPECT_EQ(findingsOf(operation([] {
+              const AtItsEnd leaving([] { leaveBlocks(100); });
+              const auto first = block();
               const auto second = block();
-              delete[] first;
               return std::string("done");
+            })),
+            none);
+}
+
+// Such blocks could not be told from the one that is lost.
+TEST(FaultLoop, FindsALeakAmongBlocksFromMorePlacesThanItKeeps) {
+  EXPECT_EQ(findingsOf(operation([] {
+              const AtItsEnd leaving([] { leaveBlocksOfManyPlaces(9); });
+              return leakOnce();
             })),
             some);
 }

@@ -1,9 +1,27 @@
 #include "leaks.h"
 
+#include <algorithm>
+
 namespace kelp_test {
 namespace {
 
 LeakRecorder* recorder = nullptr;
+
+// Null where there is no room for it. Needs no memory: that would be recorded, too.
+LeakPlace* placeIn(Report& report, const Stack& stack) {
+  const auto end = report.leakPlaces.begin() + report.leakPlacesUsed;
+  const auto found = std::find_if(report.leakPlaces.begin(), end,
+                                  [&](const LeakPlace& place) { return place.stack == stack; });
+  if (found != end) {
+    return &*found;
+  }
+  if (report.leakPlacesUsed == Report::leakPlacesKept) {
+    return nullptr;
+  }
+  LeakPlace& place = report.leakPlaces.at(report.leakPlacesUsed++);
+  place.stack = stack;
+  return &place;
+}
 
 }  // namespace
 
@@ -26,10 +44,11 @@ void LeakRecorder::released(const void* block) { recorder->m_blocks.erase(block)
 
 void LeakRecorder::tell(Report& report) const {
   for (const auto& [block, stack] : m_blocks) {
-    if (static_cast<size_t>(report.leaks) < Report::leaksKept) {
-      report.leakStacks.at(static_cast<size_t>(report.leaks)) = stack;
+    if (LeakPlace* const place = placeIn(report, stack)) {
+      ++place->blocks;
+    } else {
+      report.hasMoreLeakPlaces = true;
     }
-    ++report.leaks;
   }
 }
 

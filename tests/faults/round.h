@@ -11,10 +11,16 @@
 
 namespace kelp_test {
 
+// How many of the blocks that are left were asked for at one place.
+struct LeakPlace {
+  Stack stack;
+  int blocks = 0;
+};
+
 // What a round's process tells. Lies in memory that it shares with whoever began it.
 struct Report {
   static constexpr size_t textSize = 4000;
-  static constexpr size_t leaksKept = 32;
+  static constexpr size_t leakPlacesKept = 256;
 
   std::array<char, textSize> outcome;        // of the run in which the call failed
   std::array<char, textSize> secondOutcome;  // of another, whose job was then destroyed at once
@@ -31,8 +37,9 @@ struct Report {
   bool exited;       // somebody called exit()
   Stack end;         // where that was
 
-  int leaks;
-  std::array<Stack, leaksKept> leakStacks;
+  std::array<LeakPlace, leakPlacesKept> leakPlaces;
+  size_t leakPlacesUsed;
+  bool hasMoreLeakPlaces;  // than are kept
 };
 
 // What a round does besides.

@@ -84,6 +84,11 @@ std::vector<Place> placesOf(const Stack& stack) {
 
 void Stack::capture() { size = backtrace(frames.data(), static_cast<int>(depth)); }
 
+bool operator==(const Stack& a, const Stack& b) {
+  return std::equal(a.frames.begin(), a.frames.begin() + a.size, b.frames.begin(),
+                    b.frames.begin() + b.size);
+}
+
 const ForeignFault* foreignFault(Failing how, const Stack& stack) {
   for (const Place& place : placesOf(stack)) {
     if (beginsWith(place.object, "libkelp")) {

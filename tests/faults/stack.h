@@ -18,6 +18,7 @@ struct Stack {
   // May be called in a signal handler, once it has been called outside of one.
   void capture();
 };
+bool operator==(const Stack& a, const Stack& b);
 
 // For what failed within a call from this program or the library into another one. Null for what is
 // not known.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <map>
+#include <vector>
 
 namespace kelp_test {
 namespace {
@@ -74,6 +75,10 @@ Verdict verdictOnEnd(const Report& report) {
   return {howItEnded(report) + " at\n" + describe(report.end), nullptr};
 }
 
+std::vector<LeakPlace> leakPlacesIn(const Report& report) {
+  return {report.leakPlaces.begin(), report.leakPlaces.begin() + report.leakPlacesUsed};
+}
+
 std::string problemOf(const Report& report) {
   if (report.complaint[0] != '\0') {
     return report.complaint.data();
@@ -124,22 +129,23 @@ Verdict verdictOn(const Operation& operation, const Fault& fault, const Usual& u
 }
 
 Verdict verdictOnLeaksOf(const Report& usual, const Report& report) {
-  const auto sizeOf = [](const Report& r) {
-    return static_cast<size_t>(std::min<int>(r.leaks, Report::leaksKept));
-  };
+  if (usual.hasMoreLeakPlaces || report.hasMoreLeakPlaces) {
+    return {"left blocks that were asked for at too many places to be compared", nullptr};
+  }
   std::map<std::string, int> expected;
-  for (size_t i = 0; i < sizeOf(usual); ++i) {
-    ++expected[describe(usual.leakStacks.at(i))];
+  for (const LeakPlace& place : leakPlacesIn(usual)) {
+    expected[describe(place.stack)] += place.blocks;
   }
   Verdict verdict;
-  for (size_t i = 0; i < sizeOf(report); ++i) {
-    const Stack& stack = report.leakStacks.at(i);
-    if (--expected[describe(stack)] >= 0) {
+  for (const LeakPlace& place : leakPlacesIn(report)) {
+    int& left = expected[describe(place.stack)];
+    left -= place.blocks;
+    if (left >= 0) {
       continue;
     }
-    verdict.foreign = foreignFault(Failing::leaks, stack);
+    verdict.foreign = foreignFault(Failing::leaks, place.stack);
     if (verdict.foreign == nullptr) {
-      return {"left a block that was asked for at\n" + describe(stack), nullptr};
+      return {"left a block that was asked for at\n" + describe(place.stack), nullptr};
     }
   }
   return verdict;
