@@ -112,6 +112,20 @@ TEST(HeapWatch, SeesArraysToo) {
   EXPECT_EQ(watch.newBlocks(), 0);
 }
 
+TEST(HeapWatch, SeesTheTextThatStrdupAsksFor) {
+  const char* const volatile text = "a text";
+  HeapWatch watch;
+  std::free(look(strdup(text)));
+  watch.end();
+  EXPECT_EQ(watch.requests(HeapCall::malloc), 1);
+  EXPECT_EQ(watch.request(0).size, sizeof "a text");
+  EXPECT_EQ(watch.blocks(), 0);
+  HeapWatch refusing(1);
+  const char* const copy = strdup(text);
+  refusing.end();
+  EXPECT_EQ(copy, nullptr);
+}
+
 TEST(HeapWatch, RefusesTheNthRequestAndNoOther) {
   for (const HeapCall call : allCalls) {
     HeapWatch watch(2);

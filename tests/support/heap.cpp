@@ -281,6 +281,15 @@ KELP_EARLY void free(void* block) noexcept {
   KELP_HEAP(free)(block);
 }
 
+#ifdef KELP_SANITIZED_HEAP
+// The platform's asks malloc, the sanitizer's asks nobody.
+char* strdup(const char* text) noexcept {
+  const size_t size = std::strlen(text) + 1;
+  void* const block = malloc(size);
+  return block == nullptr ? nullptr : static_cast<char*>(std::memcpy(block, text, size));
+}
+#endif
+
 }  // extern "C"
 
 void* operator new(size_t size) {
