@@ -7,29 +7,41 @@
 
 namespace kelp_test {
 
-const std::vector<FailingCall>& failingCalls() {
+namespace {
+
+std::vector<FailingCall> everyCall() {
   const std::vector<int> noMemory{ENOMEM};
   const std::vector<int> writing{ENOSPC, EIO, EPIPE};
   const std::vector<int> naming{EAI_AGAIN,  EAI_FAIL,   EAI_NONAME,   EAI_MEMORY,
                                 EAI_FAMILY, EAI_SYSTEM, EAI_OVERFLOW, EAI_NODATA};
-  static const std::vector<FailingCall> calls{
+  std::vector<int> resolving = naming;
+  resolving.insert(resolving.end(), {EAI_SERVICE, EAI_SOCKTYPE, EAI_BADFLAGS, EAI_ADDRFAMILY});
+  const std::vector<int> opening{EACCES, EINTR,   EMFILE,       ENFILE, ENOENT, ENOMEM, ENOSPC,
+                                 EROFS,  ENOTDIR, ENAMETOOLONG, EPERM,  EISDIR, ELOOP};
+  const std::vector<int> formatting{EOVERFLOW, EILSEQ, ENOMEM};
+  return {
       {Call::pipe, "pipe", {EMFILE, ENFILE}},
       {Call::fork, "fork", {EAGAIN, ENOMEM}},
       {Call::dup2, "dup2", {EBADF, EBUSY, EINTR, EMFILE}},
-      {Call::open, "open", {EACCES, EINTR, EMFILE, ENFILE, ENOENT, ENOMEM}},
-      {Call::close, "close", {EIO, EINTR, ENOSPC}},
+      {Call::open, "open", opening},
+      {Call::close, "close", {EIO, EINTR, ENOSPC, EBADF, EDQUOT}},
       {Call::select, "select", {EINTR, EINVAL, ENOMEM, EBADF}},
       {Call::read, "read", {EINTR, EIO, EAGAIN, EBADF}},
       {Call::waitpid, "waitpid", {ECHILD, EINTR, EINVAL}},
       {Call::kill, "kill", {ESRCH, EPERM}},
       {Call::sigaction, "sigaction", {EINVAL}},
       {Call::putenv, "putenv", noMemory},
-      {Call::execv, "execv", {E2BIG, EACCES, ENOENT, ENOEXEC, ENOMEM, ETXTBSY, EIO}},
-      {Call::access, "access", {EACCES, ENOENT, ELOOP, ENOTDIR, EIO, ENOMEM}},
+      {Call::execv,
+       "execv",
+       {E2BIG, EACCES, ENOENT, ENOEXEC, ENOMEM, ETXTBSY, EIO, EPERM, ELOOP, ENOTDIR, ENAMETOOLONG,
+        EMFILE, ENFILE, EAGAIN, EISDIR}},
+      {Call::access,
+       "access",
+       {EACCES, ENOENT, ELOOP, ENOTDIR, EIO, ENOMEM, ENAMETOOLONG, EROFS, EPERM}},
       {Call::nanosleep, "nanosleep", {EINTR, ENOSYS}},
-      {Call::fcntl, "fcntl", {EMFILE, EINVAL}},
-      {Call::mmap, "mmap", {ENOMEM, EAGAIN}},
-      {Call::fopen, "fopen", {EACCES, EMFILE, ENFILE, ENOENT, ENOMEM, EINTR, ENOSPC, EROFS}},
+      {Call::fcntl, "fcntl", {EMFILE, EINVAL, EBADF}},
+      {Call::mmap, "mmap", {ENOMEM, EAGAIN, ENFILE}},
+      {Call::fopen, "fopen", opening},
       {Call::fclose, "fclose", writing},
       {Call::fgets, "fgets", {EIO, EINTR, EISDIR}},
       {Call::fread, "fread", {EIO, EINTR, EISDIR}},
@@ -40,11 +52,16 @@ const std::vector<FailingCall>& failingCalls() {
       {Call::fflush, "fflush", writing},
       {Call::fscanf, "fscanf", {EIO, EINTR}},
       {Call::setvbuf, "setvbuf", noMemory},
-      {Call::stat, "stat", {EACCES, ENOENT, ELOOP, EIO, ENOMEM}},
-      {Call::mkdir, "mkdir", {EACCES, EEXIST, ENOSPC, EROFS, ENOENT, EMLINK}},
-      {Call::getaddrinfo, "getaddrinfo", naming},
+      {Call::stat, "stat", {EACCES, ENOENT, ELOOP, EIO, ENOMEM, ENOTDIR, ENAMETOOLONG}},
+      {Call::mkdir,
+       "mkdir",
+       {EACCES, EEXIST, ENOSPC, EROFS, ENOENT, EMLINK, ENOTDIR, ELOOP, ENOMEM, EDQUOT, EPERM,
+        ENAMETOOLONG}},
+      {Call::getaddrinfo, "getaddrinfo", resolving},
       {Call::getnameinfo, "getnameinfo", naming},
       {Call::gethostname, "gethostname", {ENAMETOOLONG, EPERM}},
+      {Call::vsnprintf, "vsnprintf", formatting},
+      {Call::vswprintf, "vswprintf", formatting},
       {Call::malloc, "malloc", noMemory},
       {Call::calloc, "calloc", noMemory},
       {Call::realloc, "realloc", noMemory},
@@ -52,6 +69,12 @@ const std::vector<FailingCall>& failingCalls() {
       {Call::nothrowNew, "new(nothrow)", noMemory},
       {Call::anyMemory, "any memory", noMemory},
   };
+}
+
+}  // namespace
+
+const std::vector<FailingCall>& failingCalls() {
+  static const std::vector<FailingCall> calls = everyCall();
   return calls;
 }
 
@@ -60,6 +83,8 @@ bool isMemory(Call call) {
                             Call::throwingNew, Call::nothrowNew, Call::anyMemory};
   return std::find(std::begin(kinds), std::end(kinds), call) != std::end(kinds);
 }
+
+bool isFormatting(Call call) { return call == Call::vsnprintf || call == Call::vswprintf; }
 
 std::string describe(const Fault& fault) {
   std::string text;

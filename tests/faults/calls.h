@@ -30,6 +30,10 @@ const std::vector<FailingCall>& failingCalls();
 
 bool isMemory(Call call);
 
+// Fails for what it is given alone: too long a text, a character that cannot be encoded. What the
+// library itself formats is of neither kind.
+bool isFormatting(Call call);
+
 using CallCounts = std::array<int, callCount>;
 
 }  // namespace kelp_test

@@ -85,17 +85,46 @@ class StreamScan : public Job {
   char m_word[20] = "";
 };
 
+class Refilling : public Job {
+ public:
+  Refilling() : m_stream(std::tmpfile()) {
+    std::fputs("12 words", m_stream.get());
+    std::setvbuf(m_stream.get(), m_buffer, _IOFBF, sizeof m_buffer);
+  }
+  void run() override {
+    std::rewind(m_stream.get());
+    m_source = ScanSource();
+    m_source.stream = m_stream.get();
+    m_result = __Qrefill(&m_source);
+  }
+  std::string outcome() override {
+    return words(m_result) +
+           (m_result == 0
+                ? ": " + std::string(m_source.position, static_cast<size_t>(m_source.unread))
+                : "");
+  }
+
+ private:
+  char m_buffer[4] = "";
+  std::unique_ptr<std::FILE, CloseStream> m_stream;
+  ScanSource m_source{};
+  int m_result = 0;
+};
+
 }  // namespace
 
 Operations scanningOperations() {
   Operations all;
-  all.push_back(of("Q_snprintf", [] {
-    char text[100];
-    Q_snprintf(text, sizeof text, "%s %d %g", "text", 12, 1.5);
-    return std::string(text);
-  }));
-  all.push_back(operationOf<WideFormat>("Q_snwprintf",
-                                        {{{Call::malloc, Call::anyMemory}, {"-1: old", asEver}}}));
+  all.push_back(of("Q_snprintf",
+                   [] {
+                     char text[100] = "old";
+                     const int length = Q_snprintf(text, sizeof text, "%s %d %g", "text", 12, 1.5);
+                     return std::make_pair(length, std::string(text));
+                   },
+                   {{{Call::vsnprintf}, {"0, "}}}));
+  all.push_back(operationOf<WideFormat>(
+      "Q_snwprintf",
+      {{{Call::malloc, Call::anyMemory}, {"-1: old", asEver}}, {{Call::vswprintf}, {"-1: "}}}));
   all.push_back(
       operationOf<Resizing>("Q_dumb_realloc", {{{Call::realloc, Call::anyMemory}, {"null"}}}));
   all.push_back(of("Q_sscanf", [text = "12 " + std::string(3000, '1') + " word"] {
@@ -109,6 +138,7 @@ Operations scanningOperations() {
   // What the platform cannot read is the end of the input.
   all.push_back(operationOf<StreamScan>("Q_vfscanf of a stream",
                                         {{{Call::fscanf}, {"-1", "1: 12", "2: 12 w", asEver}}}));
+  all.push_back(operationOf<Refilling>("__Qrefill of a stream", {{{Call::fscanf}, {"-1"}}}));
   return all;
 }
 

@@ -52,7 +52,8 @@ Allowed allowedFor(const Operation& operation, const Fault& fault) {
     }
   }
   if (allowed.outcomes.empty()) {
-    allowed.outcomes = {asEver};
+    // What comes of a format that fails is documented only where it is the caller's.
+    allowed.outcomes = {isFormatting(fault.call) ? "*" : asEver};
   }
   return allowed;
 }

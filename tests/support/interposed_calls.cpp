@@ -14,6 +14,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 
 namespace kelp_test {
 namespace {
@@ -83,6 +84,8 @@ struct AllRealCalls : RealCalls {
   int (*setvbuf)(FILE*, char*, int, size_t);
   int (*stat)(const char*, struct stat*);
   int (*mkdir)(const char*, mode_t);
+  int (*vsnprintf)(char*, size_t, const char*, va_list);
+  int (*vswprintf)(wchar_t*, size_t, const wchar_t*, va_list);
 
   AllRealCalls() {
     find(pipe, "pipe");
@@ -114,6 +117,8 @@ struct AllRealCalls : RealCalls {
     find(setvbuf, "setvbuf");
     find(stat, "stat");
     find(mkdir, "mkdir");
+    find(vsnprintf, "vsnprintf");
+    find(vswprintf, "vswprintf");
   }
 };
 
@@ -429,6 +434,30 @@ int stat(const char* path, struct stat* status) noexcept {
 
 int mkdir(const char* path, mode_t mode) noexcept {
   return fails(Call::mkdir) ? -1 : real().mkdir(path, mode);
+}
+
+int vsnprintf(char* text, size_t size, const char* format, va_list args) noexcept {
+  return fails(Call::vsnprintf) ? -1 : real().vsnprintf(text, size, format, args);
+}
+
+int __vsnprintf_chk(char* text, size_t size, int /*flag*/, size_t capacity, const char* format,
+                    va_list args) {
+  if (size > capacity) {
+    std::abort();
+  }
+  return vsnprintf(text, size, format, args);
+}
+
+int vswprintf(wchar_t* text, size_t size, const wchar_t* format, va_list args) noexcept {
+  return fails(Call::vswprintf) ? -1 : real().vswprintf(text, size, format, args);
+}
+
+int __vswprintf_chk(wchar_t* text, size_t size, int /*flag*/, size_t capacity,
+                    const wchar_t* format, va_list args) {
+  if (size > capacity) {
+    std::abort();
+  }
+  return vswprintf(text, size, format, args);
 }
 
 }  // extern "C"

@@ -1,6 +1,12 @@
 // Stands in front of the system calls that the library makes, so that a test can make them fail or
 // do something else. A test program that links this in has every such call go through it, in forked
 // children too. Memory is among them: what a HeapWatch tells of one thread, this does of processes.
+//
+// Some calls are not made to fail: pthread_atfork, which the library calls while it is loaded, before
+// a test can ask for anything; pthread_sigmask, clock_gettime and munmap, which fail for wrong
+// arguments alone, and get constant ones, or a block that mmap gave; the bare system call nanosleep
+// and sched_yield, whose results nobody looks at, as what they wait for is looked at anew; and ungetc,
+// which always has room for the character that was just read.
 #pragma once
 
 #include "heap.h"
@@ -56,8 +62,10 @@ enum class Call {
   getaddrinfo,  // in a program that has scripted_resolver.cpp, too; "errno" is its result
   getnameinfo,  // likewise
   gethostname,  // likewise
+  vsnprintf,    // writes nothing then; so does the next one
+  vswprintf,
 };
-constexpr size_t callCount = static_cast<size_t>(Call::gethostname) + 1;
+constexpr size_t callCount = static_cast<size_t>(Call::vswprintf) + 1;
 
 // Which processes a failure concerns: the one that armed it, its children, or both.
 enum class Where { here, child, anywhere };
