@@ -142,6 +142,7 @@ Operations settingsOperations();
 Operations traceOperations();
 Operations messageOperations();
 Operations processOperations();
+Operations recordOperations();
 Operations namingOperations();
 Operations leafOperations();
 

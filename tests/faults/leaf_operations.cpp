@@ -1,4 +1,5 @@
 // XML, the digest, shared instances, sleeping.
+#include "cmnicumessage.h"
 #include "cmnmillisleep.h"
 #include "cmnmsgcatalogmgr.h"
 #include "cmnmsgdgst5.h"
@@ -88,6 +89,24 @@ class MakingAParser : public Job {
   std::optional<CCmnSaxParser> m_parser;
 };
 
+// Whose reader before is kept, on purpose.
+class MakingAnotherReader : public Job {
+ public:
+  void run() override {
+    m_counter.elements = m_counter.attributes = m_counter.units = 0;
+    m_parser.init();
+  }
+  std::string outcome() override {
+    m_parser.setHandler(&m_counter);
+    m_parser.parse(document);
+    return m_counter.inWords();
+  }
+
+ private:
+  Counter m_counter;
+  CCmnSaxParser m_parser{&m_counter};
+};
+
 // Without a handler, which would initialise Xerces-C itself.
 class MakingTheFirstParser : public Job {
  public:
@@ -171,6 +190,7 @@ void addXml(Operations& all) {
   all.push_back({"xml: parse", parse, mayBreak, initialised, {}, false});
   all.push_back({"xml: parse parts", parseParts, mayBreak, initialised, {}, false});
   all.push_back(operationOf<MakingAParser>("xml: make a parser", mayThrow, initialised));
+  all.push_back(operationOf<MakingAnotherReader>("xml: init", mayThrow, initialised));
   all.push_back(operationOf<SettingAHandler>("xml: setHandler", mayThrow, initialised));
   all.push_back(operationOf<MakingAHandler>("xml: make a handler", mayThrow, initialised));
   all.push_back(operationOf<CollectingCharacters>("xml: characters", mayThrow, initialised));
@@ -196,6 +216,7 @@ Operations leafOperations() {
       [](const CCmnMessageDigest5& digest) { return words(digest.GetAnsiMessageDigest()); }));
   all.push_back(sharing<CCmnRefCount>("a count"));
   all.push_back(sharing<CCmnTraceLog>("a trace log"));
+  all.push_back(sharing<CCmnIcuMessage>("a message"));
   all.push_back(sharing<CCmnMessageCatalogManager>("a manager"));
   all.push_back(function(
       "millisleep", [] { return millisleep(1), 0; }, InWords()));

@@ -37,7 +37,7 @@ Operations allOperations() {
   Operations all;
   for (const auto& table :
        {textOperations, scanningOperations, settingsOperations, traceOperations, messageOperations,
-        processOperations, namingOperations, leafOperations}) {
+        processOperations, recordOperations, namingOperations, leafOperations}) {
     for (Operation& operation : table()) {
       all.push_back(operation);
     }

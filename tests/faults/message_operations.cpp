@@ -281,6 +281,12 @@ void addMessages(Operations& all) {
         return std::make_unique<CCmnIcuMessage>(id, 4, text, 12);
       },
       [](const std::unique_ptr<CCmnIcuMessage>& message) { return inWords(*message); }));
+  const auto positioned = std::make_shared<CCmnIcuMessage>("MSG_WITH_AN_IDENTIFIER_OF_SOME_LENGTH",
+                                                           4, "file.cpp of some length", 12);
+  all.push_back(function(
+      "message: getMessageId", [positioned] { return positioned->getMessageId(); }, InWords()));
+  all.push_back(function(
+      "message: getFileName", [positioned] { return positioned->getFileName(); }, InWords()));
   all.push_back(operationOf<SettingArguments>("message: setArguments"));
   all.push_back(operationOf<AddingAnArgument>("message: addArgument"));
   all.push_back(operationOf<Serializing>("message: serialize"));

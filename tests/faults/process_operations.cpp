@@ -1,6 +1,6 @@
-// Running commands, and the records of children that have ended.
-#include "exec_fixture.h"
+// Running commands.
 #include "job.h"
+#include "process_surroundings.h"
 #include "words.h"
 
 #include <sys/wait.h>
@@ -18,67 +18,6 @@ namespace {
 
 using namespace kelp_cmn_4_4;
 
-// ---- time, which passes only while somebody looks at the clock
-
-const int* child = nullptr;  // its number
-bool isEnding = false;       // it ends by itself, or has got a signal that ends it
-bool heedsTermination = true;
-int looks = 0;
-
-// A child that is ending is waited for: it is not to lose against this clock.
-void awaitEnd() {
-  siginfo_t info{};
-  if (isEnding && *child > 0) {
-    waitid(P_PID, static_cast<id_t>(*child), &info, WEXITED | WNOWAIT);
-  }
-}
-
-time_t passingTime(time_t*) {
-  constexpr int looksInASecond = 4;
-  awaitEnd();
-  return 1000 + ++looks / looksInASecond;
-}
-
-int noteKill(pid_t pid, int number) {
-  isEnding = isEnding || number == SIGKILL || (number == SIGTERM && heedsTermination);
-  return realCalls().kill(pid, number);
-}
-
-Replacements withPassingTime() {
-  Replacements result;
-  result.time = passingTime;
-  result.nanosleep = [](const timespec*, timespec*) { return 0; };
-  result.sleep = [](unsigned int) { return 0U; };
-  result.kill = noteKill;
-  return result;
-}
-
-// ---- what surrounds the operations
-
-// The child's status comes from waitpid alone, always in the same way.
-struct Surroundings {
-  explicit Surroundings(bool blocks) {
-    InstallRoot::makeConfigDir();
-    writeFile(std::string(InstallRoot::configDir) + "faults.conf",
-              "[DEBUG_TRACE_INFO]\n\"TRACELEVEL\"=dword:00000003\n");
-    writeFile("/usr/tulsk/input", "from a file\n");
-    if (blocks) {
-      blocked.emplace();
-    }
-  }
-  InstallRoot root;
-  ScopedReplacements replacements{withPassingTime()};
-  std::optional<BlockedChildSignal> blocked;
-};
-std::shared_ptr<void> quiet() { return std::make_shared<Surroundings>(true); }
-std::shared_ptr<void> withHandler() { return std::make_shared<Surroundings>(false); }
-
-CCmnTraceLogPtr openLog() {
-  CCmnTraceLogPtr log(new CCmnTraceLog);
-  log->initialize("faults", "", "", 3, false);
-  return log;
-}
-
 // ---- whole runs
 
 struct Run {
@@ -87,6 +26,7 @@ struct Run {
   bool endsByItself = true;
   bool isTraced = false;
   bool isAborted = false;
+  unsigned long timeout = 60;
 };
 
 class Executing : public Job {
@@ -100,13 +40,12 @@ class Executing : public Job {
     }
   }
   void run() override {
-    constexpr unsigned long timeout = 60;
     child = &m_pipe.m_childPid;
     isEnding = m_run.endsByItself;
     heedsTermination = true;
     m_output.clear();
     m_leftOver = static_cast<size_t>(std::max(m_pipe.m_bufferCount - m_pipe.m_bufferPos, 0));
-    m_result = m_pipe.Exec(m_run.command, m_output, m_run.stdinFile, timeout, "", "", "");
+    m_result = m_pipe.Exec(m_run.command, m_output, m_run.stdinFile, m_run.timeout, "", "", "");
     if (m_result == execPipeReadTimedOut) {
       m_pipe.Close(1);
     }
@@ -165,6 +104,13 @@ void addRuns(Operations& all) {
   Operation endless = executing("Exec of what runs on", {hostile("closeoutput"), "", false});
   endless.allowances.push_back({{Call::kill}, {"8: *", "12: *"}, Where::here, {asEver}, true});
   all.push_back(endless);
+  // It is silent: no output is there at once. Where it cannot be run, its output may end first.
+  Run silent{hostile("silence 100000 0"), "", false};
+  silent.timeout = 0;
+  Operation late = executing("Exec that runs out of time", silent);
+  late.allowances.push_back({{Call::kill}, {asEver}, Where::here, {asEver}, true});
+  late.allowances.push_back({{Call::open, Call::dup2, Call::execv}, {asEver}, Where::child});
+  all.push_back(late);
   Operation handled = executing("Exec, reaped by the handler", {lines, "", true, true});
   handled.fixture = withHandler;
   handled.allowances.push_back({{Call::sigaction}, {asEver}, Where::here});
@@ -203,7 +149,7 @@ class Stepping : public Job {
   int m_closed = 0;
 };
 
-// A child that has to be killed, and one that has not ended when its object does.
+// A child that has to be killed.
 class Ending : public Job {
  public:
   explicit Ending(bool heeds) : m_heeds(heeds) { m_pipe.registerTraceLog(openLog()); }
@@ -228,6 +174,56 @@ class Ending : public Job {
   ProbedPipe m_pipe;
   int m_started = 0;
   bool m_read = false;
+  int m_closed = 0;
+};
+
+// A child that has not ended when its object does.
+class Destroying : public Job {
+ public:
+  void run() override {
+    m_pipe.emplace();
+    child = &m_pipe->m_childPid;
+    isEnding = false;
+    heedsTermination = true;
+    m_pid = -1;
+    m_started = m_pipe->ExecPipe(m_command, m_nothing);
+    m_pid = m_pipe->m_childPid;
+    m_pipe.reset();
+    isEnding = false;
+  }
+  std::string outcome() override {
+    const bool isThere = m_pid > 0 && kill(m_pid, 0) == 0;
+    return words(m_started) + (m_pid < 0 ? ": no child" : isThere ? ": a child" : ": ended");
+  }
+
+ private:
+  const std::string m_command = hostile("stay");
+  const std::string m_nothing;
+  std::optional<ProbedPipe> m_pipe;
+  int m_pid = -1;
+  int m_started = 0;
+};
+
+// Then Close() finds no child any more.
+class Waiting : public Job {
+ public:
+  void run() override {
+    child = &m_pipe.m_childPid;
+    isEnding = true;
+    m_started = m_pipe.ExecPipe(m_command, m_nothing);
+    m_status = m_pipe.WaitPid(60);
+    m_closed = m_pipe.Close(1);
+  }
+  std::string outcome() override {
+    return words(m_started) + ": " + words(m_status) + ": " + words(m_closed);
+  }
+
+ private:
+  const std::string m_command = hostile("exit 3");
+  const std::string m_nothing;
+  ProbedPipe m_pipe;
+  int m_started = 0;
+  int m_status = 0;
   int m_closed = 0;
 };
 
@@ -266,139 +262,27 @@ void addSteps(Operations& all) {
   }
 }
 
-// ---- without a process
-
-char hookText[] = "one\ntwo\n";
-char hookBuffer[sizeof hookText];
-
-class InAChildContext : public Job {
- public:
-  InAChildContext() {
-    m_pipe.m_pfnIsChildContext = [] { return 1; };
-    m_pipe.m_pfnExecInChild = [](const char*, char** output, int* length) {
-      std::memcpy(hookBuffer, hookText, sizeof hookText);
-      *output = hookBuffer;
-      *length = sizeof hookText - 1;
-      ++given;
-      return 5;
-    };
-    m_pipe.m_pfnFreeOutput = [](char*, int) { ++freed; };
-  }
-  void run() override {
-    given = freed = 0;
-    m_output.clear();
-    m_result = m_pipe.Exec(m_command, m_output, "", 60, "", "", "");
-  }
-  std::string outcome() override { return words(m_result) + ": " + words(m_output) + inUse(); }
-  std::string state() override { return inUse(); }
-
- private:
-  static std::string inUse() { return words(given - freed); }
-
-  static int given;
-  static int freed;
-  const std::string m_command = "a command of some length";
-  CCmnExecPipePosix m_pipe;
-  std::vector<std::string> m_output;
-  int m_result = 0;
-};
-int InAChildContext::given = 0;
-int InAChildContext::freed = 0;
-
-class Splitting : public Job {
- public:
-  void run() override {
-    m_pipe.ClearArgsList();
-    m_result = m_pipe.ParseCommand("'a b' c d e f g h i j k l m");
-  }
-  std::string outcome() override {
-    return words(m_result) + (m_result ? ": " + words(m_pipe.arguments()) : "");
-  }
-
- private:
-  ProbedPipe m_pipe;
-  bool m_result = false;
-};
-
-// ---- records of children
-
-int noChild(pid_t, int*, int) { return 0; }
-
-// More of them than there is room for without pages from the system.
-class Recording : public Job {
- public:
-  Recording() { m_replacements.waitpid = noChild; }
-  void run() override {
-    const ScopedReplacements scope(m_replacements);
-    for (int i = 0; i < count; ++i) {
-      tell(fakePid + i, 0);
-    }
-  }
-  std::string outcome() override {
-    int known = 0;
-    for (int i = 0; i < count; ++i) {
-      int status = -1;
-      known += m_pipe.CheckChildStatusMap(fakePid + i, &status) && status == 0 ? 1 : 0;
-    }
-    return words(known);
-  }
-
- private:
-  static constexpr int count = 5000;
-  Replacements m_replacements = withPassingTime();
-  CCmnExecPipePosix m_pipe;
-};
-
-class LookingUp : public Job {
- public:
-  // Without a log: under the sanitizers each line, of which a failure leaves one out, shows in the
-  // count of blocks.
-  LookingUp() { m_replacements.waitpid = noChild; }
-  void run() override {
-    {
-      const ScopedReplacements scope(m_replacements);
-      for (int i = 0; i < count; ++i) {
-        tell(fakePid + i, 7);
-      }
-    }
-    m_known = 0;
-    for (int i = 0; i < count; ++i) {
-      int status = -1;
-      m_known += m_pipe.CheckChildStatusMap(fakePid + i, &status) && status == 7 ? 1 : 0;
-    }
-  }
-  std::string outcome() override { return words(m_known); }
-
- private:
-  static constexpr int count = 70;
-  Replacements m_replacements = withPassingTime();
-  CCmnExecPipePosix m_pipe;
-  int m_known = 0;
-};
-
-void addOthers(Operations& all) {
-  all.push_back(operationOf<InAChildContext>("processes: Exec in a child context", {}, quiet));
-  all.push_back(operationOf<Splitting>("processes: ParseCommand", {{memoryCalls(), {"0"}}}, quiet));
-  // Where waitpid fails, or a page for the record, there is none.
-  const std::vector<Allowance> records{{{Call::mmap, Call::waitpid}, {"[0-9]*"}}};
-  all.push_back(operationOf<Recording>("processes: GetChildStatus", records, quiet));
-  all.push_back(operationOf<LookingUp>("processes: CheckChildStatusMap", records, quiet));
-  all.push_back(function(
-      "processes: a pipe with a list",
-      [list = std::vector<std::string>{"a host of some length, to be kept"}] {
-        return std::make_unique<CCmnExecPipePosix>(list);
-      },
-      [](const std::unique_ptr<CCmnExecPipePosix>& pipe) {
-        return words(pipe->getLastError().m_code);
-      }));
-  all.push_back(function(
-      "processes: a record",
-      [text = std::string("a command of some length"), message = std::wstring(50, L'x')] {
-        return ECmnExecPipe(text, message, 5, 7);
-      },
-      [](const ECmnExecPipe& record) {
-        return words(record.m_command) + words(record.m_message);
-      }));
+void addEnds(Operations& all) {
+  Operation destroying = operationOf<Destroying>("processes: destroy what has a child", {}, quiet);
+  destroying.allowances = {
+      {memoryCalls(), {"6: no child"}, Where::here},
+      {{Call::access}, {"7: no child"}, Where::here},
+      {{Call::pipe}, {"1: no child"}, Where::here},
+      {{Call::fork}, {"4: no child"}, Where::here},
+      {{Call::waitpid, Call::kill}, {"0: a child", asEver}, Where::here, {asEver}, true},
+  };
+  all.push_back(destroying);
+  Operation waiting = operationOf<Waiting>("processes: WaitPid", {}, quiet);
+  waiting.allowances = {
+      {memoryCalls(), {"6: -1: 0"}, Where::here},
+      {{Call::access}, {"7: -1: 0"}, Where::here},
+      {{Call::pipe}, {"1: -1: 0"}, Where::here},
+      {{Call::fork}, {"4: -1: 0"}, Where::here},
+      {{Call::close}, {"0: 768: 3", asEver}, Where::here},
+      {{Call::waitpid}, {"0: -1: 11", "0: -1: 8", asEver}, Where::here, {asEver}, true},
+      {{Call::open, Call::dup2, Call::execv}, {"0: 256: 8"}, Where::child},
+  };
+  all.push_back(waiting);
 }
 
 }  // namespace
@@ -407,7 +291,7 @@ Operations processOperations() {
   Operations all;
   addRuns(all);
   addSteps(all);
-  addOthers(all);
+  addEnds(all);
   return all;
 }
 

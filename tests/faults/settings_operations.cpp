@@ -92,6 +92,22 @@ class OpeningForAFile : public SettingsJob {
   std::optional<CCmnConfiguration> m_store;
 };
 
+// Whose file there need not be.
+class OpeningForANewFile : public SettingsJob {
+ public:
+  void run() override {
+    m_store.reset();
+    m_store.emplace(m_settings.dir().c_str(), "a file of some length.conf", false);
+  }
+  std::string outcome() override {
+    ACE_Configuration_Section_Key section;
+    return words(m_store->getLastError().what()) + words(m_store->openSection("new", section, 1));
+  }
+
+ private:
+  std::optional<CCmnConfiguration> m_store;
+};
+
 // Into a store that holds the same already.
 class Importing : public SettingsJob {
  public:
@@ -132,6 +148,35 @@ class OpeningASection : public SettingsJob {
 
  private:
   ACE_Configuration_Section_Key m_key;
+};
+
+// Below one that is open.
+class BaseJob : public SettingsJob {
+ protected:
+  BaseJob() {
+    ACE_Configuration_Section_Key other;
+    m_settings.store.openSection("vault", m_base, 0);
+    m_settings.store.openSection("vault\\left", other, 0);
+  }
+  ACE_Configuration_Section_Key m_base;
+};
+
+class OpeningASectionBelow : public BaseJob {
+ public:
+  void run() override { m_result = m_settings.store.openSection(m_base, "right\\door", m_key, 1); }
+  std::string outcome() override { return words(m_result); }
+
+ private:
+  ACE_Configuration_Section_Key m_key;
+};
+
+class EnumeratingBelow : public BaseJob {
+ public:
+  void run() override { m_names = m_settings.store.enumerateSections(m_base); }
+  std::string outcome() override { return asText(m_names); }
+
+ private:
+  std::vector<tstr> m_names;
 };
 
 class GettingAText : public SettingsJob {
@@ -230,6 +275,17 @@ class Placing : public Job {
   int m_result = 0;
 };
 
+class PlacingTheInstallation : public Job {
+ public:
+  void run() override { m_result = CCmnPathTool::getInstallPath(m_path); }
+  std::string outcome() override { return words(m_result) + ": " + words(m_path); }
+  std::string state() override { return words(m_path); }
+
+ private:
+  tstr m_path{"old"};
+  int m_result = 0;
+};
+
 class PlacingTheProduct : public Job {
  public:
   void run() override {
@@ -313,12 +369,18 @@ void addStore(Operations& all) {
                                      {{memoryCalls(), {"Failed to open configuration heap-1"}}}));
   all.push_back(
       operationOf<OpeningForAFile>("configuration: open for a file", {{reading, anyFailure}}));
+  all.push_back(
+      operationOf<OpeningForANewFile>("configuration: open for a new file",
+                                      {{memoryCalls(), {"Failed to open configuration heap-1"}}}));
   // A section that was half made is refused ever after.
   all.push_back(operationOf<Importing>("configuration: importConfig",
                                        {{reading, anyImport, Where::here, anyImport}}));
   all.push_back(operationOf<Exporting>("configuration: exportConfig", {{writing, refused}}));
   all.push_back(operationOf<OpeningASection>(
       "configuration: openSection", {{memoryCalls(), {"-[1-9]*", "1"}, Where::here, refused}}));
+  all.push_back(
+      operationOf<OpeningASectionBelow>("configuration: openSection below",
+                                        {{memoryCalls(), {"-[1-9]*", "1"}, Where::here, refused}}));
   const std::vector<Allowance> mayRefuse{{memoryCalls(), {"-[1-9]*"}}};
   all.push_back(operationOf<GettingAText>("configuration: getStringValue", mayRefuse));
   all.push_back(
@@ -331,12 +393,15 @@ void addStore(Operations& all) {
   all.push_back(operationOf<AddingAText>("configuration: setStringValue of a new one", mayRefuse));
   all.push_back(
       operationOf<Enumerating>("configuration: enumerateSections", {{memoryCalls(), {"", "*|"}}}));
+  all.push_back(operationOf<EnumeratingBelow>("configuration: enumerateSections of a key",
+                                              {{memoryCalls(), {"", "*|"}}}));
   all.push_back(operationOf<ImportingAZeroByte>("configuration: importConfig of a zero byte"));
 }
 
 void addPlaces(Operations& all) {
   all.push_back(function("places: verify", [] { return CCmnPathTool::verify("/"); }, InWords(),
                          {{{Call::access}, {"-1"}}}));
+  all.push_back(operationOf<PlacingTheInstallation>("places: getInstallPath"));
   all.push_back(
       operationOf<Placing<CCmnPathTool::getMessageFileInfo>>("places: messages", {}, installRoot));
   all.push_back(
