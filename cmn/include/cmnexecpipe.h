@@ -64,7 +64,9 @@ namespace kelp_cmn_4_4 {
  * thread at a time, and so are all objects with the same trace log together.
  *
  * A child that the host itself forks can run commands, whatever the host's other threads were
- * doing here at that moment: the library has handlers of `pthread_atfork` for that. Once the
+ * doing here at that moment: the library has handlers of `pthread_atfork` for that. If there was no
+ * memory for them when it was loaded, and another thread was at work here at that moment, each
+ * command of the child takes some tenths of a second longer and may come to code 8. Once the
  * process has begun to destroy its static objects commands still run, and only `waitpid` is asked
  * for their ends.
  */
