@@ -9,9 +9,9 @@ LeakRecorder* recorder = nullptr;
 
 // Null where there is no room for it. Needs no memory: that would be recorded, too.
 LeakPlace* placeIn(Report& report, const Stack& stack) {
-  const auto end = report.leakPlaces.begin() + report.leakPlacesUsed;
-  const auto found = std::find_if(report.leakPlaces.begin(), end,
-                                  [&](const LeakPlace& place) { return place.stack == stack; });
+  auto* const end = report.leakPlaces.begin() + report.leakPlacesUsed;
+  auto* const found = std::find_if(report.leakPlaces.begin(), end,
+                                   [&](const LeakPlace& place) { return place.stack == stack; });
   if (found != end) {
     return &*found;
   }
