@@ -231,12 +231,6 @@ bool (*checkedAtExit)() = nullptr;  // GoogleTest has ended by then
 int waitsAtExit = 0;
 int yieldsAtExit = 0;
 
-void unblockSignals() {
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
 // Runs last of all when the process exits, because it is registered first of all.
 void checkAtExit(int, void*) {
   if (checkedAtExit != nullptr) {

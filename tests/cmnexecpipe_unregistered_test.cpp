@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
-#include <signal.h>
 
 #include <atomic>
 #include <cerrno>
@@ -69,12 +68,6 @@ bool stayInside(const HeapRequest& /*request*/) {
     std::this_thread::sleep_for(std::chrono::microseconds(100));
   }
   return true;
-}
-
-void unblockSignals() {
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 TEST_F(UnregisteredHandlers, MayCostTheStatusWhereAnotherThreadWasInTheMap) {

@@ -30,8 +30,8 @@ const std::vector<FailingCall>& failingCalls();
 
 bool isMemory(Call call);
 
-// Fails for what it is given alone: too long a text, a character that cannot be encoded. What the
-// library itself formats is of neither kind.
+// Fails for what it is given alone: too long a text, a character that cannot be encoded. Of the
+// library's own formats none does.
 bool isFormatting(Call call);
 
 using CallCounts = std::array<int, callCount>;

@@ -3,8 +3,7 @@
 #include "process_surroundings.h"
 #include "words.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <cstring>

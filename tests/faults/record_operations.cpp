@@ -3,7 +3,6 @@
 #include "process_surroundings.h"
 #include "words.h"
 
-#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>

@@ -61,6 +61,13 @@ class BlockedChildSignal {
   sigset_t m_old{};
 };
 
+// For the beginning of another process's work.
+inline void unblockSignals() {
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 // Asks until the condition holds, for at most a minute.
 template <class Condition>
 bool eventually(Condition condition) {

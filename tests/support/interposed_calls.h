@@ -2,11 +2,11 @@
 // do something else. A test program that links this in has every such call go through it, in forked
 // children too. Memory is among them: what a HeapWatch tells of one thread, this does of processes.
 //
-// Some calls are not made to fail: pthread_atfork, which the library calls while it is loaded, before
-// a test can ask for anything; pthread_sigmask, clock_gettime and munmap, which fail for wrong
-// arguments alone, and get constant ones, or a block that mmap gave; the bare system call nanosleep
-// and sched_yield, whose results nobody looks at, as what they wait for is looked at anew; and ungetc,
-// which always has room for the character that was just read.
+// Some calls are not made to fail: pthread_atfork, which the library calls while it is loaded,
+// before a test can ask for anything; pthread_sigmask, clock_gettime and munmap, which fail for
+// wrong arguments alone, and get constant ones, or a block that mmap gave; the bare system call
+// nanosleep and sched_yield, whose results nobody looks at, as what they wait for is looked at
+// anew; and ungetc, which always has room for the character that was just read.
 #pragma once
 
 #include "heap.h"
