@@ -315,6 +315,24 @@ TEST(ExecPipeAddArgument, KeepsAnUnterminatedArgumentThatEndsInABackslash) {
   EXPECT_FALSE(pipe.AddArgument("x\\y", 2)) << "the byte behind does not count";
 }
 
+TEST(ExecPipeClearArgsList, GivesBackWhatTheArgumentsTookAndSoDoesTheDestructor) {
+  for (const bool cleared : {true, false}) {
+    HeapWatch watch;
+    {
+      ProbedPipe pipe;
+      for (int i = 0; i < 20; ++i) {
+        pipe.AddArgument("argument", 8);
+      }
+      if (cleared) {
+        pipe.ClearArgsList();
+      }
+    }
+    watch.end();
+    EXPECT_EQ(watch.blocks(), 0) << cleared;
+    EXPECT_GT(watch.requests(), 20);
+  }
+}
+
 TEST(ExecPipeClearArgsList, ReleasesAndResets) {
   ProbedPipe pipe;
   pipe.ClearArgsList();
