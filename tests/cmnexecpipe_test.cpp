@@ -1015,6 +1015,23 @@ TEST_F(ExecPipeRun, TakesAByteAtATime) {
   EXPECT_EQ(bytesSeen, 4);
 }
 
+ProbedPipe* reading = nullptr;
+
+// As a handler of the host's sees it that comes meanwhile.
+TEST_F(ExecPipeRun, HoldsNothingReadAheadWhileItWaitsForMore) {
+  reading = &m_pipe;
+  Replacements replacements;
+  replacements.select = [](int count, fd_set* readable, fd_set* writable, fd_set* exceptional,
+                           timeval* limit) {
+    EXPECT_EQ(reading->m_bufferCount, 0);
+    EXPECT_EQ(reading->m_bufferPos, 0);
+    return realCalls().select(count, readable, writable, exceptional, limit);
+  };
+  const ScopedReplacements scope(replacements);
+  EXPECT_EQ(run(hostile("say 'one\ntwo\npart'")), execPipeOk);
+  EXPECT_THAT(m_output, ElementsAre("one\n", "two\n", "part"));
+}
+
 TEST_F(ExecPipeRun, ReadsStandardInputFromTheFileOrFromNothing) {
   const ScratchDirectory scratch;
   const std::string file = scratch.path() + "in put";

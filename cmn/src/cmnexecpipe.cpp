@@ -393,6 +393,7 @@ bool CCmnExecPipePosix::ReadLine(char* buffer, int size, unsigned char* timedOut
       }
     }
     m_bufferPos = 0;
+    m_bufferCount = 0;
     m_bufferCount = readInTime(m_traceLog, m_readFd, m_readBuffer, *timedOut, timeoutSeconds);
   } while (m_bufferCount > 0);
   // Deliberate: a read error, which leaves its negative count behind, drops what came of the line.
