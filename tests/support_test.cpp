@@ -121,9 +121,10 @@ TEST(HeapWatch, SeesTheTextThatStrdupAsksFor) {
   EXPECT_EQ(watch.request(0).size, sizeof "a text");
   EXPECT_EQ(watch.blocks(), 0);
   HeapWatch refusing(1);
-  const char* const copy = strdup(text);
+  char* const copy = strdup(text);
   refusing.end();
   EXPECT_EQ(copy, nullptr);
+  std::free(copy);
 }
 
 TEST(HeapWatch, RefusesTheNthRequestAndNoOther) {
