@@ -556,7 +556,7 @@ TEST_F(ExecPipeFailures, NoRoomToMoveAPipeEndLosesNoOutput) {
 }
 
 // The platform's streams can be replaced. What counts is the descriptor that they have by then.
-TEST_F(ExecPipeFailures, AHostsOutputThatHasBecomeDescriptorZeroIsNone) {
+TEST_F(ExecPipeFailures, AHostsStreamMayBeDescriptorZero) {
   for (FILE** const stream : {&stdout, &stderr}) {
     inAnotherProcess([this, stream] {
       close(STDIN_FILENO);

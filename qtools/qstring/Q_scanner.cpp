@@ -111,8 +111,7 @@ class Scanner {
   }
 
   // The plain "%d" of most formats, without what other conversions have to ask. Where it is not of
-  // few digits, all at hand, nothing but white space is consumed, of which a sign may be in some
-  // locale.
+  // few digits, all at hand, nothing but white space is consumed. In some locales a sign is that.
   bool convertShortInt() {
     m_input.skipSpace();
     q_integertext::Integer integer;
